@@ -1,0 +1,51 @@
+// Character classes and case for ASCII, whatever the locale says: files must read alike everywhere.
+#ifndef VEX_BASE_ASCII_H
+#define VEX_BASE_ASCII_H
+
+namespace vex::ascii {
+
+template <typename Char>
+constexpr bool isDigit(Char c) {
+    return c >= '0' && c <= '9';
+}
+template <typename Char>
+constexpr bool isUpper(Char c) {
+    return c >= 'A' && c <= 'Z';
+}
+template <typename Char>
+constexpr bool isLower(Char c) {
+    return c >= 'a' && c <= 'z';
+}
+template <typename Char>
+constexpr bool isAlpha(Char c) {
+    return isUpper(c) || isLower(c);
+}
+/// Tab, line feed, vertical tab, form feed, carriage return and blank.
+template <typename Char>
+constexpr bool isSpace(Char c) {
+    return (c >= '\t' && c <= '\r') || c == ' ';
+}
+/// Printable, but neither letter, digit nor blank.
+template <typename Char>
+constexpr bool isPunct(Char c) {
+    return c > ' ' && c < 0x7f && !isAlpha(c) && !isDigit(c);
+}
+template <typename Char>
+constexpr Char toLower(Char c) {
+    return isUpper(c) ? static_cast<Char>(c + ('a' - 'A')) : c;
+}
+template <typename Char>
+constexpr Char toUpper(Char c) {
+    return isLower(c) ? static_cast<Char>(c - ('a' - 'A')) : c;
+}
+/// The value of a hexadecimal digit of either case, -1 for any other character.
+template <typename Char>
+constexpr int hexValue(Char c) {
+    if (isDigit(c)) return static_cast<int>(c - '0');
+    const Char lower = toLower(c);
+    return lower >= 'a' && lower <= 'f' ? static_cast<int>(lower - 'a') + 10 : -1;
+}
+
+}  // namespace vex::ascii
+
+#endif

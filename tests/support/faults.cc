@@ -1,0 +1,50 @@
+#include "support/faults.h"
+
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+namespace vextest {
+namespace {
+
+thread_local FaultScope *active = nullptr;
+constexpr unsigned kMostRuns = 100000;
+
+}  // namespace
+
+FaultScope::FaultScope(std::vector<std::string> calls, unsigned nth, int err)
+    : calls_(std::move(calls)), nth_(nth), err_(err), outer_(active) {
+    faulted_.reserve(64);  // faultFor must not allocate
+    active = this;
+}
+
+FaultScope::~FaultScope() { active = outer_; }
+
+FaultPause::FaultPause() : saved_(active) { active = nullptr; }
+FaultPause::~FaultPause() { active = saved_; }
+
+int faultFor(const char *call) {
+    FaultScope *scope = active;
+    if (scope == nullptr) return 0;
+    bool named = false;
+    for (const auto &one : scope->calls_) named = named || std::strcmp(one.c_str(), call) == 0;
+    if (!named) return 0;
+    ++scope->seen_;
+    if (scope->seen_ != scope->nth_ && !(scope->keep_ && scope->seen_ > scope->nth_)) return 0;
+    scope->fired_ = true;
+    scope->faulted_ = call;
+    return scope->err_;
+}
+
+unsigned forEachFault(const std::vector<std::string> &calls, int err,
+                      const std::function<void(const FaultScope &)> &scenario) {
+    for (unsigned nth = 1; nth < kMostRuns; ++nth) {
+        FaultScope scope(calls, nth, err);
+        scenario(scope);
+        if (!scope.fired()) return nth - 1;
+    }
+    ADD_FAILURE() << "the scenario never ran without a fault";
+    return kMostRuns;
+}
+
+}  // namespace vextest

@@ -1,0 +1,3 @@
+#include <vex/vex.h>
+
+int main() { return 0; }
