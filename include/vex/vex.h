@@ -5,9 +5,15 @@
 #ifndef VEX_VEX_H
 #define VEX_VEX_H
 
+#include <vex/encoding.h>
 #include <vex/export.h>
+#include <vex/io.h>
 #include <vex/log.h>
 #include <vex/log_file.h>
+#include <vex/path.h>
+#include <vex/random.h>
 #include <vex/revision.h>
+#include <vex/text.h>
+#include <vex/values.h>
 
 #endif

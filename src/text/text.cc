@@ -1,0 +1,85 @@
+#include <errno.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <vex/text.h>
+
+#include "base/ascii.h"
+#include "log/report.h"
+
+namespace {
+
+/// Copies what fits; the length, or -1 with ENOBUFS when that is not all.
+ssize_t copyBounded(char *dst, size_t room, const char *src) {
+    const size_t length = strlen(src);
+    const bool fits = length < room;
+    const size_t copied = fits ? length : room - 1;
+    memcpy(dst, src, copied);
+    dst[copied] = '\0';
+    if (fits) return static_cast<ssize_t>(length);
+    errno = ENOBUFS;
+    return -1;
+}
+
+/// The letter behind the backslash of an escaped character, or NUL.
+char escapeOf(char c) {
+    switch (c) {
+        case '\n':
+            return 'n';
+        case '\t':
+            return 't';
+        case '\r':
+            return 'r';
+        case '"':
+        case '\\':
+            return c;
+        default:
+            return '\0';
+    }
+}
+
+}  // namespace
+
+ssize_t vex_strcpy(char *dst, size_t size, const char *src) {
+    if (dst == nullptr || src == nullptr || size == 0)
+        return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    return copyBounded(dst, size, src);
+}
+
+ssize_t vex_strcat(char *dst, size_t size, const char *src) {
+    if (dst == nullptr || src == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    const size_t head = strnlen(dst, size);
+    if (head == size) return VEX_FAIL(EINVAL, -1, "text is not terminated inside its buffer");
+    const ssize_t added = copyBounded(dst + head, size - head, src);
+    return added < 0 ? -1 : static_cast<ssize_t>(head) + added;
+}
+
+char *strcpy_esc(char *dst, size_t size, const char *src) {
+    if (dst == nullptr || src == nullptr || size == 0)
+        return VEX_FAIL(EINVAL, nullptr, "invalid NULL parameter");
+    const char *const last = dst + size - 1;
+    char *to = dst;
+    for (; *src != '\0'; ++src) {
+        const char escape = escapeOf(*src);
+        if (last - to < (escape != '\0' ? 2 : 1)) break;
+        if (escape != '\0') *to++ = '\\';
+        *to++ = escape != '\0' ? escape : *src;
+    }
+    *to = '\0';
+    if (*src == '\0') return dst;
+    errno = ENOBUFS;
+    return nullptr;
+}
+
+unsigned long long vex_strtoull(const char *text, char **end, int base) {
+    if (end != nullptr) *end = const_cast<char *>(text);
+    if (text == nullptr) return VEX_FAIL(EINVAL, 0ULL, "invalid NULL parameter");
+    const char *first = text;
+    while (vex::ascii::isSpace(*first)) ++first;
+    if (*first == '+' || *first == '-') {
+        errno = EINVAL;
+        return 0;
+    }
+    errno = 0;
+    return strtoull(text, end, base);
+}

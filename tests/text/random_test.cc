@@ -1,0 +1,76 @@
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <cmath>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <vex/random.h>
+
+#include "support/faults.h"
+#include "support/log_capture.h"
+
+namespace {
+
+TEST(Random, RangeIsInclusiveUniformAndTakesBoundsEitherWay) {
+    std::array<int, 7> seen{};
+    constexpr int kDraws = 70000;
+    for (int i = 0; i < kDraws; ++i)
+        ++seen.at(static_cast<size_t>((i % 2 == 0 ? RandomRange(-3, 3) : RandomRange(3, -3)) + 3));
+    // ten standard deviations of a fair draw
+    for (const int count : seen) EXPECT_NEAR(kDraws / 7.0, count, 10 * std::sqrt(kDraws / 7.0));
+    bool negative = false, positive = false;
+    for (int i = 0; i < 200; ++i) (RandomRange(INT_MIN, INT_MAX) < 0 ? negative : positive) = true;
+    EXPECT_TRUE(negative && positive);
+}
+
+TEST(Random, AFailingGeneratorLeavesZerosAndOneLine) {
+    vextest::LogCapture log;
+    std::string buffer(40, 'x');
+    vextest::FaultScope fault("RAND_bytes", 1, EIO);
+    fault.keepFailing();
+    EXPECT_EQ(-1, RandomGetBytes(buffer.data(), buffer.size()));
+    EXPECT_EQ(EIO, errno);
+    EXPECT_EQ(std::string(40, '\0'), buffer);
+    EXPECT_EQ(0u, RandomUint32());
+    EXPECT_EQ(0u, RandomUint64());
+    EXPECT_EQ(-7, RandomRange(9, -7));
+    EXPECT_THAT(log.lines(),
+                testing::ElementsAre("5 RandomGetBytes: no random bytes could be drawn",
+                                     "5 RandomUint32: no random bytes could be drawn",
+                                     "5 RandomUint64: no random bytes could be drawn",
+                                     "5 RandomRange: no random bytes could be drawn"));
+}
+
+TEST(Random, ThreadsAndForkedChildrenDrawDifferentNumbers) {
+    std::vector<uint64_t> drawn(4001);
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (size_t i = t * 1000; i < (t + 1) * 1000; ++i) drawn[i] = RandomUint64();
+        });
+    }
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    const pid_t child =
+        fork();  // while the threads draw: the mutex must not stay locked in the child
+    if (child == 0) {
+        const uint64_t value = RandomUint64();
+        _exit(write(fds[1], &value, sizeof value) == sizeof value ? 0 : 1);
+    }
+    for (auto &thread : threads) thread.join();
+    int status = -1;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    ASSERT_EQ(0, status);
+    ASSERT_EQ(8, read(fds[0], &drawn[4000], 8));
+    EXPECT_EQ(drawn.size(), std::set<uint64_t>(drawn.begin(), drawn.end()).size());
+}
+
+}  // namespace
