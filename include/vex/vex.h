@@ -5,6 +5,8 @@
 #ifndef VEX_VEX_H
 #define VEX_VEX_H
 
+#include <vex/bloom_filter.h>
+#include <vex/digest.h>
 #include <vex/encoding.h>
 #include <vex/export.h>
 #include <vex/io.h>
@@ -13,7 +15,9 @@
 #include <vex/path.h>
 #include <vex/random.h>
 #include <vex/revision.h>
+#include <vex/serialize.h>
 #include <vex/text.h>
+#include <vex/uid.h>
 #include <vex/values.h>
 
 #endif

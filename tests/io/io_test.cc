@@ -174,7 +174,8 @@ TEST(Streams, SyncsFlushFirstAndOnlyTheSafeTwinsRepeatInterruptions) {
             EXPECT_EQ(3u, safe_fwrite("abc", 1, 3, file));
             FaultScope fault({call}, 1, EINTR);
             EXPECT_EQ(row.repeats && call != "fflush" ? 0 : -1, row.run(file));
-            EXPECT_EQ(call != "fflush" ? "abc" : "", vextest::readFile(dir / "file"));
+            EXPECT_EQ(call == "fflush" && row.run != safe_fclose ? "" : "abc",
+                      vextest::readFile(dir / "file"));
             if (row.run != safe_fclose) (void)fclose(file);
             EXPECT_EQ(-1, row.run(nullptr));
             EXPECT_THAT(log.lines(),

@@ -11,6 +11,8 @@
 
 #include <new>
 
+#include <openssl/evp.h>
+
 #include "support/faults.h"
 
 using vextest::FaultScope;
@@ -191,4 +193,11 @@ extern "C" void *__wrap__Znwm(size_t n) {
 #ifdef VEX_WRAP_RAND_bytes
 // OpenSSL's random source: 1 on success
 VEX_WRAP(int, RAND_bytes, 0, (unsigned char *buffer, int n), (buffer, n))
+#endif
+#ifdef VEX_WRAP_EVP_default_properties_is_fips_enabled
+// a fault puts the process into FIPS mode for one query
+VEX_WRAP(int, EVP_default_properties_is_fips_enabled, 1, (OSSL_LIB_CTX * context), (context))
+#endif
+#ifdef VEX_WRAP_EVP_MD_CTX_new
+VEX_WRAP(EVP_MD_CTX *, EVP_MD_CTX_new, nullptr, (), ())
 #endif
