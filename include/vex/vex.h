@@ -9,6 +9,8 @@
 #include <vex/digest.h>
 #include <vex/encoding.h>
 #include <vex/export.h>
+#include <vex/file.h>
+#include <vex/id_file.h>
 #include <vex/io.h>
 #include <vex/log.h>
 #include <vex/log_file.h>

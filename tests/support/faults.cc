@@ -24,16 +24,17 @@ FaultPause::FaultPause() : saved_(active) { active = nullptr; }
 FaultPause::~FaultPause() { active = saved_; }
 
 int faultFor(const char *call) {
-    FaultScope *scope = active;
-    if (scope == nullptr) return 0;
-    bool named = false;
-    for (const auto &one : scope->calls_) named = named || std::strcmp(one.c_str(), call) == 0;
-    if (!named) return 0;
-    ++scope->seen_;
-    if (scope->seen_ != scope->nth_ && !(scope->keep_ && scope->seen_ > scope->nth_)) return 0;
-    scope->fired_ = true;
-    scope->faulted_ = call;
-    return scope->err_;
+    for (FaultScope *scope = active; scope != nullptr; scope = scope->outer_) {
+        bool named = false;
+        for (const auto &one : scope->calls_) named = named || std::strcmp(one.c_str(), call) == 0;
+        if (!named) continue;
+        ++scope->seen_;
+        if (scope->seen_ != scope->nth_ && !(scope->keep_ && scope->seen_ > scope->nth_)) continue;
+        scope->fired_ = true;
+        scope->faulted_ = call;
+        return scope->err_;
+    }
+    return 0;
 }
 
 unsigned forEachFault(const std::vector<std::string> &calls, int err,

@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <new>
@@ -200,4 +201,11 @@ VEX_WRAP(int, EVP_default_properties_is_fips_enabled, 1, (OSSL_LIB_CTX * context
 #endif
 #ifdef VEX_WRAP_EVP_MD_CTX_new
 VEX_WRAP(EVP_MD_CTX *, EVP_MD_CTX_new, nullptr, (), ())
+#endif
+#ifdef VEX_WRAP_nanosleep
+// with a fault it returns at once
+VEX_WRAP(int, nanosleep, -1, (const struct timespec *wanted, struct timespec *left), (wanted, left))
+#endif
+#ifdef VEX_WRAP_unlinkat
+VEX_WRAP(int, unlinkat, -1, (int fd, const char *path, int flags), (fd, path, flags))
 #endif

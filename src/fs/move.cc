@@ -1,0 +1,91 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <string>
+
+#include <vex/file.h>
+#include <vex/log.h>
+
+#include "base/eintr.h"
+#include "base/errno_guard.h"
+#include "base/unique_fd.h"
+#include "log/report.h"
+
+namespace {
+
+constexpr int kAttempts = 6;
+
+bool exists(const char *path) {
+    struct stat status {};
+    return lstat(path, &status) == 0;
+}
+
+bool missing(const char *path) {
+    return !exists(path) && errno == ENOENT;
+}
+
+/// Makes content and name of a finished copy durable; a compressed one was not synced while it was
+/// written.
+bool makeDurable(const char *path) {
+    vex::UniqueFd file(vex::retryOnEintr([&] { return ::open(path, O_RDONLY | O_CLOEXEC); }));
+    if (!file || safe_fsync(file.get()) != 0 || file.close() != 0) return false;
+    std::string directory(path);
+    const size_t slash = directory.find_last_of('/');
+    directory = slash == std::string::npos ? "." : directory.substr(0, slash == 0 ? 1 : slash);
+    return dirfsync(directory.c_str(), 1) == 0;
+}
+
+/// Copies and removes the source, which goes only when the copy is durable.
+bool moveByCopy(const char *who, const char *from, const char *to, int mode) {
+    if (FileCopy(from, to, mode) < 0) return VEX_FAIL_AS(who, errno, errno, false, "copy failed");
+    const bool durable = makeDurable(to);
+    if (durable && ::unlink(from) == 0) return true;
+    const int err = errno;
+    (void)::unlink(to);  // what matters is reported below
+    return VEX_FAIL_AS(who, err, err, false, "%s failed", durable ? "remove" : "copy");
+}
+
+bool move(const char *who, const char *from, const char *to, int mode) {
+    if (from == nullptr || to == nullptr)
+        return VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
+    if (::rename(from, to) == 0) return true;
+    // without a source there is nothing that could take the destination's place
+    if (!missing(from) && exists(to)) {
+        InfoA(-1, "Destination file (%s) exists,now try to remove it.", to);
+        if (::unlink(to) != 0)
+            return VEX_FAIL_AS(who, errno, errno, false, "remove file(%s) failed!", to);
+        if (::rename(from, to) == 0) {
+            InfoA(-1, "Second attempt rename succeed!");
+            return true;
+        }
+    }
+    return moveByCopy(who, from, to, mode);
+}
+
+/// At least a second, whatever signals come.
+void sleepOneSecond() {
+    vex::ErrnoGuard guard;
+    struct timespec left = {1, 0};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+}  // namespace
+
+bool FileMove(const char *from, const char *to, int mode) {
+    return vex::guard(__func__, false, [&] { return move("FileMove", from, to, mode); });
+}
+
+bool FileMoveWithRetry(const char *from, const char *to, int mode) {
+    if (from == nullptr || to == nullptr) return VEX_FAIL(EINVAL, false, "invalid NULL parameter");
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        if (FileMove(from, to, mode)) return true;
+        (void)VEX_FAIL(errno, false, "move %s to %s failed (%m), retry in 1 second!", from, to);
+        sleepOneSecond();
+    }
+    return false;
+}
