@@ -58,6 +58,28 @@ __attribute__((target("popcnt"))) uint64_t countBitsFast(const unsigned char *by
 
 }  // namespace
 
+// inline, or the shared library would call them through its symbol table for every probe
+
+inline void BloomFilter::initHashMask() {
+    // the largest power of two that the bits hold, minus 1
+    hash_mask_ = bitmap_size_ <= 8 ? 7 : std::bit_floor(bitmap_size_) - 1;
+}
+
+// The mask keeps every position inside the bitmap.
+inline unsigned long BloomFilter::_calcHash(const crfp_digest_t &digest, unsigned int index) const {
+    const unsigned bit = kFieldBits * index;
+    return vex::loadLittle64(digest.bytes + bit / 8) >> (bit % 8) & hash_mask_;
+}
+
+inline void BloomFilter::_insert(unsigned long position) {
+    bitmap_[position / 8] =
+        static_cast<unsigned char>(bitmap_[position / 8] | 1U << (position % 8));
+}
+
+inline bool BloomFilter::_matches(unsigned long position) const {
+    return (bitmap_[position / 8] >> (position % 8) & 1) != 0;
+}
+
 BloomFilter::BloomFilter(unsigned long size, double maxFalsePositive)
     : expected_fingerprints_(size),
       max_false_positive_(maxFalsePositive),
@@ -107,37 +129,19 @@ void BloomFilter::Init() {
     bitmap_ = fresh;
 }
 
-void BloomFilter::initHashMask() {
-    // the largest power of two that the bits hold, minus 1
-    hash_mask_ = bitmap_size_ <= 8 ? 7 : std::bit_floor(bitmap_size_) - 1;
-}
-
-// The mask keeps every position inside the bitmap.
-unsigned long BloomFilter::_calcHash(const crfp_digest_t &digest, unsigned int index) const {
-    const unsigned bit = kFieldBits * index;
-    return vex::loadLittle64(digest.bytes + bit / 8) >> (bit % 8) & hash_mask_;
-}
-
-void BloomFilter::_insert(unsigned long position) {
-    bitmap_[position / 8] =
-        static_cast<unsigned char>(bitmap_[position / 8] | 1U << (position % 8));
-}
-
-bool BloomFilter::_matches(unsigned long position) const {
-    return (bitmap_[position / 8] >> (position % 8) & 1) != 0;
-}
-
 void BloomFilter::Insert(const crfp_digest_t &digest) {
     ++inserted_fingerprints_;
     if (bitmap_ == nullptr) return;
-    for (unsigned i = 0; i < hash_function_count_; ++i) _insert(_calcHash(digest, i));
+    for (unsigned i = 0; i < kPositions; ++i) _insert(_calcHash(digest, i));
 }
 
 bool BloomFilter::Matches(const crfp_digest_t &digest) const {
     if (bitmap_ == nullptr) return false;
-    for (unsigned i = 0; i < hash_function_count_; ++i)
-        if (!_matches(_calcHash(digest, i))) return false;
-    return true;
+    // No early end: without branches the probes wait for memory together instead of one after the
+    // other.
+    bool all = true;
+    for (unsigned i = 0; i < kPositions; ++i) all &= _matches(_calcHash(digest, i));
+    return all;
 }
 
 void BloomFilter::Empty() {

@@ -6,7 +6,6 @@
 #include <errno.h>
 #include <fcntl.h>
 
-#include <algorithm>
 #include <cstring>
 
 #include <vex/digest.h>
@@ -25,7 +24,6 @@ using vex::identity::Md5;
 using vex::identity::Sha256;
 
 constexpr size_t kChunk = 32768;
-constexpr uint64_t kMostAppended = 1U << 30;  // Append counts in 32 bits
 
 // the initial hash value of SHA-512/256; all else is SHA-512
 constexpr SHA_LONG64 kSha512_256Start[8] = {
@@ -51,12 +49,13 @@ bool present(const char *who, const void *context) {
     return context != nullptr || VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
 }
 
-bool start(MD5Context *context) {
-    *context =
-        MD5Context{};  // in FIPS mode nothing follows, and no stack bytes may become a digest
-    MD5Initialize(context);
-    return true;
+void update(SHA256Context *context, const void *data, size_t length) {
+    if (context->evp != nullptr)
+        EVP_DigestUpdate(context->evp, data, length);
+    else if (context->state.md_len != 0)
+        SHA512_Update(&context->state, data, length);
 }
+
 /// False when nothing can be computed, which Initialize has reported: one digest for all data would
 /// be worse than none.
 bool start(SHA256Context *context) {
@@ -65,30 +64,26 @@ bool start(SHA256Context *context) {
     errno = EIO;
     return false;
 }
-void append(MD5Context *context, const void *data, uint32_t length) {
-    MD5Append(context, data, length);
-}
-void append(SHA256Context *context, const void *data, uint32_t length) {
-    SHA256Append(context, data, length);
-}
-void finish(MD5Context *context) {
-    MD5Finalize(context);
-}
-void finish(SHA256Context *context) {
+
+bool hash(const void *data, size_t length, SHA256Context *context) {
+    if (!start(context)) return false;
+    update(context, data, length);
     SHA256Finalize(context);
+    return true;
 }
 
-template <typename Family>
-bool hash(const void *data, uint64_t length, typename Family::Context *context) {
-    if (!start(context)) return false;
-    const auto *from = static_cast<const unsigned char *>(data);
-    while (length > 0) {
-        const auto piece = static_cast<uint32_t>(std::min(length, kMostAppended));
-        append(context, from, piece);
-        from += piece;
-        length -= piece;
+/// Asks for FIPS mode once; the question costs half as much as the digest of a short record.
+bool hash(const void *data, size_t length, MD5Context *context) {
+    if (!fipsMode()) {
+        MD5_Init(&context->state);
+        MD5_Update(&context->state, data, length);
+        MD5_Final(context->digest, &context->state);
+        return true;
     }
-    finish(context);
+    *context = MD5Context{};  // no stack bytes may become a digest
+    MD5Initialize(context);
+    MD5Append(context, data, 0);
+    MD5Finalize(context);
     return true;
 }
 
@@ -109,7 +104,7 @@ template <typename Family>
 char *fromData(const char *who, const void *data, uint64_t length, char *buffer, size_t size) {
     if (!fits<Family>(who, data, buffer, size)) return nullptr;
     typename Family::Context context;
-    if (!hash<Family>(data, length, &context)) return nullptr;
+    if (!hash(data, length, &context)) return nullptr;
     return print<Family>(context.digest, buffer);
 }
 
@@ -160,10 +155,7 @@ void SHA256Initialize(SHA256Context *context) {
 
 void SHA256Append(SHA256Context *context, const void *data, uint32_t length) {
     if (!present(__func__, context) || (length > 0 && !present(__func__, data))) return;
-    if (context->evp != nullptr)
-        EVP_DigestUpdate(context->evp, data, length);
-    else if (context->state.md_len != 0)
-        SHA512_Update(&context->state, data, length);
+    update(context, data, length);
 }
 
 void SHA256Finalize(SHA256Context *context) {
@@ -217,7 +209,7 @@ void *MD5DigestFromData_r(const void *data, uint64_t length, void *digest) {
     if (data == nullptr || digest == nullptr)
         return VEX_FAIL(EINVAL, nullptr, "invalid NULL parameter");
     MD5Context context;
-    (void)hash<Md5>(data, length, &context);  // always comes to an end
+    (void)hash(data, length, &context);  // always comes to an end
     return memcpy(digest, context.digest, sizeof context.digest);
 }
 
