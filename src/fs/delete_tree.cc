@@ -88,6 +88,7 @@ private:
     void step() {
         DIR *const directory = levels_.back().directory.get();
         errno = 0;
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread has this stream
         const dirent *const entry = readdir(directory);
         if (entry == nullptr) {
             if (errno != 0) failed("");

@@ -152,11 +152,11 @@ int WriteIdToPath(const char *path, const char *name, uint64_t value) {
 int NextId(const char *path, const char *name, uint64_t *value_in_out, int fd) {
     if (value_in_out == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
     const uint64_t next = *value_in_out + 1;
-    const int written = writeId(__func__, path, name, next, &fd, [&](vex::UniqueFd *fresh) {
+    const int written = writeId("WriteId", path, name, next, &fd, [&](vex::UniqueFd *fresh) {
         if (fresh->get() == fd) return fresh->release() >= 0;
         // takes over the caller's number in one step, so that no other thread can get it in between
         if (vex::retryOnEintr([&] { return dup3(fresh->get(), fd, O_CLOEXEC); }) == fd) return true;
-        return VEX_FAIL_AS("NextId", errno, errno, false, "Could not reopen %s in file %s (%m)",
+        return VEX_FAIL_AS("WriteId", errno, errno, false, "Could not reopen %s in file %s (%m)",
                            name, path);
     });
     if (written != 0) return -1;

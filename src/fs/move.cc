@@ -24,10 +24,6 @@ bool exists(const char *path) {
     return lstat(path, &status) == 0;
 }
 
-bool missing(const char *path) {
-    return !exists(path) && errno == ENOENT;
-}
-
 /// Makes content and name of a finished copy durable; a compressed one was not synced while it was
 /// written.
 bool makeDurable(const char *path) {
@@ -54,7 +50,7 @@ bool move(const char *who, const char *from, const char *to, int mode) {
         return VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
     if (::rename(from, to) == 0) return true;
     // without a source there is nothing that could take the destination's place
-    if (!missing(from) && exists(to)) {
+    if (exists(from) && exists(to)) {
         InfoA(-1, "Destination file (%s) exists,now try to remove it.", to);
         if (::unlink(to) != 0)
             return VEX_FAIL_AS(who, errno, errno, false, "remove file(%s) failed!", to);

@@ -41,10 +41,6 @@ bool md5Allowed(const char *who) {
     return false;
 }
 
-bool computes(const SHA256Context &context) {
-    return context.evp != nullptr || context.state.md_len != 0;
-}
-
 bool present(const char *who, const void *context) {
     return context != nullptr || VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
 }
@@ -56,15 +52,26 @@ void update(SHA256Context *context, const void *data, size_t length) {
         SHA512_Update(&context->state, data, length);
 }
 
-/// False when nothing can be computed, which Initialize has reported: one digest for all data would
-/// be worse than none.
+/// False, after reporting, when FIPS mode offers nothing to compute with.
 bool start(SHA256Context *context) {
-    SHA256Initialize(context);
-    if (computes(*context)) return true;
+    context->evp = nullptr;
+    if (!fipsMode()) {
+        SHA512_Init(&context->state);
+        memcpy(context->state.h, kSha512_256Start, sizeof kSha512_256Start);
+        return true;
+    }
+    context->state = SHA512_CTX{};  // without a digest length, so that it never yields one
+    context->evp = EVP_MD_CTX_new();
+    if (context->evp != nullptr && EVP_DigestInit_ex(context->evp, EVP_sha512_256(), nullptr) == 1)
+        return true;
+    EVP_MD_CTX_free(context->evp);
+    context->evp = nullptr;
+    InfoA(-1, "SHA256Initialize: SHA512NULL");
     errno = EIO;
     return false;
 }
 
+/// False when nothing can be computed: one digest for all data would be worse than none.
 bool hash(const void *data, size_t length, SHA256Context *context) {
     if (!start(context)) return false;
     update(context, data, length);
@@ -137,20 +144,7 @@ void MD5Finalize(MD5Context *context) {
 }
 
 void SHA256Initialize(SHA256Context *context) {
-    if (!present(__func__, context)) return;
-    context->evp = nullptr;
-    if (!fipsMode()) {
-        SHA512_Init(&context->state);
-        memcpy(context->state.h, kSha512_256Start, sizeof kSha512_256Start);
-        return;
-    }
-    context->state = SHA512_CTX{};  // without a digest length, so that it never yields one
-    context->evp = EVP_MD_CTX_new();
-    if (context->evp != nullptr && EVP_DigestInit_ex(context->evp, EVP_sha512_256(), nullptr) == 1)
-        return;
-    EVP_MD_CTX_free(context->evp);
-    context->evp = nullptr;
-    InfoA(-1, "%s: SHA512NULL", __func__);
+    if (present(__func__, context)) (void)start(context);  // reported; the digest will be zeros
 }
 
 void SHA256Append(SHA256Context *context, const void *data, uint32_t length) {

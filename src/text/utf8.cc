@@ -59,7 +59,9 @@ vex::UniqueMalloc<char> convertFromLocale(const char *text) {
     const size_t size = std::strlen(text);
     vex::UniqueMalloc<char> result(static_cast<char *>(malloc(4 * size + 1)));
     if (!result) return nullptr;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the header asks for a locale that does not change
     const iconv_t converter = iconv_open("UTF-8", nl_langinfo(CODESET));
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): how iconv tells a failure
     if (converter == reinterpret_cast<iconv_t>(-1)) return nullptr;
     char *in = const_cast<char *>(text), *out = result.get();
     size_t in_left = size, out_left = 4 * size;
