@@ -57,8 +57,7 @@ TEST_F(Copy, EveryUnderstoodOptionCopiesAndNoOtherLeavesAnything) {
         if (known.find(" " + std::to_string(options) + " ") == std::string::npos) {
             EXPECT_EQ(-1, FileCopy(from.c_str(), to.c_str(), 0));
             EXPECT_THAT(log.lines(),
-                        ElementsAre("22 _doCopy: invalid input: " + std::to_string(options),
-                                    "22 FileCopy: copy failed"));
+                ElementsAre("22 _doCopy: invalid input: " + std::to_string(options), "22 FileCopy: copy failed"));
             EXPECT_THAT(dir.list(), ElementsAre("from"));
             continue;
         }
@@ -69,9 +68,7 @@ TEST_F(Copy, EveryUnderstoodOptionCopiesAndNoOtherLeavesAnything) {
             EXPECT_STREQ(MD5FromData(content.data(), content.size()), FileGetStringMD5(text, 33));
         }
         const auto *bytes = reinterpret_cast<const Bytef *>(content.data());
-        if ((options & 4) != 0) {
-            EXPECT_EQ(adler32_z(1, bytes, content.size()), FileGetValueCRC());
-        }
+        if ((options & 4) != 0) { EXPECT_EQ(adler32_z(1, bytes, content.size()), FileGetValueCRC()); }
         if ((options & 0x10) != 0) {  // and back
             FileSetOptions(VEX_COPY_DECOMPRESS);
             EXPECT_EQ(100000, FileCopy(to.c_str(), (dir / "back").c_str(), 0));
@@ -89,17 +86,16 @@ TEST_F(Copy, EveryFailingCallIsReportedAndLeavesNoCopyAndNoDescriptor) {
     const int descriptors = vextest::openDescriptors();
     for (const unsigned options : {VEX_COPY_PLAIN, VEX_COPY_COMPRESS}) {
         FileSetOptions(options);
-        (void)vextest::forEachFault(
-            {"open", "read", "write", "fsync"}, EIO, [&](const FaultScope &scope) {
-                SCOPED_TRACE(scope.faultedCall());
-                vextest::LogCapture log;
-                const int64_t result = FileCopy(from.c_str(), to.c_str(), 0600);
-                vextest::FaultPause pause;
-                EXPECT_EQ(scope.fired() ? -1 : 100000, result);
-                EXPECT_EQ(scope.fired() ? 1u : 2u, dir.list().size());
-                EXPECT_EQ(scope.fired(), !log.lines().empty());
-                (void)unlink(to.c_str());
-            });
+        (void)vextest::forEachFault({"open", "read", "write", "fsync"}, EIO, [&](const FaultScope &scope) {
+            SCOPED_TRACE(scope.faultedCall());
+            vextest::LogCapture log;
+            const int64_t result = FileCopy(from.c_str(), to.c_str(), 0600);
+            vextest::FaultPause pause;
+            EXPECT_EQ(scope.fired() ? -1 : 100000, result);
+            EXPECT_EQ(scope.fired() ? 1u : 2u, dir.list().size());
+            EXPECT_EQ(scope.fired(), !log.lines().empty());
+            (void)unlink(to.c_str());
+        });
     }
     EXPECT_EQ(descriptors, vextest::openDescriptors());
 }
@@ -113,39 +109,57 @@ TEST_F(Copy, RefusalsAreWordedAndCostNothing) {
     EXPECT_EQ(ENOENT, errno);
     EXPECT_EQ("old", vextest::readFile(to));
     EXPECT_THAT(log.lines(),
-                ElementsAre(message("17 FileCopy: could not open destination file >"),
-                            "21 FileCopy: directory passed as parameter where file was expected",
-                            "21 FileCopy: could not open reader source " + dir.path(),
-                            "2 FileCopy: could not open file /absent",
-                            "2 FileCopy: could not open reader source /absent"));
+        ElementsAre(message("17 FileCopy: could not open destination file >"),
+            "21 FileCopy: directory passed as parameter where file was expected",
+            "21 FileCopy: could not open reader source " + dir.path(), "2 FileCopy: could not open file /absent",
+            "2 FileCopy: could not open reader source /absent"));
     EXPECT_EQ(VEX_LOG_WARN, log.entries()[3].level);
 }
 
 TEST_F(Copy, MoveNeverLosesTheContent) {
     // renames fail as across file systems; then each later call fails once
     for (const bool occupied : {false, true}) {
-        (void)vextest::forEachFault({"open", "read", "write", "fsync", "unlink"}, EIO,
-                                    [&](const FaultScope &scope) {
-                                        {
-                                            vextest::FaultPause pause;
-                                            vextest::writeFile(from, content);
-                                            (void)unlink(to.c_str());
-                                            if (occupied) vextest::writeFile(to, "old");
-                                        }
-                                        SCOPED_TRACE(scope.faultedCall());
-                                        vextest::LogCapture log;
-                                        FaultScope renames("rename", 1, EXDEV);
-                                        renames.keepFailing();
-                                        const bool moved = FileMove(from.c_str(), to.c_str(), 0);
-                                        vextest::FaultPause pause;
-                                        if (moved) {
-                                            EXPECT_EQ(content, vextest::readFile(to));
-                                        } else {
-                                            EXPECT_EQ(content, vextest::readFile(from));
-                                            EXPECT_FALSE(log.lines().empty());
-                                        }
-                                    });
+        (void)vextest::forEachFault({"open", "read", "write", "fsync", "unlink"}, EIO, [&](const FaultScope &scope) {
+            {
+                vextest::FaultPause pause;
+                vextest::writeFile(from, content);
+                (void)unlink(to.c_str());
+                if (occupied) vextest::writeFile(to, "old");
+            }
+            SCOPED_TRACE(scope.faultedCall());
+            vextest::LogCapture log;
+            FaultScope renames("rename", 1, EXDEV);
+            renames.keepFailing();
+            const bool moved = FileMove(from.c_str(), to.c_str(), 0);
+            vextest::FaultPause pause;
+            if (moved) {
+                EXPECT_EQ(content, vextest::readFile(to));
+            } else {
+                EXPECT_EQ(content, vextest::readFile(from));
+                EXPECT_FALSE(log.lines().empty());
+            }
+        });
     }
+}
+
+TEST_F(Copy, MoveGetsADestinationOutOfTheWayButNotForAMissingSource) {
+    vextest::LogCapture log;
+    vextest::writeFile(to, "old");
+    {
+        FaultScope fault("rename", 1, EPERM);
+        EXPECT_TRUE(FileMove(from.c_str(), to.c_str(), 0));
+    }
+    EXPECT_THAT(log.lines(VEX_LOG_INFO),
+        ElementsAre(message("Destination file (>) exists,now try to remove it."), "Second attempt rename succeed!"));
+    log.clear();
+    FaultScope naps("nanosleep", 1, ENOSYS);
+    naps.keepFailing();
+    EXPECT_FALSE(FileMoveWithRetry(from.c_str(), to.c_str(), 0));
+    EXPECT_EQ(content, vextest::readFile(to));
+    EXPECT_EQ(4u * 6u, log.lines().size());
+    EXPECT_EQ(message("2 FileMove: copy failed"), log.lines()[2]);
+    EXPECT_EQ(message("2 FileMoveWithRetry: move < to > failed (No such file or directory), retry in 1 second!"),
+        log.lines().back());
 }
 
 }  // namespace

@@ -19,9 +19,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::wstring widen(const std::string &text) {
-    return {text.begin(), text.end()};
-}
+std::wstring widen(const std::string &text) { return {text.begin(), text.end()}; }
 
 TEST(CreateTree, MakesWhatIsMissingInBothWidths) {
     vextest::TempDir dir;
@@ -49,23 +47,19 @@ TEST(CreateTree, NamesTheEntryPointAndIsSilentOnRequest) {
         int err;
         const char *line;
     } kRows[] = {{dir / "file", ENOTDIR, "20 %s: could not create directory"},
-                 {dir / "file/x", ENOTDIR, "20 %s: could not create directory"},
-                 {"", EINVAL, "22 %s: invalid NULL path"},
-                 {"/" + std::string(4095, 'x'), ENAMETOOLONG, "36 %s: source path too long"},
-                 {"/" + std::string(4094, 'x'), ENAMETOOLONG, "36 %s: path too long with slash"}};
+        {dir / "file/x", ENOTDIR, "20 %s: could not create directory"}, {"", EINVAL, "22 %s: invalid NULL path"},
+        {"/" + std::string(4095, 'x'), ENAMETOOLONG, "36 %s: source path too long"},
+        {"/" + std::string(4094, 'x'), ENAMETOOLONG, "36 %s: path too long with slash"}};
     for (const auto &row : kRows) {
         vextest::LogCapture log;
-        const auto line = [&](const std::string &who) {
-            return std::string(row.line).replace(3, 2, who);
-        };
+        const auto line = [&](const std::string &who) { return std::string(row.line).replace(3, 2, who); };
         EXPECT_EQ(-1, CreateTreeLoggingOptionalA(row.path.c_str(), 0, 0));
         EXPECT_EQ(-1, CreateTreeLoggingOptionalW(widen(row.path).c_str(), 0, 0));
         EXPECT_EQ(row.err, errno);
         EXPECT_THAT(log.lines(), IsEmpty());
         EXPECT_EQ(-1, CreateTreeA(row.path.c_str(), 0));
         EXPECT_EQ(-1, CreateTreeLoggingOptionalW(widen(row.path).c_str(), 0, 1));
-        EXPECT_THAT(log.lines(),
-                    ElementsAre(line("CreateTreeA"), line("CreateTreeLoggingOptionalW")));
+        EXPECT_THAT(log.lines(), ElementsAre(line("CreateTreeA"), line("CreateTreeLoggingOptionalW")));
     }
     vextest::LogCapture log;
     EXPECT_EQ(-1, CreateTreeW(std::wstring(2000, L'\x20ac').c_str(), 0));
@@ -92,27 +86,26 @@ TEST(DeleteTree, RemovesLinksButNotWhatTheyPointTo) {
     EXPECT_EQ(-1, DeleteTreeA(root.c_str()));
     EXPECT_EQ(ENOENT, errno);
     EXPECT_EQ(-1, DeleteTreeW(L"\xd800"));
-    EXPECT_THAT(log.lines(), ElementsAre("2 DeleteTreeA: unable to open directory: " + root,
-                                         "84 DeleteTreeW: could not convert path"));
+    EXPECT_THAT(log.lines(),
+        ElementsAre("2 DeleteTreeA: unable to open directory: " + root, "84 DeleteTreeW: could not convert path"));
 }
 
 TEST(DeleteTree, GoesOnAfterAFailureAndReturnsTheFirst) {
     vextest::TempDir dir;
     const std::string root = dir / "root";
-    (void)vextest::forEachFault({"openat", "unlinkat"}, EACCES,
-                                [&](const vextest::FaultScope &scope) {
-                                    {
-                                        vextest::FaultPause pause;
-                                        std::filesystem::create_directories(root + "/a/b");
-                                        vextest::writeFile(root + "/a/f", "");
-                                        vextest::writeFile(root + "/g", "");
-                                    }
-                                    vextest::LogCapture log;
-                                    const int result = DeleteTreeA(root.c_str());
-                                    EXPECT_EQ(scope.fired() ? -1 : 0, result);
-                                    EXPECT_EQ(scope.fired() ? EACCES : errno, errno);
-                                    EXPECT_EQ(scope.fired(), !log.lines().empty());
-                                });
+    (void)vextest::forEachFault({"openat", "unlinkat"}, EACCES, [&](const vextest::FaultScope &scope) {
+        {
+            vextest::FaultPause pause;
+            std::filesystem::create_directories(root + "/a/b");
+            vextest::writeFile(root + "/a/f", "");
+            vextest::writeFile(root + "/g", "");
+        }
+        vextest::LogCapture log;
+        const int result = DeleteTreeA(root.c_str());
+        EXPECT_EQ(scope.fired() ? -1 : 0, result);
+        EXPECT_EQ(scope.fired() ? EACCES : errno, errno);
+        EXPECT_EQ(scope.fired(), !log.lines().empty());
+    });
 }
 
 }  // namespace

@@ -35,8 +35,7 @@ TEST(BloomFilter, SetsExactlyTheDigestsFieldsForEverySize) {
     static const struct {
         unsigned long size;
         unsigned mask_bits;
-    } kRows[] = {{1, 3},     {2, 4},     {3, 4},          {1000, 12},
-                 {1024, 13}, {4095, 14}, {3UL << 20, 24}, {(1UL << 32) + 1000, 12}};
+    } kRows[] = {{1, 3}, {2, 4}, {3, 4}, {1000, 12}, {1024, 13}, {4095, 14}, {3UL << 20, 24}, {(1UL << 32) + 1000, 12}};
     std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
     for (const auto &row : kRows) {
         SCOPED_TRACE(row.size);
@@ -54,13 +53,11 @@ TEST(BloomFilter, SetsExactlyTheDigestsFieldsForEverySize) {
             EXPECT_TRUE(filter.Matches(digest));
             expected.insert(bits.begin(), bits.end());
         }
-        for (const unsigned long bit : expected)
-            EXPECT_TRUE(filter.GetBloom()[bit / 8] >> (bit % 8) & 1) << bit;
+        for (const unsigned long bit : expected) EXPECT_TRUE(filter.GetBloom()[bit / 8] >> (bit % 8) & 1) << bit;
         EXPECT_EQ(expected.size(), filter.GetBitsSet());
         EXPECT_EQ(40u, filter.GetInsertedFingerPrints());
         const double m = static_cast<double>(filter.GetBitmapSize());
-        EXPECT_DOUBLE_EQ(std::pow(1 - std::pow(1 - 1 / m, 7.0 * 40), 7.0),
-                         filter.GetFalsePositiveProbability());
+        EXPECT_DOUBLE_EQ(std::pow(1 - std::pow(1 - 1 / m, 7.0 * 40), 7.0), filter.GetFalsePositiveProbability());
     }
 }
 

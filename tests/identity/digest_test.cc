@@ -36,12 +36,10 @@ TEST(Digest, AgreesWithPublishedVectorsAndOpenSslHoweverTheDataIsSplit) {
     vextest::TempDir dir;
     EXPECT_EQ(kMd5Abc, MD5FromData("abc", 3));
     EXPECT_EQ(kSha256Abc, SHA256FromData("abc", 3));
-    EXPECT_STREQ("c672b8d1ef56ed28ab87c3622c5114069bdd3ad7b8f9737498d0c01ecef0967a",
-                 SHA256FromData("", 0));
+    EXPECT_STREQ("c672b8d1ef56ed28ab87c3622c5114069bdd3ad7b8f9737498d0c01ecef0967a", SHA256FromData("", 0));
     EXPECT_STREQ("d41d8cd98f00b204e9800998ecf8427e", MD5FromData("", 0));
     std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
-    for (const size_t size :
-         {1, 55, 56, 63, 64, 65, 111, 112, 127, 128, 129, 32767, 32768, 32769, 100000}) {
+    for (const size_t size : {1, 55, 56, 63, 64, 65, 111, 112, 127, 128, 129, 32767, 32768, 32769, 100000}) {
         std::string data(size, '\0');
         for (char &c : data) c = static_cast<char>(random());
         MD5Context md5;
@@ -69,20 +67,18 @@ TEST(Digest, FailingFileCallsAreReportedAndCloseTheDescriptor) {
     vextest::TempDir dir;
     vextest::writeFile(dir / "file", std::string(100000, 'x'));
     const int descriptors = vextest::openDescriptors();
-    const unsigned faults =
-        vextest::forEachFault({"open", "read"}, EIO, [&](const vextest::FaultScope &scope) {
-            vextest::LogCapture log;
-            char text[65];
-            const char *result = SHA256FromFile_r((dir / "file").c_str(), text, sizeof text);
-            vextest::FaultPause pause;
-            EXPECT_EQ(scope.fired() ? nullptr : text, result);
-            if (!scope.fired()) return;
-            EXPECT_EQ(EIO, errno);
-            EXPECT_THAT(log.lines(), ElementsAre(scope.faultedCall() == "open"
-                                                     ? "5 SHA256FromFile_r: failed to open file " +
-                                                           (dir / "file")
-                                                     : "5 __sha512_256FromFile: file read failed"));
-        });
+    const unsigned faults = vextest::forEachFault({"open", "read"}, EIO, [&](const vextest::FaultScope &scope) {
+        vextest::LogCapture log;
+        char text[65];
+        const char *result = SHA256FromFile_r((dir / "file").c_str(), text, sizeof text);
+        vextest::FaultPause pause;
+        EXPECT_EQ(scope.fired() ? nullptr : text, result);
+        if (!scope.fired()) return;
+        EXPECT_EQ(EIO, errno);
+        EXPECT_THAT(log.lines(),
+            ElementsAre(scope.faultedCall() == "open" ? "5 SHA256FromFile_r: failed to open file " + (dir / "file")
+                                                      : "5 __sha512_256FromFile: file read failed"));
+    });
     EXPECT_EQ(7u, faults);
     vextest::LogCapture log;
     char text[65];
@@ -99,14 +95,13 @@ TEST(Digest, FipsModeKeepsSha512_256AndTakesMd5Away) {
     EXPECT_EQ(kSha256Abc, SHA256FromData_r("abc", 3, text, sizeof text));
     EXPECT_THAT(log.entries(), IsEmpty());
     EXPECT_EQ(std::string(32, '0'), MD5FromData("abc", 3));
-    EXPECT_THAT(log.lines(), ElementsAre("MD5Initialize should not be used in FIPS mode",
-                                         "MD5Append should not be used in FIPS mode",
-                                         "MD5Finalize should not be used in FIPS mode"));
+    EXPECT_THAT(
+        log.lines(), ElementsAre("MD5Initialize should not be used in FIPS mode",
+                         "MD5Append should not be used in FIPS mode", "MD5Finalize should not be used in FIPS mode"));
     log.clear();
     vextest::FaultScope both({"EVP_default_properties_is_fips_enabled", "EVP_MD_CTX_new"}, 1, 1);
     both.keepFailing();
-    EXPECT_EQ(nullptr,
-              SHA256FromData_r("abc", 3, text, sizeof text));  // never one digest for all data
+    EXPECT_EQ(nullptr, SHA256FromData_r("abc", 3, text, sizeof text));  // never one digest for all data
     EXPECT_THAT(log.lines(VEX_LOG_INFO), ElementsAre("SHA256Initialize: SHA512NULL"));
 }
 
@@ -131,34 +126,28 @@ TEST(DigestForms, FitExactlyAndNameWhatIsWrong) {
     EXPECT_EQ(EINVAL, errno);
     MD5Context context{};
     EXPECT_EQ(nullptr, MD5GetString_r(&context, text, 32));
-    EXPECT_THAT(log.lines(), ElementsAre("105 MD5DigestToString_r: buffer too small for md5",
-                                         "22 SHA256DigestSerialize: invalid NULL parameter",
-                                         "22 SHA256DigestToString_r: failed to serialize sha256",
-                                         "22 MD5DigestDeserialize: c1 is a non-digit found",
-                                         "22 MD5StringToDigest_r: failed to deserialize md5",
-                                         "22 SHA256DigestDeserialize: c2 is a non-digit found. [" +
-                                             kSha256Abc.substr(0, 63) + "G]",
-                                         "22 SHA256StringToDigest_r: failed to deserialize sha256",
-                                         "22 MD5GetString_r: invalid NULL parameter"));
+    EXPECT_THAT(log.lines(),
+        ElementsAre("105 MD5DigestToString_r: buffer too small for md5",
+            "22 SHA256DigestSerialize: invalid NULL parameter", "22 SHA256DigestToString_r: failed to serialize sha256",
+            "22 MD5DigestDeserialize: c1 is a non-digit found", "22 MD5StringToDigest_r: failed to deserialize md5",
+            "22 SHA256DigestDeserialize: c2 is a non-digit found. [" + kSha256Abc.substr(0, 63) + "G]",
+            "22 SHA256StringToDigest_r: failed to deserialize sha256", "22 MD5GetString_r: invalid NULL parameter"));
 }
 
 TEST(DigestOrder, CountsAsOneBigNumberAndWraps) {
-    for (const auto &row :
-         vextest::table(2,
-                        "00000000000000000000000000000000|00000000000000000000000000000001|"
-                        "000000000000000000000000000000ff|00000000000000000000000000000100|"
-                        "00ffffffffffffffffffffffffffffff|01000000000000000000000000000000|"
-                        "ffffffffffffffffffffffffffffffff|00000000000000000000000000000000|")) {
+    for (const auto &row : vextest::table(2,
+             "00000000000000000000000000000000|00000000000000000000000000000001|"
+             "000000000000000000000000000000ff|00000000000000000000000000000100|"
+             "00ffffffffffffffffffffffffffffff|01000000000000000000000000000000|"
+             "ffffffffffffffffffffffffffffffff|00000000000000000000000000000000|")) {
         unsigned char digest[16];
         (void)MD5StringToDigest_r(row[0].c_str(), digest);
         EXPECT_EQ(row[1], MD5DigestToString(MD5DigestIncrement(digest)));
         EXPECT_EQ(row[0], MD5DigestToString(MD5DigestDecrement(digest)));
     }
     unsigned char low[32], high[32];
-    EXPECT_EQ(0, memcmp(SHA256DigestDecrement(SHA256DigestInitMinimum(low)),
-                        SHA256DigestInitMaximum(high), 32));
-    EXPECT_EQ(
-        0, memcmp(MD5DigestIncrement(MD5DigestInitMaximum(low)), MD5DigestInitMinimum(high), 16));
+    EXPECT_EQ(0, memcmp(SHA256DigestDecrement(SHA256DigestInitMinimum(low)), SHA256DigestInitMaximum(high), 32));
+    EXPECT_EQ(0, memcmp(MD5DigestIncrement(MD5DigestInitMaximum(low)), MD5DigestInitMinimum(high), 16));
 }
 
 TEST(DigestOfNothing, IsRecognisedInBothForms) {
@@ -166,8 +155,7 @@ TEST(DigestOfNothing, IsRecognisedInBothForms) {
     EXPECT_EQ(1, SHA256IsEmptyFP(SHA256FromData("", 0)));
     EXPECT_EQ(1, MD5IsEmptyDigest(MD5EmptyDigest()));
     EXPECT_EQ(1, SHA256IsEmptyDigest(SHA256StringToDigest(SHA256FromData("", 0))));
-    EXPECT_EQ(0, MD5IsEmptyFP("d41d8cd98f00b204e9800998ecf8427e0") + MD5IsEmptyFP("d4") +
-                     MD5IsEmptyFP(nullptr));
+    EXPECT_EQ(0, MD5IsEmptyFP("d41d8cd98f00b204e9800998ecf8427e0") + MD5IsEmptyFP("d4") + MD5IsEmptyFP(nullptr));
     EXPECT_EQ(0, SHA256IsEmptyDigest(nullptr) + SHA256IsEmptyFP(kSha256Abc.c_str()));
 }
 
@@ -176,10 +164,10 @@ TEST(FingerprintDeathTest, ValidationEndsTheProcessOnTheFirstFlaw) {
     SHA256ValidateAndExitOnError(kSha256Abc.c_str());
     std::string upper = kSha256Abc;
     upper[2] = 'A';
-    EXPECT_EXIT(SHA256ValidateAndExitOnError(upper.c_str()), testing::ExitedWithCode(1),
-                "A is not in the range \\[0-9a-f\\]");
+    EXPECT_EXIT(
+        SHA256ValidateAndExitOnError(upper.c_str()), testing::ExitedWithCode(1), "A is not in the range \\[0-9a-f\\]");
     EXPECT_EXIT(MD5ValidateAndExitOnError("abc"), testing::ExitedWithCode(1),
-                "abc is not a valid FP, it has 3 instead of 32 characters");
+        "abc is not a valid FP, it has 3 instead of 32 characters");
 }
 
 }  // namespace

@@ -37,4 +37,10 @@ std::vector<std::string> LogCapture::lines(int levels) const {
     return result;
 }
 
+std::string LogCapture::text() const {
+    std::string result;
+    for (const auto &line : lines()) result += (result.empty() ? "" : "\n") + line;
+    return result;
+}
+
 }  // namespace vextest

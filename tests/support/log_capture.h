@@ -29,6 +29,8 @@ public:
     std::vector<std::string> lines() const;
     /// The same for messages of the given levels.
     std::vector<std::string> lines(int levels) const;
+    /// lines() as one text, separated by newlines.
+    std::string text() const;
     void clear() { entries_.clear(); }
 
 private:

@@ -26,8 +26,8 @@ std::string randomBytes(std::mt19937 &random, size_t size) {
 }
 
 TEST(Base64, PublishedVectorsFitExactlyAndNoTighter) {
-    for (const auto &row : vextest::table(
-             2, "||f|Zg==|fo|Zm8=|foo|Zm9v|foob|Zm9vYg==|fooba|Zm9vYmE=|foobar|Zm9vYmFy|")) {
+    for (const auto &row :
+        vextest::table(2, "||f|Zg==|fo|Zm8=|foo|Zm9v|foob|Zm9vYg==|fooba|Zm9vYmE=|foobar|Zm9vYmFy|")) {
         char buffer[16];
         const auto plain = static_cast<unsigned>(row[0].size());
         const auto text = static_cast<unsigned>(row[1].size());
@@ -48,15 +48,14 @@ TEST(Base64, AgreesWithOpenSslAndRefusesEveryDeviation) {
         char ours[300], theirs[300], back[200];
         const int length = Base64Encode(bytes.data(), size, ours, sizeof ours);
         ASSERT_EQ(length, EVP_EncodeBlock(reinterpret_cast<unsigned char *>(theirs),
-                                          reinterpret_cast<const unsigned char *>(bytes.data()),
-                                          static_cast<int>(size)));
+                              reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(size)));
         ASSERT_STREQ(theirs, ours);
         ASSERT_EQ(static_cast<int>(size), Base64Decode(ours, back, sizeof back));
         ASSERT_EQ(bytes, std::string(back, size));
     }
     char out[16];
-    for (const char *text : {"Zg", "Zg=", "Zg==\n", "Z===", "====", "Zh==", "Zm9=", "Zm=v",
-                             "Zg==Zg==", "Zm8 ", "Zm8-", "Zm9v="}) {
+    for (const char *text :
+        {"Zg", "Zg=", "Zg==\n", "Z===", "====", "Zh==", "Zm9=", "Zm=v", "Zg==Zg==", "Zm8 ", "Zm8-", "Zm9v="}) {
         EXPECT_EQ(-1, Base64Decode(text, out, sizeof out)) << text;
         EXPECT_EQ(EINVAL, errno);
     }
@@ -92,8 +91,7 @@ TEST(Hex, RoundTripsAndFindsEveryBadCharacter) {
 }
 
 TEST(Utf8, WellFormednessFollowsTheStandard) {
-    for (const auto &row : vextest::table(
-             2,
+    for (const auto &row : vextest::table(2,
              "1|plain|1|\xc2\x80\xdf\xbf|1|\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80|"
              "1|\xf0\x90\x80\x80\xf4\x8f\xbf\xbf|0|\x80|0|\xc1\xbf|0|\xe0\x9f\xbf|0|\xed\xa0\x80|"
              "0|\xf0\x8f\xbf\xbf|0|\xf4\x90\x80\x80|0|\xf5\x80\x80\x80|0|\xe2\x82|0|\xc3(|0|\xff|"))

@@ -43,10 +43,9 @@ TEST(Random, AFailingGeneratorLeavesZerosAndOneLine) {
     EXPECT_EQ(0u, RandomUint64());
     EXPECT_EQ(-7, RandomRange(9, -7));
     EXPECT_THAT(log.lines(),
-                testing::ElementsAre("5 RandomGetBytes: no random bytes could be drawn",
-                                     "5 RandomUint32: no random bytes could be drawn",
-                                     "5 RandomUint64: no random bytes could be drawn",
-                                     "5 RandomRange: no random bytes could be drawn"));
+        testing::ElementsAre("5 RandomGetBytes: no random bytes could be drawn",
+            "5 RandomUint32: no random bytes could be drawn", "5 RandomUint64: no random bytes could be drawn",
+            "5 RandomRange: no random bytes could be drawn"));
 }
 
 TEST(Random, ThreadsAndForkedChildrenDrawDifferentNumbers) {
@@ -59,8 +58,7 @@ TEST(Random, ThreadsAndForkedChildrenDrawDifferentNumbers) {
     }
     int fds[2];
     ASSERT_EQ(0, pipe(fds));
-    const pid_t child =
-        fork();  // while the threads draw: the mutex must not stay locked in the child
+    const pid_t child = fork();  // while the threads draw: the mutex must not stay locked in the child
     if (child == 0) {
         const uint64_t value = RandomUint64();
         _exit(write(fds[1], &value, sizeof value) == sizeof value ? 0 : 1);

@@ -33,22 +33,19 @@ TEST(EscapedCopy, WritesWholeEscapesOnly) {
 }
 
 TEST(UnsignedFromText, TellsSignsNothingAndOverflowApart) {
-    for (const auto &row :
-         vextest::table(4,
-                        "18446744073709551615x|18446744073709551615|20|0|"
-                        "18446744073709551616|18446744073709551615|20|34| 0x1F|31|5|0|"
-                        "-1|0|0|22| +1|0|0|22|x|0|0|0|")) {
+    for (const auto &row : vextest::table(4,
+             "18446744073709551615x|18446744073709551615|20|0|"
+             "18446744073709551616|18446744073709551615|20|34| 0x1F|31|5|0|"
+             "-1|0|0|22| +1|0|0|22|x|0|0|0|")) {
         char *end = nullptr;
-        EXPECT_EQ(std::stoull(row[1]),
-                  vex_strtoull(row[0].c_str(), &end, row[0][0] == ' ' ? 0 : 10));
+        EXPECT_EQ(std::stoull(row[1]), vex_strtoull(row[0].c_str(), &end, row[0][0] == ' ' ? 0 : 10));
         EXPECT_EQ(std::stoi(row[3]), errno) << row[0];
         EXPECT_EQ(std::stol(row[2]), end - row[0].c_str()) << row[0];
     }
 }
 
 TEST(NativePath, BringsSeparatorsIntoForm) {
-    for (auto &row :
-         vextest::table(2, "C:\\dir\\\\file|C:/dir/file|//a///b//|/a/b|/|/|\\\\|/|||a/|a|"))
+    for (auto &row : vextest::table(2, "C:\\dir\\\\file|C:/dir/file|//a///b//|/a/b|/|/|\\\\|/|||a/|a|"))
         EXPECT_EQ(row[1], vex_path_native(row[0].data()));
 }
 

@@ -15,9 +15,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::wstring widen(const std::string &text) {
-    return {text.begin(), text.end()};
-}
+std::wstring widen(const std::string &text) { return {text.begin(), text.end()}; }
 
 /// "value@end errno" of a parser's narrow form, and the same of its wide twin.
 template <typename Narrow, typename Wide>
@@ -38,8 +36,7 @@ std::pair<std::string, std::string> parseBoth(const std::string &text, Narrow na
 
 TEST(SizeFromText, BothWidthsAgreeOnValueEndAndErrno) {
     vextest::LogCapture log;
-    for (const auto &row : vextest::table(
-             2,
+    for (const auto &row : vextest::table(2,
              "10k|10000@3 0|10KiB|10240@5 0|10kb x|10000@4 0|1E5|1000000000000000000@2 0|12x|12@2 "
              "0|"
              "abc|0@0 0|b|0@1 0|7|7@1 0|10bb|10@3 0| +2gI|2147483648@5 0|3tib|3298534883328@4 0|"
@@ -56,35 +53,32 @@ TEST(SizeFromText, BothWidthsAgreeOnValueEndAndErrno) {
         const std::string expected =
             "18446744073709551615@" + std::to_string(strlen(text)) + " " + std::to_string(ERANGE);
         EXPECT_EQ(std::pair(expected, expected), parseBoth(text, strtosize, wcstosize));
-        EXPECT_THAT(log.lines(), ElementsAre("34 strtosize: number above positive range",
-                                             "34 wcstosize: number above positive range"));
+        EXPECT_THAT(log.lines(),
+            ElementsAre("34 strtosize: number above positive range", "34 wcstosize: number above positive range"));
     }
 }
 
 TEST(BoolFromText, MatchesPrefixesInOrderInBothWidths) {
     vextest::LogCapture log;
-    for (const auto &row :
-         vextest::table(2,
-                        "YES|1@3 33|Yellow|1@1 33|10|1@1 33|TRUE|1@4 33|tomorrow|1@1 33|No|0@2 33|"
-                        "n|0@1 33|0|0@1 33|falsehood|0@5 33|fast|0@1 33|"))
+    for (const auto &row : vextest::table(2,
+             "YES|1@3 33|Yellow|1@1 33|10|1@1 33|TRUE|1@4 33|tomorrow|1@1 33|No|0@2 33|"
+             "n|0@1 33|0|0@1 33|falsehood|0@5 33|fast|0@1 33|"))
         EXPECT_EQ(std::pair(row[1], row[1]), parseBoth(row[0], strtobool, wcstobool)) << row[0];
     EXPECT_THAT(log.lines(), IsEmpty());
     for (const char *text : {"maybe", "on", "off", " yes", ""}) {
         log.clear();
-        EXPECT_EQ(std::pair(std::string("0@0 34"), std::string("0@0 34")),
-                  parseBoth(text, strtobool, wcstobool));
-        EXPECT_THAT(log.lines(), ElementsAre("34 strtobool: value outside of range",
-                                             "34 wcstobool: value outside of range"));
+        EXPECT_EQ(std::pair(std::string("0@0 34"), std::string("0@0 34")), parseBoth(text, strtobool, wcstobool));
+        EXPECT_THAT(
+            log.lines(), ElementsAre("34 strtobool: value outside of range", "34 wcstobool: value outside of range"));
     }
 }
 
 TEST(PercentFromText, TakesOneSignAndWhiteSpaceOnlyWhateverTheLocale) {
     for (const char *locale : {"C", "de_DE.UTF-8"}) {
         (void)setlocale(LC_NUMERIC, locale);  // where it is not installed C is tried twice
-        for (const auto &row :
-             vextest::table(2,
-                            "12.5%|12.500000|12.5 % |12.500000|0%|0.000000| -3e2\t%|-300.000000|"
-                            "12.5||12.5%%||12.5%x||%||||1e-999%||12,5%||")) {
+        for (const auto &row : vextest::table(2,
+                 "12.5%|12.500000|12.5 % |12.500000|0%|0.000000| -3e2\t%|-300.000000|"
+                 "12.5||12.5%%||12.5%x||%||||1e-999%||12,5%||")) {
             double value = 99;
             EXPECT_EQ(row[1].empty() ? 0 : 1, strpercentotvalue(row[0].c_str(), &value)) << row[0];
             EXPECT_EQ(row[1].empty() ? 99.0 : std::stod(row[1]), value) << row[0];
@@ -99,11 +93,10 @@ TEST(SizeToText, PrintsRightAlignedInTheUnitThatDividesMostOften) {
     vextest::LogCapture log;
     char buffer[64];
     wchar_t wide[64];
-    for (const auto &row :
-         vextest::table(2,
-                        "0|0|1024|1KiB|1000|1KB|1024000|1000KiB|1500|1500|1048576|1MiB|"
-                        "1000000000000000000|1EB|1152921504606846976|1EiB|"
-                        "18446744073709551615|18446744073709551615|")) {
+    for (const auto &row : vextest::table(2,
+             "0|0|1024|1KiB|1000|1KB|1024000|1000KiB|1500|1500|1048576|1MiB|"
+             "1000000000000000000|1EB|1152921504606846976|1EiB|"
+             "18446744073709551615|18446744073709551615|")) {
         SCOPED_TRACE(row[0]);
         const uint64_t value = std::stoull(row[0]);
         for (const size_t room : {sizeof buffer, row[1].size() + 1}) {
@@ -117,16 +110,14 @@ TEST(SizeToText, PrintsRightAlignedInTheUnitThatDividesMostOften) {
     EXPECT_THAT(log.lines(), IsEmpty());  // the digits alone did not fit
     EXPECT_EQ(nullptr, sizetostr(buffer, 3, 1024));
     EXPECT_EQ(nullptr, sizetowcs(wide, 0, 1));
-    EXPECT_THAT(log.lines(), ElementsAre("105 sizetostr: buffer too short",
-                                         "22 sizetowcs: invalid NULL parameter"));
+    EXPECT_THAT(log.lines(), ElementsAre("105 sizetostr: buffer too short", "22 sizetowcs: invalid NULL parameter"));
 }
 
 TEST(SizeToRoundedText, ChangesUnitAt1025AndShowsNoFractionOfMultiples) {
     vextest::LogCapture log;
     char buffer[128];
     wchar_t wide[128];
-    for (const auto &row : vextest::table(
-             3,
+    for (const auto &row : vextest::table(3,
              "0|2|0 bytes|1024|2|1024 bytes|1025|2|1.00 KiB|1536|2|1.50 KiB|1536|0|2 KiB|"
              "2048|5|2 KiB|1048576|1|1024 KiB|1049600|2|1.00 MiB|2097152|3|2 MiB|"
              "18446744073709551615|1|16.0 EiB|1025|12|1.000976562500 KiB|"
@@ -148,8 +139,7 @@ TEST(SizeToRoundedText, ChangesUnitAt1025AndShowsNoFractionOfMultiples) {
 }
 
 TEST(TimeOfDayFromText, ReadsOrNamesTheBadPart) {
-    for (const auto &row : vextest::table(
-             4,
+    for (const auto &row : vextest::table(4,
              "23:59:59|86399|8||7:5|25500|3||0007:05:1 pm|25501|9||7:05 |25500|4||"
              "24:00|0|0|hour value outside of range or inproper format|"
              "7|0|0|hour value outside of range or inproper format|"
@@ -162,10 +152,8 @@ TEST(TimeOfDayFromText, ReadsOrNamesTheBadPart) {
         const char *end = nullptr;
         EXPECT_EQ(std::stoul(row[1]), strtotimeofday(row[0].c_str(), &end));
         EXPECT_EQ(std::stol(row[2]), end - row[0].c_str());
-        if (row[3].empty())
-            EXPECT_THAT(log.lines(), IsEmpty());
-        else
-            EXPECT_THAT(log.lines(), ElementsAre("34 strtotimeofday: " + row[3]));
+        if (row[3].empty()) EXPECT_THAT(log.lines(), IsEmpty());
+        else EXPECT_THAT(log.lines(), ElementsAre("34 strtotimeofday: " + row[3]));
     }
     vextest::LogCapture log;
     EXPECT_EQ(0u, strtotimeofday(nullptr, nullptr));
