@@ -1,3 +1,5 @@
+#include "fs/copy.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -56,6 +58,12 @@ public:
         return true;
     }
 
+    /// Keeps a second descriptor, so that the file can be synced when zlib has closed its own.
+    bool keepForSync() {
+        twin_ = vex::UniqueFd(fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0));
+        return static_cast<bool>(twin_);
+    }
+
     ssize_t read(void *block, size_t size) {
         if (gzip_ == nullptr) return safe_read(fd_.get(), block, static_cast<ssize_t>(size));
         return gzread(gzip_, block, static_cast<unsigned>(size));
@@ -81,10 +89,14 @@ public:
         return gzclose(std::exchange(gzip_, nullptr)) == Z_OK && flushed;
     }
 
-    bool finishPlain() { return safe_fsync(fd_.get()) == 0 && fd_.close() == 0; }
+    /// Syncs and closes what zlib has not closed.
+    bool finish() {
+        if (twin_) return safe_fsync(twin_.get()) == 0;
+        return !fd_ || (safe_fsync(fd_.get()) == 0 && fd_.close() == 0);
+    }
 
 private:
-    vex::UniqueFd fd_;
+    vex::UniqueFd fd_, twin_;
     gzFile gzip_ = nullptr;
 };
 
@@ -117,11 +129,12 @@ int64_t moveBlocks(Channel *in, Channel *out, unsigned options) {
     return got == 0 && in->finishReading() ? total : -1;
 }
 
-int64_t doCopy(vex::UniqueFd source, vex::UniqueFd destination, unsigned options) {
+int64_t doCopy(vex::UniqueFd source, vex::UniqueFd destination, unsigned options, bool durable) {
     if (!understood(options))
         return VEX_FAIL_AS(kEngine, EINVAL, EINVAL, -1, "invalid input: %u", options);
     Channel in(std::move(source)), out(std::move(destination));
-    if ((options & VEX_COPY_COMPRESS) != 0 && !out.throughGzip("wb"))
+    if ((options & VEX_COPY_COMPRESS) != 0 &&
+        ((durable && !out.keepForSync()) || !out.throughGzip("wb")))
         return VEX_FAIL_AS(kEngine, errno, errno, -1, "could not open output file");
     if ((options & VEX_COPY_DECOMPRESS) != 0 && !in.throughGzip("rb"))
         return VEX_FAIL_AS(kEngine, errno, errno, -1, "could not open input file");
@@ -130,13 +143,34 @@ int64_t doCopy(vex::UniqueFd source, vex::UniqueFd destination, unsigned options
     const int64_t total = moveBlocks(&in, &out, options);
     if (total < 0 || (out.isGzip() && !out.finishGzip()))
         return VEX_FAIL_AS(kEngine, errno, errno, -1, "encountered read/write errors");
-    if ((options & VEX_COPY_COMPRESS) == 0 && !out.finishPlain())
-        return VEX_FAIL_AS(kEngine, errno, errno, -1, "encountered other errors");
+    if (!out.finish()) return VEX_FAIL_AS(kEngine, errno, errno, -1, "encountered other errors");
     if ((options & VEX_COPY_MD5) != 0) MD5Finalize(&state.md5);
     return total;
 }
 
 }  // namespace
+
+namespace vex::fs {
+
+int64_t copyFile(const char *source, const char *destination, int mode, bool durable) {
+    constexpr char kWho[] = "FileCopy";
+    UniqueFd in = openReader(kWho, source);
+    if (!in) return -1;
+    UniqueFd out(retryOnEintr([&] {
+        return ::open(destination, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                      mode == 0 ? 0644 : mode);
+    }));
+    if (!out)
+        return VEX_FAIL_AS(kWho, errno, errno, -1, "could not open destination file %s",
+                           destination);
+    const int64_t copied = doCopy(std::move(in), std::move(out), state.options, durable);
+    if (copied >= 0) return copied;
+    const int err = errno;
+    (void)unlink(destination);  // what matters is reported below
+    return VEX_FAIL_AS(kWho, err, err, -1, "copy failed");
+}
+
+}  // namespace vex::fs
 
 int FileSetOptions(unsigned options) {
     if ((options & VEX_COPY_COMPRESS) != 0 && (options & VEX_COPY_DECOMPRESS) != 0)
@@ -156,16 +190,5 @@ uint32_t FileGetValueCRC(void) {
 int64_t FileCopy(const char *source, const char *destination, int mode) {
     if (source == nullptr || destination == nullptr)
         return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
-    vex::UniqueFd in = vex::fs::openReader(__func__, source);
-    if (!in) return -1;
-    vex::UniqueFd out(vex::retryOnEintr([&] {
-        return ::open(destination, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                      mode == 0 ? 0644 : mode);
-    }));
-    if (!out) return VEX_FAIL(errno, -1, "could not open destination file %s", destination);
-    const int64_t copied = doCopy(std::move(in), std::move(out), state.options);
-    if (copied >= 0) return copied;
-    const int err = errno;
-    (void)unlink(destination);  // what matters is reported below
-    return VEX_FAIL(err, -1, "copy failed");
+    return vex::fs::copyFile(source, destination, mode, false);
 }

@@ -1,5 +1,4 @@
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -10,9 +9,8 @@
 #include <vex/file.h>
 #include <vex/log.h>
 
-#include "base/eintr.h"
 #include "base/errno_guard.h"
-#include "base/unique_fd.h"
+#include "fs/copy.h"
 #include "log/report.h"
 
 namespace {
@@ -24,21 +22,17 @@ bool exists(const char *path) {
     return lstat(path, &status) == 0;
 }
 
-/// Makes content and name of a finished copy durable; a compressed one was not synced while it was
-/// written.
-bool makeDurable(const char *path) {
-    vex::UniqueFd file(vex::retryOnEintr([&] { return ::open(path, O_RDONLY | O_CLOEXEC); }));
-    if (!file || safe_fsync(file.get()) != 0 || file.close() != 0) return false;
-    std::string directory(path);
-    const size_t slash = directory.find_last_of('/');
-    directory = slash == std::string::npos ? "." : directory.substr(0, slash == 0 ? 1 : slash);
-    return dirfsync(directory.c_str(), 1) == 0;
+std::string directoryOf(const std::string &path) {
+    const size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
 }
 
-/// Copies and removes the source, which goes only when the copy is durable.
+/// Copies and removes the source, which goes only when content and name of the copy are durable.
 bool moveByCopy(const char *who, const char *from, const char *to, int mode) {
-    if (FileCopy(from, to, mode) < 0) return VEX_FAIL_AS(who, errno, errno, false, "copy failed");
-    const bool durable = makeDurable(to);
+    const std::string directory = directoryOf(to);
+    if (vex::fs::copyFile(from, to, mode, true) < 0)
+        return VEX_FAIL_AS(who, errno, errno, false, "copy failed");
+    const bool durable = dirfsync(directory.c_str(), 1) == 0;
     if (durable && ::unlink(from) == 0) return true;
     const int err = errno;
     (void)::unlink(to);  // what matters is reported below
