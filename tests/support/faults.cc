@@ -1,5 +1,7 @@
 #include "support/faults.h"
 
+#include <unistd.h>
+
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -24,6 +26,7 @@ FaultPause::FaultPause() : saved_(active) { active = nullptr; }
 FaultPause::~FaultPause() { active = saved_; }
 
 int faultFor(const char *call) {
+    // scopes nest: the innermost that has something to say decides
     for (FaultScope *scope = active; scope != nullptr; scope = scope->outer_) {
         bool named = false;
         for (const auto &one : scope->calls_) named = named || std::strcmp(one.c_str(), call) == 0;
@@ -32,6 +35,7 @@ int faultFor(const char *call) {
         if (scope->seen_ != scope->nth_ && !(scope->keep_ && scope->seen_ > scope->nth_)) continue;
         scope->fired_ = true;
         scope->faulted_ = call;
+        if (scope->err_ == FaultScope::kCrash) _exit(FaultScope::kCrashStatus);
         return scope->err_;
     }
     return 0;

@@ -13,6 +13,9 @@ class FaultScope {
 public:
     /// As err: the call transfers only its first byte (read, write, pread, pwrite, fread, fwrite).
     static constexpr int kShort = -1;
+    /// As err: the process ends at once, before the call, as a power cut would end it. For a child process.
+    static constexpr int kCrash = -2;
+    static constexpr int kCrashStatus = 86;
 
     FaultScope(std::vector<std::string> calls, unsigned nth, int err);
     FaultScope(const char *call, unsigned nth, int err) : FaultScope(std::vector<std::string>{call}, nth, err) {}

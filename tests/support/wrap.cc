@@ -5,6 +5,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
@@ -147,6 +148,13 @@ VEX_WRAP(off_t, lseek, -1, (int fd, off_t offset, int whence), (fd, offset, when
 #endif
 #ifdef VEX_WRAP_rename
 VEX_WRAP(int, rename, -1, (const char *from, const char *to), (from, to))
+#endif
+#ifdef VEX_WRAP_renameat2
+VEX_WRAP(int, renameat2, -1, (int from_dir, const char *from, int to_dir, const char *to, unsigned flags),
+         (from_dir, from, to_dir, to, flags))
+#endif
+#ifdef VEX_WRAP_select
+VEX_WRAP(int, select, -1, (int n, fd_set *r, fd_set *w, fd_set *e, struct timeval *timeout), (n, r, w, e, timeout))
 #endif
 #ifdef VEX_WRAP_link
 VEX_WRAP(int, link, -1, (const char *from, const char *to), (from, to))
