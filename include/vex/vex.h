@@ -5,16 +5,22 @@
 #ifndef VEX_VEX_H
 #define VEX_VEX_H
 
+#include <vex/alloc.h>
 #include <vex/bloom_filter.h>
 #include <vex/digest.h>
 #include <vex/encoding.h>
 #include <vex/export.h>
 #include <vex/file.h>
+#include <vex/frame.h>
 #include <vex/id_file.h>
+#include <vex/inifile.h>
 #include <vex/io.h>
 #include <vex/log.h>
 #include <vex/log_file.h>
+#include <vex/options.h>
+#include <vex/os.h>
 #include <vex/path.h>
+#include <vex/process.h>
 #include <vex/random.h>
 #include <vex/revision.h>
 #include <vex/serialize.h>

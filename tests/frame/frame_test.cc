@@ -1,0 +1,304 @@
+// Versions, start-up, the switches of all tools, assertions and fatal errors.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include <vex/frame.h>
+#include <vex/inifile.h>
+#include <vex/log.h>
+#include <vex/revision.h>
+
+#include "frame/build_stamp.h"
+#include "frame/process_state.h"
+#include "support/child.h"
+#include "support/faults.h"
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(Versions, CompareFieldByFieldUntilOneEnds) {
+    static const struct {
+        const char *a, *b;
+        int version, protocol;
+    } kRows[] = {
+        {"6.0", "6.0.0.1", 0, 0},
+        {"6.10", "6.9", 1, 1},
+        {"6-1", "6.1", 0, 0},
+        {"", "5", -1, -1},
+        {"19.1", "19.1.5", 0, 0},
+        {"1.2.3.4.5", "1.2.3.4.6", 0, -1},
+        {"1.2.3.4.5.6", "1.2.3.4.5.7", 0, 0},
+        {"4294967297", "1", 0, 0},
+        {"1..2", "1.0.2", 0, 0},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(std::string(row.a) + " against " + row.b);
+        EXPECT_EQ(row.version, VersionCompare(row.a, row.b));
+        EXPECT_EQ(row.protocol, ProtocolCompare(row.a, row.b));
+    }
+    static const struct {
+        const char *version;
+        int matches;
+    } kProduct[] = {{"19.0001.0200.0001", 1},
+                    {"19.0002.0124.1224", 0},
+                    {"19", 0},
+                    {"19.0001", 0},
+                    {"19.0001.", 1},
+                    {"19.1.0", 0},
+                    {VEX_PRODUCT_VERSION, 1},
+                    {"19.0001.0124.12245678901.2", 1},
+                    {"1900010124.1224.1.1.1.1.1", 0}};
+    for (const auto &row : kProduct)
+        EXPECT_EQ(row.matches, CheckVEXVersion(row.version)) << row.version;
+    EXPECT_EQ(0, CheckVEXVersion(nullptr));
+    vextest::LogCapture log;
+    EXPECT_EQ(-1, ProtocolCompare("1", nullptr));
+    EXPECT_THAT(log.lines(), ElementsAre("22 ProtocolCompare: invalid NULL parameter"));
+    EXPECT_STREQ("6.0.0.0", VexGetVersion());
+    EXPECT_STREQ("Corvane: libvex 6.0.0.0, July 7, 2004", VexGetVersionString());
+    EXPECT_STREQ("19.0001.0124.1224", GetVEXVersion());
+}
+
+TEST(Startup, WarnsOfAnotherMajorVersionOnceAndCanBeRepeated) {
+    const auto result = vextest::runChild([] {
+        EXPECT_EQ(1, _VexLibInit("p", "5.9"));
+        EXPECT_EQ(1, _VexLibInit("p", nullptr));  // does nothing
+        EXPECT_GT(vex::process_state.ticks_per_ms, 0);
+        EXPECT_GE(vex::numCores(), 1U);
+        EXPECT_FALSE(PerfEnabled());
+        InifileSaveValueA("s", "k", "v", "__default__");
+        EXPECT_EQ(0, VexLibDestroy());
+        EXPECT_EQ(-1, InifileReleaseA("__default__"));
+        EXPECT_EQ(0, VexLibDestroy());
+        {
+            const zqutil::LibAutoInit init("p");
+            EXPECT_TRUE(vex::process_state.initialized);
+        }
+        EXPECT_FALSE(vex::process_state.initialized);
+        _VexLibInit("p", nullptr);
+        exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(0, result.exit_status) << result.out;
+    EXPECT_EQ(
+        "Warning: libvex: version mismatch: this application was compiled using version 5.9 but is "
+        "linked against "
+        "version 6.0.0.0 instead.\nWarning: libvex: version mismatch: this application was "
+        "compiled using version "
+        "(unknown) but is linked against version 6.0.0.0 instead.\n",
+        result.err);
+}
+
+/// _checkCommonArgs in a child; prints what is left of argv when it returns.
+vextest::ChildResult checkArgs(std::vector<std::string> arguments,
+                               const char *version = VEX_PRODUCT_VERSION) {
+    return vextest::runChild([&] {
+        std::vector<char *> argv;
+        for (auto &argument : arguments) argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        int argc = static_cast<int>(arguments.size());
+        _checkCommonArgs(
+            &argc, argv.data(), [](const char *name) { printf("usage of %s\n", name); }, version,
+            "Jan 1 2024", "12:00:00", "Special");
+        printf("%d:", argc);
+        for (char **at = argv.data(); *at != nullptr; ++at) printf(" %s", *at);
+    });
+}
+
+TEST(CommonArgs, EveryInformationalSwitchPrintsAndEndsWithStatusOne) {
+    const auto help = checkArgs({"/bin/tool", "x", "--help", "--version"});
+    EXPECT_EQ(1, help.exit_status);
+    EXPECT_THAT(help.out, StartsWith("This is tool, Version 19.0001.0124.1224\n\nCopyright"));
+    EXPECT_THAT(help.out, EndsWith("\nusage of tool\n\n\nCommon Options:\n"
+                                   "\t--copyrights     : display applicable copyrights and exit\n"
+                                   "\t--features       : display features and settings\n"
+                                   "\t--os-test        : display OS summary\n"
+                                   "\t--version        : display program version number and exit\n"
+                                   "\t--help           : display this help and exit\n"
+                                   "\t--noversioncheck : Disable verification that this "
+                                   "application is linked against the right "
+                                   "version of the VEX library.\n\n"));
+    const auto version = checkArgs({"tool", "--", "--version", "--help"});
+    EXPECT_EQ(1, version.exit_status);
+    EXPECT_EQ("This is tool, Version 19.0001.0124.1224\n", version.out);
+    const auto features = checkArgs({"tool", "--features"});
+    EXPECT_EQ(1, features.exit_status);
+    EXPECT_THAT(features.out,
+                StartsWith("Version          : 19.0001.0124.1224-Special\n"
+                           "Build Date       : Jan 1 2024, 12:00:00\n"
+                           "libvex Version   : 19.0001.0124.1224-Release\nlibvex Build Date: "));
+    EXPECT_THAT(features.out, testing::ContainsRegex(
+                                  "Compiler         : (gcc|clang) [0-9]+\\.[0-9]+\n"
+                                  "Large Files      : Supported \\(64bit OS\\)\n"
+                                  "Zlib             : version [^,]+, compile flags [0-9a-f]{8} "
+                                  "\\(FASTEST not enabled\\)\n"));
+    const auto os = checkArgs({"tool", "--os-test"});
+    EXPECT_EQ(1, os.exit_status);
+    EXPECT_THAT(os.out, StartsWith("System       : Linux\n"));
+    const auto copyrights = checkArgs({"tool", "--copyrights"});
+    EXPECT_EQ(1, copyrights.exit_status);
+    EXPECT_THAT(copyrights.out, StartsWith("Copyright"));
+}
+
+TEST(CommonArgs, WarnsOfAnotherProductVersionUnlessToldNotTo) {
+    EXPECT_EQ("2: /bin/tool -v", checkArgs({"/bin/tool", "-v"}).out);
+    const auto mismatch = checkArgs({"/bin/tool", "-v"}, "18.0001.0.0");
+    EXPECT_EQ("2: /bin/tool -v", mismatch.out);
+    EXPECT_THAT(
+        mismatch.err,
+        HasSubstr(
+            "22: _checkCommonArgs: Version mismatch: tool is version 18.0001.0.0 while libvex "
+            "is version 19.0001.0124.1224\n"));
+    const auto quiet =
+        checkArgs({"tool", "-v", "--noversioncheck", "file", "--noversioncheck"}, "18.0001.0.0");
+    EXPECT_EQ("4: tool -v file --noversioncheck", quiet.out);
+    EXPECT_EQ("", quiet.err);
+    const auto null =
+        vextest::runChild([] { _checkCommonArgs(nullptr, nullptr, nullptr, "", "", "", ""); });
+    EXPECT_EQ(1, null.exit_status);
+    EXPECT_EQ("Error: 22: _checkCommonArgs: invalid NULL parameter\n", null.err);
+}
+
+TEST(Assert, ReportsAndAborts) {
+    const auto result = vextest::runChild([] { VEX_ASSERT(1 + 1 == 3); });
+    EXPECT_EQ(SIGABRT, result.signal);
+    EXPECT_THAT(
+        result.err,
+        StartsWith(
+            "The following bug was detected: Assertion failed\n\nTested expression: 1 + 1 == 3\n"));
+    for (const std::string &part :
+         {std::string("\nProgram : frame_test\nVersion : 19.0001.0124.1224\nBuild at: "),
+          std::string(", Version ") + std::to_string(vex::kBuildStamp.compiler_major) + ".",
+          std::string("\nOS\t: Linux ")})
+        EXPECT_THAT(result.err, HasSubstr(part));
+}
+
+TEST(FatalError, TheFirstOfAThreadStaysUntilCleared) {
+    vextest::LogCapture log;
+    std::thread([] {
+        EXPECT_FALSE(vexFatalErrorExists());
+        vexClearFatalError();
+        char text[8] = "x";
+        vexGetFatalError(text, sizeof text);
+        EXPECT_STREQ("", text);
+        EXPECT_EQ(nullptr, vexLogGetCtx()) << "asking creates no context";
+    }).join();
+    errno = ENOSPC;
+    vexSetFatalError("Store", 12, "no room: %m");
+    vexSetFatalError("Other", 13, "later");
+    char text[4096];
+    vexGetFatalError(text, sizeof text);
+    EXPECT_STREQ(" Store: no room: No space left on device Q-318-12", text);
+    vexGetFatalError(text, 7);
+    EXPECT_STREQ(" Store", text);
+    vexGetFatalError(nullptr, 5);
+    vexClearFatalError();
+    EXPECT_FALSE(vexFatalErrorExists());
+
+    vexSetFatalPrefix(std::string(300, 'p').c_str(), false);
+    vexSetFatalPrefix("ignored", false);
+    vexSetFatalError("Store", ~0U, "%s", std::string(3000, 'x').c_str());
+    vexGetFatalError(text, sizeof text);
+    EXPECT_EQ(2368U, strlen(text));
+    EXPECT_EQ(std::string(256, 'p') + " Store: x", std::string(text, 265));
+    vexClearFatalError();
+    vexSetFatalPrefix("new", true);
+    vexSetFatalError("Store", 0, "text");
+    vexGetFatalError(text, sizeof text);
+    EXPECT_STREQ("new Store: text Q-318-0", text);
+    vexClearFatalError();
+    vexSetFatalPrefix(nullptr, true);
+    vexSetFatalError(nullptr, 0, "text");
+    ASSERT_EQ(4U, log.lines().size());
+    EXPECT_EQ(" Store: no room: No space left on device Q-318-12", log.lines()[0]);
+    EXPECT_EQ("22 vexSetFatalError: invalid NULL parameter", log.lines()[3]);
+}
+
+TEST(Utilities, SleepNamesNumbersAndScopes) {
+    EXPECT_EQ(0U, VexSleep(0));
+    {
+        const vextest::FaultScope interrupted("select", 1, EINTR);
+        EXPECT_EQ(60U, VexSleep(60));
+    }
+    vextest::LogCapture log(vextest::LogCapture::kAll);
+    {
+        const vextest::FaultScope failing("select", 1, EINVAL);
+        EXPECT_EQ(static_cast<unsigned>(-1), VexSleep(60));
+    }
+    {
+        const AutoTrace trace("scope");
+        const AutoDebug debug(3, "silent");
+        EXPECT_EQ("silent3", debug.name() + std::to_string(debug.level()));
+    }
+    EXPECT_THAT(log.lines(VEX_LOG_TRACE),
+                ElementsAre("select returned unexpectedly with error 22 [Invalid argument]",
+                            "scope: enter", "scope: exit"));
+    EXPECT_STREQ("tool", GetProgramName("/usr/bin/tool"));
+    EXPECT_STREQ("", GetProgramName(nullptr));
+    EXPECT_EQ(1, VexIsDecimalNumber("") & VexIsDecimalNumber("0123"));
+    EXPECT_EQ(0, VexIsDecimalNumber("-1") | VexIsDecimalNumber("1 ") | VexIsDecimalNumber(nullptr));
+    void *p = malloc(1);
+    _VexFree(&p);
+    _VexFree(&p);
+    _VexFree(nullptr);
+    EXPECT_EQ(nullptr, p);
+    EXPECT_EQ(1, VexThreadActive(GetTid()));
+    char buf[26];
+    struct tm tm {};
+    const time_t now = 0;
+    EXPECT_THAT(VexCtime(&now, buf), HasSubstr("19"));
+    EXPECT_EQ(&tm, VexLocaltime(&now, &tm));
+}
+
+TEST(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
+    vextest::TempDir dir;
+    const std::string path = dir / "lock";
+    VexFileLock lock;
+    ASSERT_TRUE(lock.Lock(path));
+    int pipe_ends[2];
+    ASSERT_EQ(0, pipe(pipe_ends));
+    std::thread waiter([&] {
+        const auto child = vextest::runChild([&] {
+            VexFileLock other;
+            const bool locked = other.Lock(path);
+            (void)!write(pipe_ends[1], locked ? "L" : "-", 1);
+        });
+        EXPECT_EQ(0, child.exit_status);
+    });
+    struct pollfd poll_fd = {pipe_ends[0], POLLIN, 0};
+    EXPECT_EQ(0, poll(&poll_fd, 1, 100)) << "the other process waits";
+    lock.Unlock();
+    EXPECT_FALSE(lock.IsLocked());
+    char got = 0;
+    EXPECT_EQ(1, read(pipe_ends[0], &got, 1));
+    EXPECT_EQ('L', got);
+    waiter.join();
+    close(pipe_ends[0]);
+    close(pipe_ends[1]);
+
+    // 20 attempts; the pauses between them are cut short by a signal that never ends
+    vextest::LogCapture log;
+    vextest::FaultScope pauses("select", 1, EINTR);
+    pauses.keepFailing();
+    EXPECT_FALSE(lock.Lock(dir / "no/lock"));
+    EXPECT_THAT(log.lines(),
+                testing::AllOf(testing::SizeIs(20),
+                               testing::Each("Lock: failed to create file " + (dir / "no/lock"))));
+    log.clear();
+    {
+        const vextest::FaultScope refused("fcntl", 1, ENOLCK);
+        EXPECT_TRUE(lock.Lock(path)) << "the second attempt works";
+    }
+    EXPECT_THAT(log.lines(), ElementsAre("Lock: caught exception No locks available"));
+}
+
+}  // namespace
