@@ -51,11 +51,13 @@ std::string defaultText(const opt_option &option, const char *ini_path) {
                                ini_path);
     const bool configured = *from_ini != '\0';
     if (!configured && option.default_value == nullptr) return "";
-    std::string value = configured ? from_ini : option.default_value;
-    if (isText(option.type)) value = "\"" + value + "\"";
-    if ((option.flags & OPT_HIDE_DEFAULT) != 0) value = "(hidden)";
-    return " (default: " + value +
-           (configured ? " (configuration default))" : " (application default))");
+    std::string text = " (default: ";
+    const char *quote = isText(option.type) ? "\"" : "";
+    if ((option.flags & OPT_HIDE_DEFAULT) != 0)
+        text += "(hidden)";
+    else
+        text.append(quote).append(configured ? from_ini : option.default_value).append(quote);
+    return text.append(configured ? " (configuration default))" : " (application default))");
 }
 
 size_t columns(std::string_view word) {

@@ -115,38 +115,37 @@ vextest::ChildResult checkArgs(std::vector<std::string> arguments,
 }
 
 TEST(CommonArgs, EveryInformationalSwitchPrintsAndEndsWithStatusOne) {
-    const auto help = checkArgs({"/bin/tool", "x", "--help", "--version"});
-    EXPECT_EQ(1, help.exit_status);
-    EXPECT_THAT(help.out, StartsWith("This is tool, Version 19.0001.0124.1224\n\nCopyright"));
-    EXPECT_THAT(help.out, EndsWith("\nusage of tool\n\n\nCommon Options:\n"
-                                   "\t--copyrights     : display applicable copyrights and exit\n"
-                                   "\t--features       : display features and settings\n"
-                                   "\t--os-test        : display OS summary\n"
-                                   "\t--version        : display program version number and exit\n"
-                                   "\t--help           : display this help and exit\n"
-                                   "\t--noversioncheck : Disable verification that this "
-                                   "application is linked against the right "
-                                   "version of the VEX library.\n\n"));
-    const auto version = checkArgs({"tool", "--", "--version", "--help"});
-    EXPECT_EQ(1, version.exit_status);
-    EXPECT_EQ("This is tool, Version 19.0001.0124.1224\n", version.out);
-    const auto features = checkArgs({"tool", "--features"});
-    EXPECT_EQ(1, features.exit_status);
-    EXPECT_THAT(features.out,
-                StartsWith("Version          : 19.0001.0124.1224-Special\n"
-                           "Build Date       : Jan 1 2024, 12:00:00\n"
-                           "libvex Version   : 19.0001.0124.1224-Release\nlibvex Build Date: "));
-    EXPECT_THAT(features.out, testing::ContainsRegex(
-                                  "Compiler         : (gcc|clang) [0-9]+\\.[0-9]+\n"
-                                  "Large Files      : Supported \\(64bit OS\\)\n"
-                                  "Zlib             : version [^,]+, compile flags [0-9a-f]{8} "
-                                  "\\(FASTEST not enabled\\)\n"));
-    const auto os = checkArgs({"tool", "--os-test"});
-    EXPECT_EQ(1, os.exit_status);
-    EXPECT_THAT(os.out, StartsWith("System       : Linux\n"));
-    const auto copyrights = checkArgs({"tool", "--copyrights"});
-    EXPECT_EQ(1, copyrights.exit_status);
-    EXPECT_THAT(copyrights.out, StartsWith("Copyright"));
+    const struct {
+        std::vector<std::string> arguments;
+        std::string output;  // regular expression
+    } rows[] = {
+        {{"/bin/tool", "x", "--help", "--version"},
+         "^This is tool, Version 19.0001.0124.1224\n\nCopyright.*\n.*\nusage of tool\n\n\nCommon "
+         "Options:\n"
+         "\t--copyrights     : display applicable copyrights and exit\n"
+         "\t--features       : display features and settings\n"
+         "\t--os-test        : display OS summary\n"
+         "\t--version        : display program version number and exit\n"
+         "\t--help           : display this help and exit\n"
+         "\t--noversioncheck : Disable verification that this application is linked against the "
+         "right version of the "
+         "VEX library.\n\n$"},
+        {{"tool", "--", "--version", "--help"}, "^This is tool, Version 19.0001.0124.1224\n$"},
+        {{"tool", "--features"},
+         "^Version          : 19.0001.0124.1224-Special\nBuild Date       : Jan 1 2024, 12:00:00\n"
+         "libvex Version   : 19.0001.0124.1224-Release\nlibvex Build Date: .*, .*\n"
+         "Compiler         : [gclan]+ [0-9]+\\.[0-9]+\nLarge Files      : Supported \\(64bit "
+         "OS\\)\n"
+         "Zlib             : version [^,]+, compile flags [0-9a-f]{8} \\(FASTEST not "
+         "enabled\\)\n$"},
+        {{"tool", "--os-test"}, "^System       : Linux\n"},
+        {{"tool", "--copyrights"}, "^Copyright.*\n.*web site.\n$"},
+    };
+    for (const auto &row : rows) {
+        const auto result = checkArgs(row.arguments);
+        EXPECT_EQ(1, result.exit_status);
+        EXPECT_THAT(result.out, testing::ContainsRegex(row.output));
+    }
 }
 
 TEST(CommonArgs, WarnsOfAnotherProductVersionUnlessToldNotTo) {
@@ -182,39 +181,34 @@ TEST(Assert, ReportsAndAborts) {
         EXPECT_THAT(result.err, HasSubstr(part));
 }
 
+std::string fatal(size_t room = 4096) {
+    std::string text(4096, 'x');
+    vexGetFatalError(text.data(), room);
+    return text.c_str();
+}
+
 TEST(FatalError, TheFirstOfAThreadStaysUntilCleared) {
     vextest::LogCapture log;
     std::thread([] {
-        EXPECT_FALSE(vexFatalErrorExists());
         vexClearFatalError();
-        char text[8] = "x";
-        vexGetFatalError(text, sizeof text);
-        EXPECT_STREQ("", text);
+        EXPECT_FALSE(vexFatalErrorExists());
+        EXPECT_EQ("", fatal());
         EXPECT_EQ(nullptr, vexLogGetCtx()) << "asking creates no context";
     }).join();
     errno = ENOSPC;
     vexSetFatalError("Store", 12, "no room: %m");
     vexSetFatalError("Other", 13, "later");
-    char text[4096];
-    vexGetFatalError(text, sizeof text);
-    EXPECT_STREQ(" Store: no room: No space left on device Q-318-12", text);
-    vexGetFatalError(text, 7);
-    EXPECT_STREQ(" Store", text);
-    vexGetFatalError(nullptr, 5);
+    EXPECT_EQ(" Store: no room: No space left on device Q-318-12", fatal());
+    EXPECT_EQ(" Store", fatal(7));
     vexClearFatalError();
-    EXPECT_FALSE(vexFatalErrorExists());
-
     vexSetFatalPrefix(std::string(300, 'p').c_str(), false);
     vexSetFatalPrefix("ignored", false);
     vexSetFatalError("Store", ~0U, "%s", std::string(3000, 'x').c_str());
-    vexGetFatalError(text, sizeof text);
-    EXPECT_EQ(2368U, strlen(text));
-    EXPECT_EQ(std::string(256, 'p') + " Store: x", std::string(text, 265));
+    EXPECT_EQ(std::string(256, 'p') + " Store: " + std::string(2104, 'x'), fatal());
     vexClearFatalError();
     vexSetFatalPrefix("new", true);
     vexSetFatalError("Store", 0, "text");
-    vexGetFatalError(text, sizeof text);
-    EXPECT_STREQ("new Store: text Q-318-0", text);
+    EXPECT_EQ("new Store: text Q-318-0", fatal());
     vexClearFatalError();
     vexSetFatalPrefix(nullptr, true);
     vexSetFatalError(nullptr, 0, "text");
@@ -224,39 +218,26 @@ TEST(FatalError, TheFirstOfAThreadStaysUntilCleared) {
 }
 
 TEST(Utilities, SleepNamesNumbersAndScopes) {
+    vextest::LogCapture log(vextest::LogCapture::kAll);
     EXPECT_EQ(0U, VexSleep(0));
     {
-        const vextest::FaultScope interrupted("select", 1, EINTR);
+        const vextest::FaultScope interrupted("select", 1, EINTR), failing("select", 2, EINVAL);
         EXPECT_EQ(60U, VexSleep(60));
-    }
-    vextest::LogCapture log(vextest::LogCapture::kAll);
-    {
-        const vextest::FaultScope failing("select", 1, EINVAL);
         EXPECT_EQ(static_cast<unsigned>(-1), VexSleep(60));
-    }
-    {
         const AutoTrace trace("scope");
         const AutoDebug debug(3, "silent");
-        EXPECT_EQ("silent3", debug.name() + std::to_string(debug.level()));
     }
     EXPECT_THAT(log.lines(VEX_LOG_TRACE),
                 ElementsAre("select returned unexpectedly with error 22 [Invalid argument]",
                             "scope: enter", "scope: exit"));
     EXPECT_STREQ("tool", GetProgramName("/usr/bin/tool"));
-    EXPECT_STREQ("", GetProgramName(nullptr));
     EXPECT_EQ(1, VexIsDecimalNumber("") & VexIsDecimalNumber("0123"));
     EXPECT_EQ(0, VexIsDecimalNumber("-1") | VexIsDecimalNumber("1 ") | VexIsDecimalNumber(nullptr));
     void *p = malloc(1);
     _VexFree(&p);
     _VexFree(&p);
-    _VexFree(nullptr);
     EXPECT_EQ(nullptr, p);
     EXPECT_EQ(1, VexThreadActive(GetTid()));
-    char buf[26];
-    struct tm tm {};
-    const time_t now = 0;
-    EXPECT_THAT(VexCtime(&now, buf), HasSubstr("19"));
-    EXPECT_EQ(&tm, VexLocaltime(&now, &tm));
 }
 
 TEST(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
