@@ -21,9 +21,13 @@ bool write(FILE *out, const std::string &text) {
 }
 
 std::string shortestForm(const opt_option &option) {
-    const std::string metavar = takesValue(option) ? metavarOf(option) : "";
-    if (option.short_name != 0) return std::string("-") + option.short_name + " " + metavar;
-    return std::string("--") + option.long_name + (takesValue(option) ? "=" : "") + metavar;
+    const char *metavar = takesValue(option) ? metavarOf(option) : "";
+    std::string form(option.short_name != 0 ? "-" : "--");
+    if (option.short_name != 0)
+        form.append(1, option.short_name).append(" ");
+    else
+        form.append(option.long_name).append(takesValue(option) ? "=" : "");
+    return form.append(metavar);
 }
 
 /// What follows the program's name in the usage line.
@@ -32,14 +36,14 @@ std::string usageArguments(opt_option *const *options, const char *synopsis) {
     bool optional = false;
     for (; *options != nullptr; ++options) {
         if (((*options)->flags & OPT_MANDATORY) != 0)
-            line += " " + shortestForm(**options);
+            line.append(" ").append(shortestForm(**options));
         else
             optional = true;
     }
     if (optional) line += " [options ...]";
     line += " [--]";
-    if (synopsis != nullptr) line += std::string(" ") + synopsis;
-    return line + "\n\nOptions marked with (*) are mandatory.\n";
+    if (synopsis != nullptr) line.append(" ").append(synopsis);
+    return line.append("\n\nOptions marked with (*) are mandatory.\n");
 }
 
 std::string defaultText(const opt_option &option, const char *ini_path) {
