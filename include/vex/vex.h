@@ -9,6 +9,9 @@
 #include <vex/bloom_filter.h>
 #include <vex/digest.h>
 #include <vex/encoding.h>
+#include <vex/blowfish.h>
+#include <vex/cipher.h>
+#include <vex/crypt_stream.h>
 #include <vex/export.h>
 #include <vex/file.h>
 #include <vex/frame.h>
@@ -22,6 +25,7 @@
 #include <vex/path.h>
 #include <vex/process.h>
 #include <vex/random.h>
+#include <vex/magic.h>
 #include <vex/revision.h>
 #include <vex/serialize.h>
 #include <vex/text.h>

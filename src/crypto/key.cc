@@ -8,6 +8,15 @@
 
 static_assert(sizeof(VexKey) == VEX_KEY_SIZE + 1, "callers pass a key's address as text");
 
+namespace {
+
+[[noreturn]] void giveUp() {
+    vexLog(EIO, VEX_LOG_CRIT, "%s: no random bytes for a new key", "Assign");
+    std::abort();
+}
+
+}  // namespace
+
 VexKey::VexKey() {
     AssignZero();
 }
