@@ -1,5 +1,7 @@
 #include "support/log_capture.h"
 
+#include "support/faults.h"
+
 namespace vextest {
 namespace {
 
@@ -21,6 +23,7 @@ LogCapture::~LogCapture() {
 }
 
 void LogCapture::receive(int level, int code, const char *message, int saved_errno) {
+    const FaultPause pause;  // what is collected here is not the library's to allocate
     if (current != nullptr) current->entries_.push_back({level, code, message, saved_errno});
 }
 

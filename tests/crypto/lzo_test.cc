@@ -1,0 +1,106 @@
+#include <gmock/gmock.h>
+#include <lzo/lzo1x.h>
+
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "crypto/lzo_chunk.h"
+#include "crypto/lzo_encoder.h"
+#include "crypto/streams.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+/// Encodes with room for exactly the worst case, decodes with the library and compares; the encoded
+/// bytes.
+Bytes roundTrip(unsigned bits, const std::string &data) {
+    Bytes out(vex::crypto::lzoWorstCase(data.size())), back(data.size());
+    std::vector<uint16_t> work(vex::crypto::lzoEncoderMemory(bits) / 2, 0xffff);
+    const std::vector<char> exact(data.begin(), data.end());
+    out.resize(vex::crypto::lzoEncode(
+        bits, reinterpret_cast<const unsigned char *>(exact.data()), data.size(), out.data(), work.data()));
+    lzo_uint length = data.size();
+    EXPECT_EQ(LZO_E_OK, lzo1x_decompress_safe(out.data(), out.size(), back.data(), &length, nullptr));
+    EXPECT_EQ(data, std::string(back.begin(), back.begin() + static_cast<ptrdiff_t>(length)));
+    return out;
+}
+
+/// Literal runs and matches of every length around the encodings' limits, at every kind of
+/// distance.
+std::string edgeCases() {
+    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    std::string data;
+    const auto literals = [&](size_t n) {
+        for (size_t i = 0; i < n; ++i) data += static_cast<char>(random());
+    };
+    literals(70000);
+    for (const size_t distance :
+        {1, 7, 8, 2047, 2048, 2049, 16383, 16384, 16385, 32768, 49150, 49151, 49152, 65535, 65536, 65537})
+        for (const size_t length : {3, 4, 8, 9, 10, 33, 34, 263, 264, 265, 288, 289, 519, 600})
+            for (const size_t run : {0, 1, 2, 3, 4, 17, 18, 19, 273, 274}) {
+                for (size_t i = 0; i < length; ++i) data += data[data.size() - distance];
+                literals(run);
+            }
+    return data;
+}
+
+TEST(LzoEncoder, OutputDecodesAtEveryLevel) {
+    std::ifstream self("/proc/self/exe", std::ios::binary);
+    std::string real(200000, '\0');
+    self.read(real.data(), static_cast<std::streamsize>(real.size()));
+    const std::string edges = edgeCases(), zeros(300000, '\0'), mixed = vextest::testData(150000);
+    for (unsigned bits = vex::crypto::kLzoLowestBits; bits <= vex::crypto::kLzoHighestBits; ++bits) {
+        SCOPED_TRACE(bits);
+        for (const std::string *data : {&std::as_const(real), &edges, &zeros, &mixed}) roundTrip(bits, *data);
+        for (size_t n = 0; n < 300; ++n) {
+            roundTrip(bits, mixed.substr(0, n));
+            roundTrip(bits, zeros.substr(0, n));
+        }
+        for (const size_t first : {237, 238, 239, 273, 274, 5000})
+            roundTrip(bits, real.substr(100000, first) + zeros.substr(0, 60));
+        EXPECT_LT(roundTrip(bits, zeros).size(), 1300U) << "a fresh table must not name position 0 of the input itself";
+    }
+}
+
+TEST(LzoDecoder, FindsTheEndOfAChunkAmongWhatFollows) {
+    const std::string edges = edgeCases();
+    for (const unsigned bits : {6U, 12U, 16U}) {
+        for (const size_t n : {0UL, 1UL, 4UL, 30UL, 239UL, 5000UL, edges.size()}) {
+            const Bytes packed = roundTrip(bits, edges.substr(edges.size() - n));
+            for (const size_t extra : {0, 1, 7, 40}) {
+                Bytes more(packed), out(n);
+                more.resize(packed.size() + extra, 0x21);
+                size_t used = 0;
+                ASSERT_TRUE(vex::crypto::lzoDecompress(more.data(), more.size(), out.data(), n, &used));
+                EXPECT_EQ(packed.size(), used) << bits << ' ' << n;
+            }
+            size_t used = 0;
+            Bytes room(n + 1);
+            EXPECT_FALSE(vex::crypto::lzoDecompress(packed.data(), packed.size(), room.data(), n + 1, &used));
+        }
+    }
+}
+
+TEST(LzoChunks, AreStoredWhenTheyDoNotShrinkOrSamplesTellSo) {
+    const std::string noise = vextest::testData(0) + edgeCases().substr(0, 60000), text(40000, 't');
+    Bytes out(vex::crypto::lzoWorstCase(100000)), work(vex::crypto::lzoWorkMemory(14));
+    const auto compress = [&](const std::string &data) {
+        return vex::crypto::lzoCompress(14, vextest::bytesOf(data), data.size(), out.data(), work.data());
+    };
+    EXPECT_EQ(0U, compress(noise));
+    EXPECT_GT(500U, compress(text));
+    EXPECT_LT(0U, compress(noise + text)) << "without parameters every block is tried";
+    EXPECT_EQ(0, adaptive_compression_init(90, 100, 1000));
+    EXPECT_EQ(1, adaptive_compression_init(0, 0, 0));
+    EXPECT_LT(0U, compress(noise + text)) << "the last sample shrinks";
+    EXPECT_LT(0U, compress(text + noise)) << "the first sample shrinks";
+    EXPECT_EQ(0U, compress(noise.substr(0, 30000) + text + noise.substr(30000))) << "neither does";
+    EXPECT_LT(0U, compress(noise.substr(0, 900) + text.substr(0, 8000) + noise.substr(900, 900)))
+        << "the sample is too small to decide";
+}
+
+}  // namespace

@@ -1,0 +1,228 @@
+// The functions over whole buffers, the data key, and every function when memory or random bytes
+// run out.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "crypto/streams.h"
+#include "support/faults.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using vextest::bytesOf;
+using vextest::LogCapture;
+using vextest::Made;
+using vextest::testData;
+using vextest::testKey;
+
+constexpr uint64_t kWindow = 0x20000;
+
+std::string seal(const std::string &data, unsigned long flags, unsigned char cipher) {
+    std::string out(data.size() * 2 + 200, '\0');
+    const long size =
+        dcpEncryptDataToBuffer(testKey(), cipher, bytesOf(data), data.size(), bytesOf(out), out.size(), flags);
+    out.resize(size < 0 ? 0 : static_cast<size_t>(size));
+    return out;
+}
+
+unsigned open(const std::string &sealed, unsigned char cipher, std::string *out, const VexKey &key = testKey()) {
+    return dcpDecryptDataToBuffer(key, cipher, bytesOf(sealed), static_cast<unsigned>(sealed.size()), bytesOf(*out),
+        static_cast<unsigned>(out->size()));
+}
+
+std::string openGrowing(const std::string &sealed, unsigned char cipher, unsigned initial = 0) {
+    auto length = static_cast<unsigned>(sealed.size());
+    unsigned char *const data = dcpDecryptData(testKey(), cipher, bytesOf(sealed), &length, nullptr, initial);
+    std::string result = data == nullptr ? "null" : std::string(reinterpret_cast<char *>(data), length);
+    free(data);
+    return result;
+}
+
+TEST(OneShot, RoundTripsInEveryShapeWithExactRoom) {
+    const std::string data = testData(5000);
+    for (const auto &shape : vextest::kShapes) {
+        SCOPED_TRACE(shape.name);
+        const std::string sealed = seal(data, shape.flags, shape.cipher);
+        std::string out(data.size(), '\0');
+        // Blowfish pads: its data may need a copy, not more room
+        EXPECT_EQ(data.size(), open(sealed, shape.cipher, &out));
+        EXPECT_EQ(data, out);
+        for (const unsigned initial : {0U, 1U, 8U, 4999U, 5000U})
+            EXPECT_EQ(data, openGrowing(sealed, shape.cipher, initial));
+    }
+}
+
+TEST(OneShot, TellsTooLittleRoomAndBadArguments) {
+    const std::string data(1000, 'r');
+    unsigned char out[1200];
+    LogCapture log;
+    const auto encrypt = [&](const void *in, unsigned long n, unsigned long room) {
+        errno = 0;
+        return dcpEncryptDataToBuffer(testKey(), 3, static_cast<const unsigned char *>(in), n, out, room, 2);
+    };
+    EXPECT_EQ(-1, encrypt(data.data(), 1000, 1149));
+    EXPECT_EQ(ENOBUFS, errno);
+    EXPECT_EQ(1058, encrypt(data.data(), 1000, 1150));
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
+    EXPECT_EQ(-1, encrypt(nullptr, 1000, 1150));
+    EXPECT_EQ(-1, encrypt(data.data(), 0, 1150));
+    EXPECT_EQ(EINVAL, errno);
+    EXPECT_EQ(-1, encrypt(data.data(), uint64_t{1} << 32, uint64_t{1} << 33));
+    EXPECT_EQ(ERANGE, errno);
+    EXPECT_EQ(-1, dcpEncryptDataToBuffer(testKey(), 9, bytesOf(data), 1000, out, 1150, 2));
+    std::string small(10, '\0');
+    const std::string sealed = seal(data, 2, 1);
+    EXPECT_EQ(UINT_MAX, dcpDecryptDataToBuffer(testKey(), 1, nullptr, 1, out, 1));
+    EXPECT_EQ(EINVAL, errno);
+    EXPECT_EQ(UINT_MAX, open(sealed, 1, &small));
+    EXPECT_EQ(ENOBUFS, errno);
+    EXPECT_EQ(UINT_MAX, open(sealed, 1, &small, testKey(2)));
+    EXPECT_EQ(UINT_MAX, open("short", 1, &small));
+    unsigned length = 5;
+    EXPECT_EQ(nullptr, dcpDecryptData(testKey(), 1, nullptr, &length, nullptr, 0));
+    EXPECT_EQ("null", openGrowing(sealed.substr(0, 100), 1));
+    EXPECT_THAT(log.lines(),
+        ElementsAre("1144 dcpEncryptDataToBuffer: invalid argument specified [Internal Error]",
+            "1144 dcpEncryptDataToBuffer: invalid argument specified [Internal Error]",
+            "34 dcpEncryptDataToBuffer: Encryption error (more than one call can take)", "22 Invalid cipher type 9",
+            "22 dcpEncryptDataToBuffer: Could not initialize encryption (stream error)",
+            "1120 invalid argument specified [Internal Error]", "105 <stream>: decryption error (buffer error)",
+            "<stream>: decryption error (invalid or missing key)", "61 vexMagicDecode: insufficient header buffer",
+            "<stream>: decryption error (buffer error)", "1120 invalid argument specified [Internal Error]",
+            "decryption error (buffer error)"));
+}
+
+TEST(OneShot, CopiesStreamsInTheClearWithoutLookingFurther) {
+    const std::string stream = Made(0x4001, kWindow).block("abcd").block("efgh", 99).trailer(8).bytes;
+    // clang-format off
+    static const struct { const char *name; size_t input, room; const char *data; } kRows[] = {
+        {"all", 58, 100, "abcdefgh"},
+        {"too little room", 58, 6, "abcdef"},
+        {"header", 14, 100, ""},
+        {"header and 7 bytes", 21, 100, ""},
+        {"cut payload", 24, 100, "ab"}, {"no trailer", 38, 100, "abcdefgh"}};
+    // clang-format on
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.name);
+        const std::vector<unsigned char> input(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(row.input));
+        std::vector<unsigned char> out(row.room);
+        const unsigned n = dcpDecryptDataToBuffer(
+            testKey(), 0, input.data(), static_cast<unsigned>(row.input), out.data(), static_cast<unsigned>(row.room));
+        EXPECT_EQ(row.data, std::string(out.begin(), out.begin() + n));
+    }
+}
+
+TEST(OneShot, GuessesTheFirstRoomAndTracesItsGrowth) {
+    LogCapture log(LogCapture::kAll);
+    const std::string packed = seal(std::string(200000, 'z'), 4, 0);
+    EXPECT_EQ(200000U, openGrowing(packed, 0).size());
+    EXPECT_EQ(4000000U, openGrowing(seal(std::string(4000000, 'z'), 0x44, 0), 0, 4000000).size());
+    EXPECT_EQ("", openGrowing(Made(0x4001, kWindow).trailer(0).bytes, 0));
+    std::vector<std::string> traces = log.lines(VEX_LOG_TRACE);
+    const std::string input = std::to_string(packed.size());
+    ASSERT_GE(traces.size(), 3U);
+    EXPECT_EQ("dcpDecryptData: " + input + " bytes input, initial output buffer is 32768 bytes", traces[0]);
+    EXPECT_THAT(traces[1], testing::StartsWith("dcpDecryptData: resizing output buffer from 32768 to "));
+    EXPECT_THAT(
+        traces, testing::Contains("<stream>: decrypt completed, " + input + " bytes input, 200000 bytes output)"));
+}
+
+TEST(DataKey, ComesFromTheSeedAndStaysOutOfTheTrace) {
+    char key[33] = {}, same[33] = {}, other[33] = {};
+    EXPECT_EQ(0, dcpGetDecrptKeyFromSeed(key, 32, "seed"));
+    EXPECT_EQ(0, dcpGetDecrptKeyFromSeed(same, 7, "seed"));
+    EXPECT_EQ(std::string(key, 7), std::string(same, 8).substr(0, 7));
+    EXPECT_EQ('\0', same[7]);
+    EXPECT_EQ(0, dcpGetDecrptKeyFromSeed(same, 32, std::string(255, 's').c_str()));
+    EXPECT_EQ(0, dcpGetDecrptKeyFromSeed(other, 32, std::string(300, 's').c_str()));
+    EXPECT_EQ(std::string(same, 32), std::string(other, 32));
+    EXPECT_EQ(0, dcpGetDecrptKeyFromSeed(key, 32, nullptr));
+
+    const std::string text = "attack at dawn, again and again";
+    std::string cipher(text.size() + 1, 'x'), back(text.size(), '\0');
+    LogCapture log(LogCapture::kAll);
+    EXPECT_EQ(0, dcpEncodeText(text.c_str(), cipher.data()));
+    EXPECT_EQ('x', cipher.back());
+    const std::unique_ptr<Cipher> cipher_ctr(Cipher::NewCipher(3));
+    ASSERT_EQ(1, cipher_ctr->Init(1, VexKey(key), nullptr));
+    cipher_ctr->Decrypt(cipher.data(), static_cast<int>(text.size()), true, back.data(), nullptr);
+    EXPECT_EQ(text, back);
+    EXPECT_THAT(log.lines(0xff), ElementsAre(testing::MatchesRegex("plugin generated data key:[0-9a-f]{8} ")));
+    log.clear();
+    EXPECT_EQ(-1, dcpGetDecrptKeyFromSeed(nullptr, 32, nullptr));
+    EXPECT_EQ(-1, dcpGetDecrptKeyFromSeed(key, 33, nullptr));
+    EXPECT_EQ(-1, dcpEncodeText(nullptr, key));
+    EXPECT_EQ(-1, dcpEncodeText("x", nullptr));
+    EXPECT_THAT(log.lines(), ElementsAre("22 dcpGetDecrptKeyFromSeed, The input param data_key is NULL",
+                                 "22 dcpGetDecrptKeyFromSeed, The data_key generate fails",
+                                 "22 dcpEncodeText, the input param: plain_text is NULL",
+                                 "22 dcpEncodeText, the output param: encode_text is NULL"));
+}
+
+/// Drives a stream with 40000 bytes of input (the reader) and room at a time, without an allocation
+/// of its own.
+template <typename Call>
+int inPieces(c_stream_t *stream, const std::string &in, size_t in_piece, std::string *out, Call call) {
+    int result = 0;
+    while (result == 0) {
+        stream->next_in = bytesOf(in) + stream->total_in;
+        stream->avail_in = static_cast<uint32_t>(std::min(in_piece, in.size() - stream->total_in));
+        stream->next_out = bytesOf(*out) + stream->total_out;
+        stream->avail_out = 40000;
+        result = call(stream);
+    }
+    return result;
+}
+
+TEST(Streams, SurviveEveryFailureOfMemoryAndRandomness) {
+    const std::vector<std::string> calls{"malloc", "calloc", "realloc", "new", "RAND_bytes"};
+    const std::string data = testData(300000);
+    std::string out(800000, '\0');
+    LogCapture log;
+    for (const auto &shape : vextest::kShapes) {
+        SCOPED_TRACE(shape.name);
+        const std::string good = vextest::writeStream(shape, data).bytes;
+        const unsigned runs = vextest::forEachFault(calls, ENOMEM, [&](const vextest::FaultScope &fault) {
+            c_stream_t writer{}, reader{};
+            int result = dcpEncryptInit(&writer, shape.flags, testKey(), shape.cipher);
+            if (result == 0) result = inPieces(&writer, data, data.size(), &out, dcpEncrypt);
+            dcpEncryptEnd(&writer);
+            EXPECT_EQ(fault.fired(), result < 0);
+            if (fault.fired()) return;
+            result = dcpDecryptInit(&reader, testKey(), shape.cipher);
+            if (result == 0)
+                result = inPieces(&reader, good, 40000, &out, [](c_stream_t *s) { return dcpDecrypt(s, 0); });
+            dcpDecryptEnd(&reader);
+            EXPECT_EQ(fault.fired(), result < 0);
+        });
+        EXPECT_GE(runs, 3U);
+    }
+    const std::string sealed = seal(data, 2, 0);
+    const unsigned runs = vextest::forEachFault(calls, ENOMEM, [&](const vextest::FaultScope &fault) {
+        const long n = dcpEncryptDataToBuffer(testKey(), 0, bytesOf(data), data.size(), bytesOf(out), out.size(), 0);
+        auto length = static_cast<unsigned>(sealed.size());
+        unsigned char *const whole = dcpDecryptData(testKey(), 0, bytesOf(sealed), &length, nullptr, 1000);
+        EXPECT_EQ(fault.fired(), n < 0 || whole == nullptr);
+        free(whole);
+    });
+    EXPECT_GE(runs, 6U);
+}
+
+TEST(Streams, LzoWithoutWorkMemoryIsClosedAndSaysSoLater) {
+    LogCapture log;
+    c_stream_t stream{};
+    vextest::FaultScope fault("malloc", 1, ENOMEM);
+    EXPECT_EQ(0, dcpEncryptInit(&stream, 4, testKey(), 0));
+    EXPECT_EQ(nullptr, stream.state);
+    unsigned char room[64];
+    stream.next_out = room;
+    stream.avail_out = sizeof room;
+    EXPECT_EQ(-2, dcpEncrypt(&stream));
+    EXPECT_THAT(
+        log.lines(), ElementsAre(testing::StartsWith("90 Could not allocate 131072 bytes (dcpEncryptInit at line ")));
+}
+
+}  // namespace

@@ -1,0 +1,386 @@
+// Writer and reader against each other and against hand-made bytes.
+#include <gmock/gmock.h>
+#include <zlib.h>
+
+#include <climits>
+
+#include "crypto/streams.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using vextest::bytesOf;
+using vextest::Made;
+using vextest::Outcome;
+using vextest::readStream;
+using vextest::Shape;
+using vextest::testData;
+using vextest::testKey;
+using vextest::writeStream;
+
+constexpr uint64_t kWindow = 0x20000, kLzoWindow = 0x23000;
+const Shape kClear{"clear", 6, 0};
+
+struct Parsed {
+    int flags = 0;
+    uint64_t window = 0;
+    std::string init, payloads;
+    std::vector<uint32_t> lengths, extras;
+    std::string trailer;
+};
+
+Parsed parse(const std::string &bytes, size_t init) {
+    Parsed p;
+    p.flags = vexMagicFromBuffer(bytes.data(), &p.window);
+    p.init = bytes.substr(14, init);
+    size_t at = 14 + init;
+    while (at + 8 <= bytes.size() && vex::loadBig32(bytes.data() + at) != 0xffffffff) {
+        p.lengths.push_back(vex::loadBig32(bytes.data() + at));
+        p.extras.push_back(vex::loadBig32(bytes.data() + at + 4));
+        p.payloads += bytes.substr(at + 8, p.lengths.back());
+        at += 8 + p.lengths.back();
+    }
+    p.trailer = bytes.substr(at);
+    return p;
+}
+
+TEST(StreamFormat, IsPinnedByHandMadeBytes) {
+    EXPECT_EQ(Made(0x4001, kWindow).block("hello").trailer(5).bytes, writeStream(kClear, "hello").bytes);
+    EXPECT_EQ(Made(0x4001, kWindow).trailer(0).bytes, writeStream(kClear, "").bytes);
+    EXPECT_EQ(Made(0x4020, kLzoWindow).block(std::string("\0\0\0\3abc", 7)).trailer(3).bytes,
+        writeStream({"lzo", 4, 0}, "abc").bytes);
+    const std::string data = testData(200000);
+    const Parsed clear = parse(writeStream(kClear, data).bytes, 0);
+    EXPECT_THAT(clear.lengths, testing::ElementsAre(131064U, 68936U));
+    EXPECT_EQ(data, clear.payloads);
+
+    const EVP_CIPHER *const modes[] = {EVP_aes_256_cfb128(), EVP_aes_256_ofb(), EVP_aes_256_ctr()};
+    for (unsigned char type = 1; type <= 3; ++type) {
+        const bool ctr = type == 3;
+        const Parsed p = parse(writeStream({"", 2, type}, data).bytes, ctr ? 16 : 8);
+        EXPECT_EQ(0x5202, p.flags);
+        EXPECT_THAT(p.extras, testing::Each(0U));
+        // one run of the cipher through the check and all blocks
+        const std::string plain = vextest::evp(
+            modes[type - 1], false, ctr ? bytesOf(p.init) : nullptr, ctr ? p.payloads : p.init + p.payloads);
+        EXPECT_TRUE(ctr || plain.substr(0, 4) == plain.substr(4, 4));
+        EXPECT_TRUE(plain.substr(ctr ? 0 : 8) == data);
+    }
+    const Parsed fish = parse(writeStream({"", 2, 0}, data.substr(0, 13)).bytes, 8);
+    const std::unique_ptr<Cipher> cipher(Cipher::NewCipher(0));
+    cipher->Init(1, testKey(), nullptr);
+    char plain[24];
+    ASSERT_EQ(24, cipher->Decrypt((fish.init + fish.payloads).data(), 24, true, plain, nullptr));
+    EXPECT_EQ(std::string(plain, 4), std::string(plain + 4, 4));
+    EXPECT_EQ(data.substr(0, 13) + std::string(3, '\0'), std::string(plain + 8, 16));
+    EXPECT_THAT(fish.extras, testing::ElementsAre(3U));
+    EXPECT_EQ(Made(1, 0).trailer(13, 3).bytes.substr(14), fish.trailer);
+}
+
+TEST(StreamFormat, DeflateBlocksAreWholeRawStreams) {
+    std::string data = testData(300000);
+    for (size_t i = 0; i < 140000; ++i) data[100000 + i] = static_cast<char>(i * i * 2654435761U >> 13);
+    for (const uint16_t window : std::initializer_list<uint16_t>{0, 12}) {
+        c_stream_t settings{};
+        settings.zwindow = window;
+        const Parsed p = parse(writeStream({"", 0x44, 0}, data, 1 << 20, settings).bytes, 0);
+        z_stream z{};
+        inflateInit2(&z, -15);
+        z.next_in = const_cast<unsigned char *>(bytesOf(p.payloads));
+        std::string back(data.size(), '\0');
+        size_t made = 0;
+        for (const uint32_t length : p.lengths) {
+            EXPECT_LE(length, p.window - 8);
+            z.avail_in = length;
+            z.next_out = bytesOf(back) + made;
+            z.avail_out = static_cast<uInt>(back.size() - made);
+            ASSERT_EQ(Z_STREAM_END, inflate(&z, Z_FINISH));
+            ASSERT_EQ(0U, z.avail_in);
+            made += z.total_out;
+            inflateReset(&z);
+        }
+        inflateEnd(&z);
+        EXPECT_TRUE(back == data);
+    }
+}
+
+TEST(Streams, RoundTripInEveryShapeWindowLevelAndPiece) {
+    const std::string data = testData(300001);
+    for (const auto &shape : vextest::kShapes) {
+        SCOPED_TRACE(shape.name);
+        const bool compressed = (shape.flags & 2) == 0, deflate = (shape.flags & 0x40) != 0;
+        for (const uint16_t window : std::initializer_list<uint16_t>{0, 12, 20}) {
+            c_stream_t settings{};
+            settings.zwindow = window;
+            const std::string want = data.substr(0, window == 12 ? 30000 : data.size());
+            const Outcome whole = writeStream(shape, want, 1 << 20, settings);
+            EXPECT_EQ(1, whole.result);
+            for (const size_t room : {7777UL, 131072UL, 1UL << 20}) {
+                const Outcome written = writeStream(shape, want, room, settings);
+                EXPECT_EQ(whole.bytes.size(), written.bytes.size());
+                const Outcome read = readStream(written.bytes, shape.cipher, room * 2 / 3, room);
+                ASSERT_EQ(1, read.result);
+                ASSERT_TRUE(want == read.bytes);
+            }
+        }
+        for (uint16_t level = 1; compressed && level <= (deflate ? 10 : 16); ++level) {
+            c_stream_t settings{};
+            settings.zlevel = level;
+            const std::string want = data.substr(0, 20000);
+            ASSERT_TRUE(want == readStream(writeStream(shape, want, 1 << 20, settings).bytes, shape.cipher).bytes)
+                << level;
+        }
+        for (size_t piece = 1; piece <= 64; ++piece) {
+            const std::string want = data.substr(0, 200 + piece);
+            const Outcome written = writeStream(shape, want, piece);
+            ASSERT_EQ(1, written.result) << piece;
+            for (const size_t room : {1UL, piece, 65 - piece}) {
+                const Outcome read = readStream(written.bytes, shape.cipher, piece, room);
+                ASSERT_EQ(1, read.result) << piece << ' ' << room;
+                ASSERT_EQ(want, read.bytes);
+            }
+        }
+        // room for just the data is enough to see the end
+        EXPECT_EQ(1, readStream(writeStream(shape, data).bytes, shape.cipher, SIZE_MAX / 2, data.size()).result);
+    }
+}
+
+TEST(Streams, DamageEndsCleanlyOrInWellFormedOutput) {
+    const std::string data = testData(90);
+    for (const auto &shape : vextest::kShapes) {
+        SCOPED_TRACE(shape.name);
+        vextest::LogCapture log;
+        const std::string good = writeStream(shape, data).bytes;
+        const Outcome wrong_key = readStream(good, shape.cipher, 1000, 1000, testKey(2));
+        if ((shape.flags & 4) == 0 && shape.cipher != 3) { EXPECT_EQ(-31, wrong_key.result); }
+        for (size_t n = 0; n < good.size(); ++n) {
+            const Outcome cut = readStream(good.substr(0, n), shape.cipher);
+            ASSERT_LT(cut.result, 0) << n;
+            ASSERT_EQ(data.substr(0, cut.bytes.size()), cut.bytes) << n;
+        }
+        for (size_t bit = 0; bit < good.size() * 8; ++bit) {
+            std::string bad = good;
+            bad[bit / 8] = static_cast<char>(bad[bit / 8] ^ (1 << bit % 8));
+            for (const size_t piece : {1UL, 1000UL}) {
+                const Outcome read = readStream(bad, shape.cipher, piece, piece);
+                ASSERT_LE(read.result, 1) << "hang at bit " << bit;
+                ASSERT_LE(read.bytes.size(), 70000U);
+            }
+        }
+    }
+}
+
+TEST(StreamReader, JudgesHandMadeStreams) {
+    const std::string chunk("\0\0\0\2ab", 6), packed("\x80\0\0\5\x16hello\x11\0\0", 13), full(4088, 'x');
+    const auto clear = [](uint64_t value = kWindow) { return Made(0x4001, value); };
+    const auto lzo = [] { return Made(0x4020, kLzoWindow); };
+    // clang-format off
+    const struct { const char *name; std::string bytes; int result; std::string data; } kRows[] = {
+        {"two blocks and an empty one", clear().block("ab").block("").block("cd", 7).trailer(4).bytes, 1, "abcd"},
+        {"bytes behind the end", clear().block("ab").trailer(2).raw("next").bytes, 1, "ab"},
+        {"wrong total", clear().block("ab").trailer(3).bytes, -3, "ab"},
+        {"older layout", Made(0x0401, 0).block("ab").word(0xffffffff).word(0).word(0).word(2).bytes, 1, "ab"},
+        {"older still", Made(0x0001, 0).block("ab").word(0xffffffff).word(0).word(0).word(2).bytes, 1, "ab"},
+        {"trailer's extra word is not judged", clear().block("ab").trailer(2, 77).bytes, 1, "ab"},
+        {"extra word of 8", clear().block("ab", 8).trailer(2).bytes, -1, ""},
+        {"full window", clear(4096).block(full).trailer(4088).bytes, 1, full},
+        {"beyond the window", clear(4096).block(full + "x").trailer(4089).bytes, -1, ""},
+        {"no window", clear(0).block(std::string(32760, 'x')).trailer(32760).bytes, 1, std::string(32760, 'x')},
+        {"beyond no window", clear(0).block(std::string(32761, 'x')).trailer(32761).bytes, -1, ""},
+        {"implausible window", clear(2281705473).trailer(0).bytes, -3, ""},
+        {"huge block that does not come", clear(2281705472).word(2281705000).word(0).raw("ab").bytes, -5, "ab"},
+        {"not a stream", "VEY " + clear().trailer(0).bytes.substr(4), -3, ""},
+        {"no flags", Made(0, kWindow).trailer(0).bytes, -3, ""},
+        {"plug-in", Made(0x4004, kWindow).block("ab").trailer(2).bytes, -3, ""},
+        {"RSA", Made(0x4101, kWindow).block("ab").trailer(2).bytes, -3, ""},
+        {"unused flags", Made(0x6cc1, kWindow).block("ab").trailer(2).bytes, 1, "ab"},
+        {"several chunks", lzo().block(chunk + packed + packed + chunk).trailer(14).bytes, 1, "abhellohelloab"},
+        {"LZO before deflate", Made(0x4030, kLzoWindow).block(packed).trailer(5).bytes, 1, "hello"},
+        {"length of one too many", lzo().block("\x80" + std::string("\0\0\x06", 3) + packed.substr(4)).trailer(6).bytes, -3, ""},
+        {"chunk of 16 that holds 5", lzo().block("\x80" + std::string("\0\0\x10", 3) + packed.substr(4)).trailer(16).bytes, -3, ""},
+        {"stored chunk cut", lzo().block(chunk.substr(0, 5)).trailer(2).bytes, -3, ""},
+        {"rest behind a chunk", lzo().block(chunk + "abc").trailer(2).bytes, -3, "ab"},
+        {"2 GiB from a few bytes", lzo().block(std::string("\xff\xff\xff\xff\x16", 5)).trailer(2).bytes, -3, ""},
+        {"deflate with a tail", Made(0x4010, kWindow).block(std::string("\x4b\x4c\x4a\x06\0x", 6)).trailer(3).bytes, -3, "abc"},
+        {"damaged deflate", Made(0x4010, kWindow).block("\xff").trailer(0).bytes, -3, ""},
+    };
+    // clang-format on
+    for (const auto &row : kRows) {
+        for (const size_t piece : {1UL, 5UL, 1UL << 17}) {
+            SCOPED_TRACE(std::string(row.name) + " by " + std::to_string(piece));
+            const Outcome read = readStream(row.bytes, 3, piece, piece);
+            EXPECT_EQ(row.result, read.result);
+            EXPECT_TRUE(row.data == read.bytes) << read.bytes.size();
+        }
+    }
+}
+
+TEST(StreamReader, AcceptsForeignBlowfishPaddingBehindChunks) {
+    const std::string good = writeStream({"", 0, 0}, std::string(50, 'a')).bytes;
+    std::string foreign = good;
+    vex::storeBig32(foreign.data() + 14 + 8 + 4,
+        0);  // the padding is there, the extra word says none
+    EXPECT_EQ(std::string(50, 'a'), readStream(foreign, 0).bytes);
+    vex::storeBig32(foreign.data() + 14 + 8, vex::loadBig32(foreign.data() + 14 + 8) - 1);
+    EXPECT_EQ(-3, readStream(foreign, 0).result);
+}
+
+TEST(StreamReader, StaysAtItsEndAndFailsForGood) {
+    const std::string bytes = Made(0x4001, kWindow).block("ab").trailer(2).bytes + "tail";
+    c_stream_t stream{};
+    char room[8];
+    unsigned short action = 9;
+    ASSERT_EQ(0, dcpDecryptInit(&stream, testKey(), 0));
+    const auto feed = [&](const std::string &in, int flush) {
+        stream.next_in = bytesOf(in);
+        stream.avail_in = static_cast<uint32_t>(in.size());
+        stream.next_out = reinterpret_cast<unsigned char *>(room);
+        stream.avail_out = sizeof room;
+        return dcpDecrypt(&stream, flush);
+    };
+    EXPECT_EQ(1, feed(bytes, 0));
+    EXPECT_EQ(4U, stream.avail_in);
+    EXPECT_EQ(1, feed("more", 1));
+    EXPECT_EQ(4U, stream.avail_in);
+    EXPECT_EQ(0, dcpGetCryptoAction(&stream, &action));
+    EXPECT_EQ(3, action);
+    EXPECT_EQ(0, dcpDecryptReset(&stream, testKey(), 0));
+    EXPECT_EQ(0U, stream.total_out + stream.total_in + stream.avail_in);
+    EXPECT_EQ(-1, feed(Made(0x4001, kWindow).block("ab", 8).bytes, 0));
+    EXPECT_STREQ("Bad message", dcpCryptError(-1));
+    EXPECT_EQ(-1, feed(bytes, 0));
+    EXPECT_EQ(0, dcpDecryptReset(&stream, testKey(), 0));
+    EXPECT_EQ(0, feed(bytes.substr(0, 20), 0));
+    EXPECT_EQ(-5, feed("", 1));
+    // a context is only good for its own side
+    EXPECT_EQ(-2, dcpEncrypt(&stream));
+    EXPECT_EQ(-2, dcpEncryptEnd(&stream));
+    EXPECT_EQ(0, dcpDecryptEnd(&stream));
+    EXPECT_EQ(-2, dcpDecryptEnd(&stream));
+    EXPECT_EQ(-2, feed(bytes, 0));
+    EXPECT_EQ(-2, dcpDecryptReset(nullptr, testKey(), 0));
+    EXPECT_EQ(0, dcpDecryptReset(&stream, testKey(), 0));
+    EXPECT_EQ(1, feed(bytes, 0));
+    EXPECT_EQ(0, dcpDecryptEnd(&stream));
+}
+
+TEST(StreamWriter, ChecksItsSettings) {
+    // clang-format off
+    static const struct { const char *name; unsigned long flags; uint16_t level, window, algorithm; unsigned char cipher;
+                          int result; int magic; uint64_t size; } kRows[] = {
+        {"defaults", 0, 0, 0, 0, 3, 0, 0x5222, kLzoWindow},
+        {"deflate flag", 0x40, 0, 0, 0, 0, 0, 0x5212, kWindow},
+        {"algorithm beats the flag", 0x44, 0, 0, 1, 0, 0, 0x4020, kLzoWindow},
+        {"deflate algorithm", 4, 10, 31, 2, 0, 0, 0x4010, 0x80000000},
+        {"largest LZO window", 4, 16, 31, 1, 0, 0, 0x4020, 2281705472},
+        {"smallest windows", 4, 16, 12, 1, 0, 0, 0x4020, 8192},
+        {"smallest deflate window", 0x44, 1, 12, 0, 0, 0, 0x4010, 4096},
+        {"clear looks at no algorithm, level or cipher", 6, 99, 0, 9, 77, 0, 0x4001, kWindow},
+        {"LZO level", 4, 17, 0, 0, 0, -2, 0, 0},
+        {"deflate level", 0x44, 11, 0, 0, 0, -2, 0, 0},
+        {"LZO window", 4, 0, 11, 0, 0, -2, 0, 0},
+        {"deflate window", 0x44, 0, 32, 0, 0, -2, 0, 0},
+        {"clear window", 6, 0, 3, 0, 0, -2, 0, 0},
+        {"algorithm", 0, 0, 0, 3, 0, -3, 0, 0},
+        {"cipher", 2, 0, 0, 0, 4, -2, 0, 0},
+    };
+    // clang-format on
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.name);
+        vextest::LogCapture log;
+        c_stream_t stream{};
+        stream.zlevel = row.level;
+        stream.zwindow = row.window;
+        stream.zalgorithm = row.algorithm;
+        EXPECT_EQ(row.result, dcpEncryptInit(&stream, row.flags, testKey(), row.cipher));
+        if (row.result == -3) {
+            EXPECT_EQ("22 dcpEncryptInit: compression algorithm is not valid,  c->zalgorithm = 3 ", log.lines().at(0));
+        }
+        EXPECT_EQ(row.result == 0, stream.state != nullptr);
+        EXPECT_EQ(row.level, stream.zlevel);
+        if (row.result != 0) continue;
+        unsigned char header[14];
+        stream.next_out = header;
+        stream.avail_out = sizeof header;
+        EXPECT_EQ(0, dcpEncrypt(&stream));
+        uint64_t size = 0;
+        EXPECT_EQ(row.magic, vexMagicFromBuffer(header, &size));
+        EXPECT_EQ(row.size, size);
+        EXPECT_EQ(-5, dcpEncrypt(&stream)) << "no room";
+        EXPECT_EQ(0, dcpEncryptEnd(&stream));
+        EXPECT_EQ(0, stream.zlevel + stream.zwindow + stream.zalgorithm);
+    }
+}
+
+TEST(StreamWriter, EndsWithItsInputAndCanBeTopped) {
+    const std::string data = testData(150000);
+    c_stream_t stream{};
+    std::vector<unsigned char> out(200000);
+    ASSERT_EQ(0, dcpEncryptInit(&stream, 6, testKey(), 0));
+    stream.next_in = bytesOf(data);
+    stream.avail_in = 140000;
+    stream.next_out = out.data();
+    stream.avail_out = 15;  // the header, and one byte of the first block
+    EXPECT_EQ(0, dcpEncrypt(&stream));
+    EXPECT_EQ(15U, stream.total_out);
+    EXPECT_EQ(131064U, stream.total_in);
+    stream.avail_in += 10000;  // there is more now
+    stream.avail_out = 150000 + 16 - 2;
+    EXPECT_EQ(0, dcpEncrypt(&stream)) << "the trailer has no room";
+    stream.avail_out = 20;
+    EXPECT_EQ(0, dcpEncrypt(&stream));
+    stream.avail_out = 1;
+    EXPECT_EQ(1, dcpEncrypt(&stream));
+    EXPECT_EQ(150050U, stream.total_out);
+    stream.avail_out = 1;
+    EXPECT_EQ(1, dcpEncrypt(&stream));
+    stream.avail_in = 1;
+    EXPECT_EQ(-5, dcpEncrypt(&stream)) << "input behind the end";
+    EXPECT_TRUE(data == readStream(std::string(out.begin(), out.begin() + 150050), 0).bytes);
+    stream.next_in = nullptr;
+    EXPECT_EQ(-2, dcpEncrypt(&stream));
+
+    EXPECT_EQ(0, dcpEncryptReset(&stream, testKey(), 0));
+    const Outcome second = vextest::drive(&stream, "again", 5, 100, [](c_stream_t *s, bool) { return dcpEncrypt(s); });
+    EXPECT_EQ(Made(0x4001, kWindow).block("again").trailer(5).bytes, second.bytes);
+    EXPECT_EQ(0, dcpEncryptEnd(&stream));
+    EXPECT_EQ(-2, dcpEncryptReset(&stream, testKey(), 0));
+    EXPECT_EQ(-2, dcpEncrypt(&stream));
+}
+
+TEST(StreamWriter, ResetGivesAFreshStreamInEveryShape) {
+    for (const auto &shape : vextest::kShapes) {
+        SCOPED_TRACE(shape.name);
+        c_stream_t stream{}, reader{};
+        ASSERT_EQ(0, dcpEncryptInit(&stream, shape.flags, testKey(), shape.cipher));
+        ASSERT_EQ(0, dcpDecryptInit(&reader, testKey(), shape.cipher));
+        for (unsigned char round = 2; round < 5; ++round) {
+            const std::string data = testData(1000U * round);
+            const auto write = [](c_stream_t *s, bool) { return dcpEncrypt(s); };
+            const auto read = [](c_stream_t *s, bool last) { return dcpDecrypt(s, last); };
+            vextest::drive(&stream, data, data.size(), 100U * round,
+                write);  // left in the middle of it
+            ASSERT_EQ(0, dcpEncryptReset(&stream, testKey(round), shape.cipher));
+            const Outcome written = vextest::drive(&stream, data, data.size(), 100000, write);
+            ASSERT_EQ(1, written.result);
+            ASSERT_EQ(0, dcpDecryptReset(&reader, testKey(round), shape.cipher));
+            EXPECT_EQ(data, vextest::drive(&reader, written.bytes, 700, 300, read).bytes);
+        }
+        dcpEncryptEnd(&stream);
+        dcpDecryptEnd(&reader);
+    }
+}
+
+TEST(Streams, TellTheirErrorsInText) {
+    // clang-format off
+    static const struct { int code; const char *text; } kRows[] = {
+        {1, "stream end"}, {0, ""}, {-2, "stream error"}, {-3, "data error"}, {-4, "insufficient memory"},
+        {-5, "buffer error"}, {-6, "incompatible version"}, {-31, "invalid or missing key"},
+        {-7, "internal error: unknown error value -7"}, {2, "internal error: unknown error value 2"}};
+    // clang-format on
+    for (const auto &row : kRows) EXPECT_STREQ(row.text, dcpCryptError(row.code));
+    errno = ENOSPC;
+    EXPECT_STREQ("No space left on device", dcpCryptError(-1));
+}
+
+}  // namespace

@@ -1,0 +1,153 @@
+// One harness for all stream tests: shapes of streams, drivers that cut input and output into
+// pieces, hand-made streams.
+#ifndef VEXTEST_CRYPTO_STREAMS_H
+#define VEXTEST_CRYPTO_STREAMS_H
+
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <vex/crypt_stream.h>
+#include <vex/magic.h>
+
+#include "base/endian.h"
+#include "support/seed.h"
+
+namespace vextest {
+
+inline VexKey testKey(unsigned char first = 1) {
+    unsigned char bytes[VEX_KEY_SIZE];
+    for (auto &byte : bytes) byte = first++;
+    return VexKey(bytes);
+}
+
+/// @p n bytes, half of them compressible.
+inline std::string testData(size_t n) {
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
+    std::string data;
+    while (data.size() < n) {
+        if (random() % 2 == 0)
+            data.append(20 + random() % 30, static_cast<char>('a' + random() % 4));
+        else
+            for (int i = 0; i < 30; ++i) data += static_cast<char>(random());
+    }
+    data.resize(n);
+    return data;
+}
+
+struct Shape {
+    const char *name;
+    unsigned long flags;
+    unsigned char cipher;
+};
+/// Every action with every cipher and compressor that goes with it.
+// clang-format off
+inline constexpr Shape kShapes[] = {
+    {"lzo blowfish", 0, 0}, {"lzo cfb", 0, 1}, {"lzo ofb", 0, 2}, {"lzo ctr", 0, 3},
+    {"deflate blowfish", 0x40, 0}, {"deflate cfb", 0x40, 1}, {"deflate ofb", 0x40, 2}, {"deflate ctr", 0x40, 3},
+    {"blowfish", 2, 0}, {"cfb", 2, 1}, {"ofb", 2, 2}, {"ctr", 2, 3}, {"lzo", 4, 0}, {"deflate", 0x44, 0}, {"clear", 6, 0},
+};
+// clang-format on
+
+struct Outcome {
+    int result = 0;
+    std::string bytes;
+};
+
+inline const unsigned char *bytesOf(const std::string &text) {
+    return reinterpret_cast<const unsigned char *>(text.data());
+}
+inline unsigned char *bytesOf(std::string &text) {
+    return reinterpret_cast<unsigned char *>(text.data());
+}
+
+/// Drives an open stream with @p in_piece bytes of input and @p out_piece bytes of room at a time.
+/// Each buffer is just as large as is said, so that the address sanitizer sees one byte too many.
+template <typename Call>
+Outcome drive(c_stream_t *stream, const std::string &in, size_t in_piece, size_t out_piece, Call call) {
+    Outcome outcome;
+    size_t at = 0;
+    for (int idle = 0; idle < 3;) {
+        const std::vector<unsigned char> input(in.begin() + static_cast<ptrdiff_t>(at),
+            in.begin() + static_cast<ptrdiff_t>(std::min(in.size(), at + in_piece)));
+        std::vector<unsigned char> room(out_piece);
+        stream->next_in = input.data();
+        stream->avail_in = static_cast<uint32_t>(input.size());
+        stream->next_out = room.data();
+        stream->avail_out = static_cast<uint32_t>(out_piece);
+        outcome.result = call(stream, at + input.size() == in.size());
+        const size_t taken = input.size() - stream->avail_in, made = out_piece - stream->avail_out;
+        at += taken;
+        outcome.bytes.append(reinterpret_cast<char *>(room.data()), made);
+        if (outcome.result != 0) return outcome;
+        idle = taken + made > 0 ? 0 : idle + 1;
+    }
+    outcome.result = 99;  // no progress: a hang
+    return outcome;
+}
+
+inline Outcome writeStream(
+    const Shape &shape, const std::string &data, size_t out_piece = 1 << 20, c_stream_t stream = {}) {
+    if (const int result = dcpEncryptInit(&stream, shape.flags, testKey(), shape.cipher); result != 0)
+        return {result, {}};
+    Outcome outcome = drive(&stream, data, data.size(), out_piece, [](c_stream_t *s, bool) { return dcpEncrypt(s); });
+    dcpEncryptEnd(&stream);
+    return outcome;
+}
+
+inline Outcome readStream(const std::string &bytes, unsigned char cipher, size_t in_piece = SIZE_MAX / 2,
+    size_t out_piece = 1 << 20, const VexKey &key = testKey()) {
+    c_stream_t stream{};
+    if (const int result = dcpDecryptInit(&stream, key, cipher); result != 0) return {result, {}};
+    Outcome outcome =
+        drive(&stream, bytes, in_piece, out_piece, [](c_stream_t *s, bool last) { return dcpDecrypt(s, last); });
+    dcpDecryptEnd(&stream);
+    return outcome;
+}
+
+/// @p in through one of OpenSSL's stream modes with testKey() in one go.
+inline std::string evp(const EVP_CIPHER *cipher, bool encrypt, const unsigned char *iv, const std::string &in) {
+    static constexpr unsigned char kZero[16] = {};
+    const VexKey key = testKey();
+    std::string out(in.size(), '\0');
+    EVP_CIPHER_CTX *context = EVP_CIPHER_CTX_new();
+    int length = 0;
+    EVP_CipherInit_ex(
+        context, cipher, nullptr, reinterpret_cast<const unsigned char *>(&key), iv != nullptr ? iv : kZero, encrypt);
+    EVP_CipherUpdate(context, bytesOf(out), &length, bytesOf(in), static_cast<int>(in.size()));
+    EVP_CIPHER_CTX_free(context);
+    return out;
+}
+
+/// Streams put together by hand.
+class Made {
+public:
+    Made(int flags, uint64_t value) : bytes(VEX_MAGIC_SIZE, '\0') {
+        vexMagicMake(flags, bytes.data(), VEX_MAGIC_SIZE, value);
+    }
+    Made &word(uint32_t value) {
+        char big[4];
+        vex::storeBig32(big, value);
+        bytes.append(big, 4);
+        return *this;
+    }
+    Made &block(const std::string &payload, uint32_t extra = 0) {
+        return word(static_cast<uint32_t>(payload.size())).word(extra).raw(payload);
+    }
+    Made &trailer(uint32_t total, uint32_t extra = 0) {
+        return word(0xffffffff).word(extra).word(0).word(0).word(total);
+    }
+    Made &raw(const std::string &more) {
+        bytes += more;
+        return *this;
+    }
+    std::string bytes;
+};
+
+}  // namespace vextest
+
+#endif
