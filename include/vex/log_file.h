@@ -2,10 +2,11 @@
  * @file log_file.h
  * The log file manager: one open file per log path, whole lines, rotation by size.
  *
- * Each line is one write(2) on a descriptor opened with O_APPEND: lines of several threads and processes do not tear,
- * and nothing is lost when the process dies. A file that was renamed or removed from outside is opened anew. While a
- * file cannot be opened its lines are kept in memory, 64 KiB at most, and written when it can. The manager lives
- * until the process ends and reports its own failures to standard error, never through the log.
+ * Each line is one write(2) on a descriptor opened with O_APPEND: lines of several threads and
+ * processes do not tear, and nothing is lost when the process dies. A file that was renamed or
+ * removed from outside is opened anew. While a file cannot be opened its lines are kept in memory,
+ * 64 KiB at most, and written when it can. The manager lives until the process ends and reports its
+ * own failures to standard error, never through the log.
  *
  * @threads all of it, from any thread; each file has a mutex of its own.
  */
@@ -21,7 +22,8 @@ VEX_BEGIN_DECLS
 
 /**
  * Appends a line, as it stands, to the log file of @p ctx.
- * @return 0 also when the context has no path; -1 with errno when the line could not be written or kept.
+ * @return 0 also when the context has no path; -1 with errno when the line could not be written or
+ * kept.
  */
 VEX_API int logFileWriteA(const char *line, vexLogCtx *ctx);
 /** Sets the size in bytes from which a file is rotated before the next line; 0 for never. */
@@ -31,14 +33,19 @@ VEX_API void logFileFlushStreams(void);
 /** In a child after fork: forgets all files and locks without writing anything. */
 VEX_API void logFileReset(void);
 /**
- * Removes rotated files "<path>.<YYYYmmddHHMMSS>[.n]" older than @p retention_days days; 0 or less keeps all.
- * @return how many were removed, or -1 with errno: EINVAL for NULL or an empty path, else what reading the directory left.
+ * Removes rotated files "<path>.<YYYYmmddHHMMSS>[.n]" older than @p retention_days days; 0 or less
+ * keeps all.
+ * @return how many were removed, or -1 with errno: EINVAL for NULL or an empty path, else what
+ * reading the directory left.
  */
 VEX_API int logFilePruneA(const char *path, int retention_days);
 
 VEX_END_DECLS
 
 #ifdef __cplusplus
+#include <sys/types.h>
+
+#include <cstdint>
 #include <ctime>
 #include <deque>
 #include <map>
@@ -46,6 +53,7 @@ VEX_END_DECLS
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace vex {
 namespace util {
@@ -57,7 +65,8 @@ public:
     ~BadPathException() override;
 };
 
-/** Whole lines kept in memory, 64 KiB at most; when full the oldest go and are counted. Not locked. */
+/** Whole lines kept in memory, 64 KiB at most; when full the oldest go and are counted. Not locked.
+ */
 class VEX_API LogBuffer {
 public:
     /** Keeps a line; false when it alone is larger than the buffer. */
@@ -66,8 +75,8 @@ public:
     size_t size() const;
     /** Lines dropped for want of room since the last successful drainTo. */
     size_t dropped() const;
-    /** Writes the lines to @p fd, oldest first, preceded by a line that tells how many were dropped; false with errno
-     *  when a write failed: what was not written stays. */
+    /** Writes the lines to @p fd, oldest first, preceded by a line that tells how many were
+     * dropped; false with errno when a write failed: what was not written stays. */
     bool drainTo(int fd);
 
 private:
@@ -84,23 +93,28 @@ public:
     LogFile(const LogFile &) = delete;
     LogFile &operator=(const LogFile &) = delete;
 
-    /** Chooses the file, closing the one before (which gets a last line that names the new path), and creates the
-     *  directory. @throws BadPathException when that fails. */
+    /** Chooses the file, closing the one before (which gets a last line that names the new path),
+     * and creates the directory. @throws BadPathException when that fails. */
     void setPath(const std::string &path);
-    /** Appends; @p maxSize in bytes rotates first when reached, 0 never. False with errno when the line was neither
-     *  written nor kept. */
+    /** Appends; @p maxSize in bytes rotates first when reached, 0 never. False with errno when the
+     * line was neither written nor kept. */
     bool write(const char *line, size_t length, size_t maxSize = 0);
     /** Writes out the lines kept in memory. */
     void flush();
-    /** When the file was last written or chosen. */
+    /** When the file was last written or chosen, to about 10 ms. */
     time_t lastUsed() const;
+    /** True while lines wait in memory for a file that cannot be written. */
+    bool keepsLines() const;
+    /** After fork: gives the descriptor up without taking the lock; -1 when none is open. */
+    int abandon();
 
 private:
     bool writeLocked(const char *line, size_t length, size_t maxSize);
-    bool open();
+    bool checkIsDue();
     bool stillThere();
+    bool open();
     void rotate();
-    void reportOnce(const std::string &text);
+    void reportOnce(const std::string &text, int err);
     void close();
 
     mutable std::mutex mutex_;
@@ -108,7 +122,11 @@ private:
     std::string lastReport_;
     LogBuffer kept_;
     int fd_ = -1;
-    unsigned long long device_ = 0, inode_ = 0;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
+    size_t position_ = 0;
+    int64_t burstStart_ = 0;
+    unsigned burstLines_ = 0;
     time_t lastUsed_ = 0;
 };
 
@@ -117,7 +135,7 @@ class VEX_API LogManager {
 public:
     static LogManager &instance();
     /** The file of that path, made on first use. @throws BadPathException, std::bad_alloc. */
-    std::shared_ptr<LogFile> get(const std::string &path);
+    std::shared_ptr<LogFile> get(std::string_view path);
     void setMaxSize(size_t bytes);
     size_t maxSize() const;
     void flushAll();
@@ -128,6 +146,7 @@ public:
 private:
     struct State;
     LogManager();
+    size_t removeIdle(unsigned idle_seconds);
     State *state_;
 };
 

@@ -1,4 +1,5 @@
-// How the library's functions report a failure: one log line, errno, and the failure value in one expression.
+// How the library's functions report a failure: one log line, errno, and the failure value in one
+// expression.
 #ifndef VEX_LOG_REPORT_H
 #define VEX_LOG_REPORT_H
 
@@ -10,8 +11,8 @@
 
 namespace vex::log {
 
-/// Logs "<who>: <text>" at error (warning) level with @p code, after setting errno to @p err so that %m prints it;
-/// errno is @p err when it returns.
+/// Logs "<who>: <text>" at error (warning) level with @p code, after setting errno to @p err so
+/// that %m prints it; errno is @p err when it returns.
 void failure(int code, int err, const char *who, const char *format, ...) VEX_PRINTF(4, 5);
 void warning(int code, int err, const char *who, const char *format, ...) VEX_PRINTF(4, 5);
 
@@ -22,14 +23,16 @@ void warning(int code, int err, const char *who, const char *format, ...) VEX_PR
 #define VEX_FAIL_AS(who, code, err, result, ...) \
     (::vex::log::failure((code), (err), (who), __VA_ARGS__), (result))
 /// The same at warning level.
-#define VEX_FAIL_WARN(err, result, ...) VEX_FAIL_WARN_AS(__func__, (err), (err), (result), __VA_ARGS__)
+#define VEX_FAIL_WARN(err, result, ...) \
+    VEX_FAIL_WARN_AS(__func__, (err), (err), (result), __VA_ARGS__)
 #define VEX_FAIL_WARN_AS(who, code, err, result, ...) \
     (::vex::log::warning((code), (err), (who), __VA_ARGS__), (result))
 
 namespace vex {
 
-/// Runs the body of a function that allocates through the standard library: std::bad_alloc becomes ENOMEM, any
-/// other standard exception one logged failure with errno as it stands or EIO. A cancelled thread unwinds through it.
+/// Runs the body of a function that allocates through the standard library: std::bad_alloc becomes
+/// ENOMEM, any other standard exception one logged failure with errno as it stands or EIO. A
+/// cancelled thread unwinds through it.
 template <typename Result, typename Body>
 Result guard(const char *who, Result failure, Body body) {
     try {
