@@ -1,0 +1,163 @@
+// The log file manager: whole lines, rotation, files that move away, files that cannot be opened.
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include <vex/log_file.h>
+
+#include "support/faults.h"
+#include "support/temp_dir.h"
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using vex::util::BadPathException;
+using vex::util::LogBuffer;
+using vex::util::LogFile;
+using vex::util::LogManager;
+using vextest::FaultScope;
+using vextest::readFile;
+using vextest::TempDir;
+
+namespace {
+
+bool put(LogFile &file, const std::string &line, size_t max = 0) { return file.write(line.data(), line.size(), max); }
+
+}  // namespace
+
+TEST(LogFile, EightThreadsLoseAndTearNoLineWhileFilesRotate) {
+    TempDir dir;
+    const std::string path = dir / "t.log";
+    constexpr int kThreads = 8, kLines = 2000;
+    LogManager::instance().setMaxSize(200000);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&path, t] {
+            for (int i = 0; i < kLines; ++i) {
+                const std::string line =
+                    std::to_string(t) + "-" + std::to_string(i) + std::string(static_cast<size_t>(i % 90), '.') + "\n";
+                LogManager::instance().get(path)->write(line.data(), line.size(), LogManager::instance().maxSize());
+            }
+        });
+    }
+    for (auto &thread : threads) thread.join();
+    LogManager::instance().setMaxSize(0);
+
+    std::set<std::string> seen;
+    const auto names = dir.list();
+    EXPECT_GT(names.size(), 2u);
+    for (const auto &name : names) {
+        EXPECT_THAT(name, MatchesRegex("t\\.log(\\.[0-9]{14}(\\.[0-9]+)?)?"));
+        std::istringstream in(readFile(dir / name));
+        for (std::string line; std::getline(in, line);)
+            EXPECT_TRUE(seen.insert(line.substr(0, line.find('.'))).second) << line;
+    }
+    EXPECT_EQ(static_cast<size_t>(kThreads * kLines), seen.size());
+}
+
+TEST(LogFile, RotatesWhenTheSizeIsReachedAndNeverOverwrites) {
+    TempDir dir;
+    vextest::writeFile(dir / "t.log", "12345678\n");  // what is there already counts
+    LogFile file;
+    file.setPath(dir / "t.log");
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(put(file, "line " + std::to_string(i) + "...\n", 10));
+    EXPECT_EQ(4u, dir.list().size());
+    std::string all;
+    for (const auto &name : dir.list()) all += readFile(dir / name);
+    for (const char *text : {"12345678\n", "line 0...\n", "line 1...\n", "line 2...\n", "line 3...\n"})
+        EXPECT_THAT(all, HasSubstr(text));
+}
+
+TEST(LogFile, FollowsItsPathWhenTheFileIsMovedOrRemoved) {
+    TempDir dir;
+    LogFile file;
+    file.setPath(dir / "d/t.log");
+    EXPECT_TRUE(put(file, "one\n"));
+    ASSERT_EQ(0, rename((dir / "d/t.log").c_str(), (dir / "d/old").c_str()));
+    EXPECT_TRUE(put(file, "two\n"));
+    ASSERT_EQ(0, unlink((dir / "d/t.log").c_str()));
+    EXPECT_TRUE(put(file, "three\n"));
+    file.setPath(dir / "other.log");
+    EXPECT_TRUE(put(file, "four\n"));
+    EXPECT_EQ("one\n", readFile(dir / "d/old"));
+    EXPECT_EQ("three\nLogFile: Changing path to " + (dir / "other.log") + "\n", readFile(dir / "d/t.log"));
+    EXPECT_EQ("four\n", readFile(dir / "other.log"));
+}
+
+TEST(LogFile, KeepsLinesWhileItCannotBeWrittenAndReportsOnce) {
+    TempDir dir;
+    LogFile file;
+    file.setPath(dir / "t.log");
+    testing::internal::CaptureStderr();
+    {
+        FaultScope fault("open", 1, EMFILE);
+        fault.keepFailing();
+        EXPECT_TRUE(put(file, "one\n"));
+        EXPECT_TRUE(put(file, "two\n"));
+    }
+    EXPECT_TRUE(put(file, "three\n"));
+    {
+        FaultScope fault("write", 1, ENOSPC);
+        EXPECT_TRUE(put(file, "four\n"));
+    }
+    file.flush();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+        MatchesRegex("A thread \\(id=[0-9]+\\) encountered an error while attempting to write to file .*t.log: Too "
+                     "many open files\nA thread .*t.log: No space left on device\n"));
+    EXPECT_EQ("one\ntwo\nthree\nfour\n", readFile(dir / "t.log"));
+}
+
+TEST(LogFile, NamesTheDirectoryThatCannotBeCreated) {
+    TempDir dir;
+    vextest::writeFile(dir / "file", "");
+    LogFile file;
+    try {
+        file.setPath(dir / "file/sub/t.log");
+        FAIL() << "no exception";
+    } catch (const BadPathException &e) {
+        EXPECT_EQ("A thread (id=" + std::to_string(pthread_self()) +
+                      ") encountered an error while attempting to create path " + (dir / "file/sub"),
+            e.what());
+    }
+}
+
+TEST(LogBuffer, DropsTheOldestLinesAndSaysHowMany) {
+    TempDir dir;
+    LogBuffer buffer;
+    EXPECT_FALSE(buffer.append(std::string(70000, 'x').data(), 70000));
+    const std::string line(1023, 'y');
+    for (int i = 0; i < 70; ++i) EXPECT_TRUE(buffer.append((line + "\n").data(), 1024));
+    EXPECT_EQ(64u * 1024, buffer.size());
+    FILE *out = fopen((dir / "out").c_str(), "w");
+    EXPECT_TRUE(buffer.drainTo(fileno(out)));
+    fclose(out);
+    EXPECT_EQ(0u, buffer.size());
+    EXPECT_EQ(0u, readFile(dir / "out").find("LogFile: 7 lines were dropped"));
+}
+
+TEST(LogManager, ForgetsFilesThatAreIdleAndPrunesOldRotations) {
+    TempDir dir;
+    const std::string path = dir / "t.log";
+    (void)LogManager::instance().get(path)->write("x\n", 2);
+    EXPECT_EQ(0u, LogManager::instance().cleanUpStaleFiles(3600));
+    EXPECT_GE(LogManager::instance().cleanUpStaleFiles(0), 1u);
+
+    const utimbuf old{1000000, 1000000};
+    for (const char *name : {"t.log.20200101000000", "t.log.20200101000000.2", "t.log.2020", "t.logx.20200101000000"}) {
+        vextest::writeFile(dir / name, "");
+        utime((dir / name).c_str(), &old);
+    }
+    vextest::writeFile(dir / "t.log.20300101000000", "");
+    EXPECT_EQ(0, logFilePruneA(path.c_str(), 0));
+    EXPECT_EQ(2, logFilePruneA(path.c_str(), 7));
+    EXPECT_EQ(4u, dir.list().size());
+    EXPECT_EQ(-1, logFilePruneA("", 7));
+    EXPECT_EQ(EINVAL, errno);
+}
