@@ -11,8 +11,6 @@
 namespace vex::log {
 namespace {
 
-constinit LogConfig the_config;
-
 volatile sig_atomic_t alarm_fired = 0;
 
 void onAlarm(int) {
@@ -29,9 +27,7 @@ void setAlarmAction(void (*handler)(int)) {
 
 }  // namespace
 
-LogConfig &config() {
-    return the_config;
-}
+constinit LogConfig process_config;
 
 void LogConfig::SetFlags(int flags, int syslogMask) {
     flags_ = flags;

@@ -41,8 +41,11 @@ private:
     std::atomic<bool> trace_on_ = false;
 };
 
-/// The one instance of the process.
-LogConfig &config();
+/// The one instance of the process, in reach without a call: TraceOn stands in the hottest loops.
+extern constinit LogConfig process_config;
+inline LogConfig &config() {
+    return process_config;
+}
 
 }  // namespace vex::log
 
