@@ -22,6 +22,7 @@
 #include <vex/log_file.h>
 #include <vex/options.h>
 #include <vex/os.h>
+#include <vex/password.h>
 #include <vex/path.h>
 #include <vex/process.h>
 #include <vex/random.h>
