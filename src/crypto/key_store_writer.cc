@@ -121,6 +121,18 @@ int addKey(KeyStore *store) {
     return 0;
 }
 
+/// Removes the checksum file of a store whose key file did not come to be, however the scope ends.
+struct UnlessCreated {
+    const char *key_file;
+    std::string checksum_file = checksumFileOf(key_file);
+    ~UnlessCreated() {
+        const ErrnoGuard errno_guard;
+        struct stat status {};
+        if (::lstat(key_file, &status) != 0 && errno == ENOENT)
+            (void)::unlink(checksum_file.c_str());  // the failure has been reported
+    }
+};
+
 int initStore(const char *who, const char *key_file) {
     const UniqueFd lock = lockDirectoryOf(who, key_file);
     if (!lock) return -1;
@@ -128,13 +140,10 @@ int initStore(const char *who, const char *key_file) {
     if (::lstat(key_file, &status) == 0) errno = EEXIST;
     if (errno != ENOENT)
         return VEX_FAIL_AS(who, errno, errno, -1, "will not create %s: %m", key_file);
-    const std::string checksum_file = checksumFileOf(key_file);
+    const UnlessCreated cleanup{key_file};
     KeyStore store;
     if (addKey(&store) != 0) return -1;
-    if (writeStore(who, key_file, store, Access(), nullptr) == 0) return 0;
-    const ErrnoGuard errno_guard;
-    if (::lstat(key_file, &status) != 0) (void)::unlink(checksum_file.c_str());  // reported
-    return -1;
+    return writeStore(who, key_file, store, Access(), nullptr);
 }
 
 int rotateStore(const char *who, const char *key_file) {

@@ -82,9 +82,12 @@ int EncryptPasswdWithKey(const char *keyFile, const char *src, char *dest, unsig
     if (keyFile == nullptr || src == nullptr || dest == nullptr)
         return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
     const size_t length = strlen(src);
-    if (length > (kTextLimit - 1 - 32) / 2)
-        return VEX_FAIL(EINVAL, -1, "the length(%d) of src is too long for %d.",
-                        static_cast<int>(length), static_cast<int>(kTextLimit));
+    if (length > (kTextLimit - 1 - 32) / 2) {
+        ErrorA(EINVAL, "the length(%d) of src is too long for %d.", static_cast<int>(length),
+               static_cast<int>(kTextLimit));
+        errno = EINVAL;
+        return -1;
+    }
     if (IsEncrypted(src)) {
         WarningA(0, "%s: index(%d), passwd(%s) encrypted already.", __func__, 0, src);
         return copyText(__func__, src, dest, destLength);

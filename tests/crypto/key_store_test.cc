@@ -1,0 +1,181 @@
+#include "crypto/key_store.h"
+
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include <vex/password.h>
+
+#include "support/child.h"
+#include "support/faults.h"
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+
+using vextest::FaultScope;
+
+namespace {
+
+const std::string kStore =
+    "version=1\ncount=2\nindex=1\n"
+    "key0_0=0\nkey0_1=0\nkey0_2=0\nkey0_3=0\nkey0_4=0\nkey0_5=0\nkey0_6=0\nkey0_7=0\n"
+    "key1_0=1\nkey1_1=4294967295\nkey1_2=305419896\nkey1_3=3735928559\nkey1_4=5\nkey1_5=6\nkey1_6=7\n"
+    "key1_7=2147483648\n";
+const char kCrc[] = "crc=3831700809\n";
+
+std::string keyText(const std::string &store) {
+    char key[4096] = "";
+    return RetrieveAuthKey(key, store.c_str()) == 0 ? key : "unreadable";
+}
+
+unsigned modeOf(const std::string &path) {
+    struct stat status {};
+    EXPECT_EQ(0, stat(path.c_str(), &status));
+    return status.st_mode & 07777;
+}
+
+TEST(KeyStore, ReadsHandMadeFiles) {
+    const vextest::TempDir dir;
+    vextest::writeFile(dir / "k", kStore);
+    for (const auto &crc : {std::string(kCrc), std::string("crc=1\n") + kCrc}) {
+        vextest::writeFile(dir / "k.chksum", crc);
+        EXPECT_EQ("00000001ffffffff12345678deadbeef00000005000000060000000780000000", keyText(dir / "k"));
+    }
+}
+
+TEST(KeyStore, NamesEveryError) {
+    const auto with = [](const char *old, const char *text) {
+        std::string store = kStore;
+        return store.replace(store.find(old), strlen(old), text);
+    };
+    const std::string good(kCrc), line = "bad line format in D/k, line ";
+    const struct {
+        int code, err;
+        std::string keys, checksum, text;  // an empty file is left out, "right" is what the keys need
+    } kRows[] = {
+        {1, ENOENT, "", good, "file read error for D/k: No such file or directory"},
+        {1, EFBIG, std::string(4096, '1'), good, "file read error for D/k: File too large"},
+        {2, EINVAL, with("version=1", "version=2"), "right", line + "1"},
+        {2, EINVAL, with("count=2", "Count=2"), "right", line + "2"},
+        {2, EINVAL, with("index=1", "index= 1"), "right", line + "3"},
+        {2, EINVAL, with("key0_1=0", "key0_1="), "right", line + "5"},
+        {2, EINVAL, with("4294967295", "4294967296"), "right", line + "13"},
+        {2, EINVAL, kStore + "key2_0=1\n", "right", line + "19"},
+        {2, EINVAL, kStore.substr(0, kStore.size() - 1), "right", line + "19"},
+        {2, EINVAL, kStore, "crc\n", "bad line format in D/k.chksum, line 1"},
+        {2, EINVAL, kStore, good + good + good, "bad line format in D/k.chksum, line 2"},
+        {3, EBADMSG, with("key0_1=0", "key0_1=1"), good, "CRC mismatch for D/k"},
+        {4, ERANGE, with("index=1", "index=2"), "right", "D/k: index(2) is out of range[0, 2)"},
+        {4, ERANGE, with("count=2", "count=17"), "right", "D/k: count(17) is out of range[0, 17)"},
+        {5, ENOENT, kStore, "", "failed to load chksum file D/k.chksum: No such file or directory"},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.text);
+        const vextest::TempDir dir;
+        const std::string store = dir / "k";
+        if (!row.keys.empty()) vextest::writeFile(store, row.keys);
+        if (!row.checksum.empty())
+            vextest::writeFile(store + ".chksum",
+                row.checksum != "right" ? row.checksum
+                                        : "crc=" + std::to_string(vex::crypto::checksumOf(row.keys)) + "\n");
+        std::string text = "readKeyStore: " + row.text;
+        if (const size_t at = text.find("D/k"); at != std::string::npos) text.replace(at, 1, dir.path());
+        const std::string first = std::to_string(row.err) + " " + text;
+        const std::string second = std::to_string(row.err) + " can't get authentication key for type(0).";
+        vextest::LogCapture log;
+        char out[99] = "old";
+        EXPECT_EQ(row.code, DecryptPasswdWithKey(store.c_str(), "x", out, sizeof out));
+        EXPECT_EQ(row.err, errno);
+        EXPECT_EQ(-1, RetrieveAuthKey(out, store.c_str()));
+        EXPECT_EQ(row.code, PasswdKeyStoreRotate(store.c_str()));
+        EXPECT_STREQ("old", out);
+        EXPECT_THAT(log.lines(), testing::ElementsAre(first, second, first, second, first));
+    }
+}
+
+TEST(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
+    const vextest::TempDir dir;
+    const std::string store = dir / "link";
+    ASSERT_EQ(0, PasswdKeyStoreInit((dir / "k").c_str()));
+    EXPECT_EQ(0600U, modeOf(dir / "k") | modeOf(dir / "k.chksum"));
+    ASSERT_EQ(0, symlink("k", store.c_str()) + symlink("k.chksum", (store + ".chksum").c_str()));
+    ASSERT_EQ(0, chmod((dir / "k").c_str(), 0640));
+    std::atomic<bool> stop{false};
+    std::thread reader([&] {
+        while (!stop) EXPECT_NE("unreadable", keyText(store));
+    });
+    for (char index = '0'; index <= '9'; ++index) {
+        char text[99], plain[99];
+        EXPECT_EQ(0, EncryptPasswdWithKey(store.c_str(), "secret", text, sizeof text));
+        EXPECT_EQ(index, text[1]);
+        EXPECT_EQ(0, DecryptPasswdWithKey(store.c_str(), text, plain, sizeof plain));
+        EXPECT_STREQ("secret", plain);
+        const std::string before = keyText(store);
+        vextest::LogCapture log;
+        EXPECT_EQ(index < '9' ? 0 : -1, PasswdKeyStoreRotate(store.c_str()));
+        EXPECT_EQ(index < '9', before != keyText(store));
+        EXPECT_EQ(index < '9' ? 0U : 1U, log.lines().size()) << log.text();
+    }
+    stop = true;
+    reader.join();
+    EXPECT_EQ(0640U, modeOf(dir / "k"));
+    vextest::LogCapture log;
+    const std::string content = vextest::readFile(dir / "k") + vextest::readFile(dir / "k.chksum");
+    EXPECT_EQ(-1, PasswdKeyStoreInit((dir / "k").c_str()));
+    EXPECT_EQ(EEXIST, errno);
+    EXPECT_EQ(content, vextest::readFile(dir / "k") + vextest::readFile(dir / "k.chksum"));
+    EXPECT_THAT(dir.list(), testing::ElementsAre("k", "k.chksum", "link", "link.chksum"));
+}
+
+// Whatever fails, and wherever the machine stops, the old store or the new one is readable.
+TEST(KeyStore, SurvivesEveryFailureAndCrash) {
+    const std::vector<std::string> disk_calls = {"write", "fsync", "rename"},
+                                   calls = {"open", "read", "write", "close", "fsync", "rename", "fchmod", "stat",
+                                       "lstat", "new", "RAND_bytes"};
+    const auto survives = [&](bool rotate, unsigned nth, int err) {
+        const vextest::TempDir dir;
+        const std::string store = dir / "k";
+        vextest::LogCapture log;
+        if (rotate) { EXPECT_EQ(0, PasswdKeyStoreInit(store.c_str())); }
+        const std::string before = keyText(store);
+        const int descriptors = vextest::openDescriptors();
+        int result = 0;
+        std::string faulted;
+        const auto act = [&] {
+            const FaultScope fault(err == FaultScope::kCrash ? disk_calls : calls, nth, err);
+            result = rotate ? PasswdKeyStoreRotate(store.c_str()) : PasswdKeyStoreInit(store.c_str());
+            faulted = fault.faultedCall();
+        };
+        log.clear();
+        if (err != FaultScope::kCrash) {
+            act();
+            EXPECT_EQ(result == 0, log.lines().empty()) << log.text();
+        } else if (vextest::runChild(act).exit_status == FaultScope::kCrashStatus) {
+            faulted = "crash";
+        }
+        SCOPED_TRACE(std::to_string(nth) + faulted);
+        EXPECT_EQ(descriptors, vextest::openDescriptors());
+        const std::string after = keyText(store);
+        EXPECT_TRUE(after != "unreadable" || (!rotate && !faulted.empty()));
+        if (faulted != "crash") {
+            EXPECT_TRUE(result != 0 || after != before);
+            EXPECT_EQ(after == "unreadable" ? 0U : 2U, dir.list().size());
+        }
+        const bool there = access(store.c_str(), F_OK) == 0;
+        EXPECT_EQ(0, there ? PasswdKeyStoreRotate(store.c_str()) : PasswdKeyStoreInit(store.c_str()));
+        EXPECT_THAT(dir.list(), testing::ElementsAre("k", "k.chksum"));
+        return !faulted.empty();
+    };
+    for (const int err : {EIO, FaultScope::kCrash}) {
+        for (const bool rotate : {false, true}) {
+            unsigned nth = 1;
+            while (survives(rotate, nth, err)) ++nth;
+            EXPECT_GT(nth, 6U);
+        }
+    }
+}
+
+}  // namespace

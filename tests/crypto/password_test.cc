@@ -1,0 +1,167 @@
+#include <errno.h>
+#include <gmock/gmock.h>
+
+#include <vex/encoding.h>
+#include <vex/password.h>
+
+#include "crypto/key_store.h"
+#include "crypto/streams.h"
+#include "support/faults.h"
+#include "support/log_capture.h"
+#include "support/table.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+/// A store whose current key's text begins with "0000000100000002".
+class Password : public testing::Test {
+protected:
+    Password() { writeStore(0); }
+    void writeStore(unsigned index) {
+        std::string keys = "version=1\ncount=16\nindex=" + std::to_string(index) + "\n";
+        for (int key = 0; key < 16; ++key)
+            for (int word = 0; word < 8; ++word)
+                keys +=
+                    "key" + std::to_string(key) + "_" + std::to_string(word) + "=" + std::to_string(word + 1) + "\n";
+        vextest::writeFile(dir_ / "k", keys);
+        vextest::writeFile(dir_ / "k.chksum", "crc=" + std::to_string(vex::crypto::checksumOf(keys)) + "\n");
+    }
+    int encrypt(const std::string &src, unsigned room = 2048) {
+        return EncryptPasswdWithKey(store_.c_str(), src.c_str(), out_, room);
+    }
+    int decrypt(const std::string &src, unsigned room = 2048) {
+        return DecryptPasswdWithKey(store_.c_str(), src.c_str(), out_, room);
+    }
+
+    const vextest::TempDir dir_;
+    const std::string store_ = dir_ / "k";
+    char out_[2048] = "old";
+};
+
+TEST_F(Password, ObscuresWithTheBuiltInKey) {
+    static const struct {
+        const char *plain, *encoded;
+    } kRows[] = {{"", ""}, {"abc", "/EWC"}, {"\x9d'", "AAA="}, {"secret pass", "7kKCKeFI1jr8VJI="}};
+    vextest::LogCapture log;
+    for (const auto &row : kRows) {
+        const auto room = static_cast<unsigned>(strlen(row.encoded)) + 1;
+        EXPECT_EQ(0, PasswdEncode(row.plain, out_, room));
+        EXPECT_STREQ(row.encoded, out_);
+        EXPECT_EQ(-1, PasswdEncode(row.plain, out_, room - 1));
+        EXPECT_EQ("22 PasswdEncode: destination too small", log.text());
+        log.clear();
+        EXPECT_EQ(0, PasswdDecode(row.encoded, out_, static_cast<unsigned>(strlen(row.plain)) + 1));
+        EXPECT_STREQ(row.plain, out_);
+        EXPECT_EQ(-1, PasswdDecode(row.encoded, out_, static_cast<unsigned>(strlen(row.plain))));
+        EXPECT_EQ(-1, PasswdDecode("?", out_, 99));
+        log.clear();
+    }
+    for (const size_t length : {1023U, 1024U}) {
+        const std::string plain(length, '\x84');
+        const vextest::FaultScope fault("malloc", 1, ENOMEM);
+        EXPECT_EQ(length < 1024 ? 0 : -1, PasswdEncode(plain.c_str(), out_, sizeof out_));
+        EXPECT_EQ(0, PasswdEncode(plain.c_str(), out_, sizeof out_));
+        const std::string encoded(out_);
+        EXPECT_EQ(0, PasswdDecode(encoded.c_str(), out_, sizeof out_));
+        EXPECT_EQ(plain, out_);
+    }
+    EXPECT_THAT(log.lines(), testing::Contains("12 PasswdEncode: could not allocate memory"));
+}
+
+TEST_F(Password, EncryptsAsAesCtrBehindItsVector) {
+    for (const size_t n : {0U, 1U, 15U, 16U, 17U, 500U}) {
+        const std::string plain(n, 'p');
+        const auto room = static_cast<unsigned>(2 * (16 + n) + 1);
+        unsigned char bytes[600];
+        vextest::LogCapture log;
+        EXPECT_EQ(-1, PasswdEncrypt(vextest::testKey(), plain.c_str(), out_, room - 1));
+        EXPECT_EQ("22 PasswdEncrypt: dest_len(" + std::to_string(room - 1) + ") is too small", log.text());
+        EXPECT_EQ(0, PasswdEncrypt(vextest::testKey(), plain.c_str(), out_, room));
+        const std::string text(out_);
+        ASSERT_EQ(16 + n, static_cast<size_t>(HexDecode(text.c_str(), bytes, sizeof bytes)));
+        const std::string cipher(reinterpret_cast<char *>(bytes) + 16, n);
+        EXPECT_EQ(plain, vextest::evp(EVP_aes_256_ctr(), false, bytes, cipher));
+        EXPECT_EQ(-1, PasswdDecrypt(vextest::testKey(), text.c_str(), out_, room - 2));
+        EXPECT_EQ(0, PasswdDecrypt(vextest::testKey(), text.c_str(), out_, room - 1));
+        EXPECT_EQ(plain, out_);
+    }
+    for (const auto &row :
+        vextest::table(2, "30|wrong input length(30)|33|wrong input length(33)|32|decryption failed|")) {
+        vextest::LogCapture log;
+        EXPECT_EQ(-1, PasswdDecrypt(vextest::testKey(), std::string(std::stoul(row[0]), 'g').c_str(), out_, 99));
+        EXPECT_EQ("22 PasswdDecrypt: " + row[1], log.text());
+    }
+}
+
+TEST_F(Password, RecognisesItsOwnTextsAndPassesOthersThrough) {
+    for (const auto &row :
+        vextest::table(2, "|0|X00000|0|X00000a|0|X00000ab|1|X00000aB09|1|X10000ab|0|x00000ab|0|X00000ag|0|X00001ab|0|"))
+        EXPECT_EQ(row[1] == "1", IsEncrypted(row[0].c_str())) << row[0];
+    EXPECT_FALSE(IsEncrypted(nullptr));
+
+    vextest::LogCapture log;
+    const std::string line = "22 EncryptPasswdWithKey: dest_len(8) is too small", already = "X00000ab";
+    EXPECT_EQ(0, encrypt(already));
+    EXPECT_EQ(already, out_);
+    EXPECT_EQ(-1, encrypt(already, 8));
+    EXPECT_EQ(0, decrypt("hunter2", 8));
+    EXPECT_STREQ("hunter2", out_);
+    EXPECT_EQ(-1, decrypt("hunter22", 8));
+    const std::string seen = "0 EncryptPasswdWithKey: index(0), passwd(X00000ab) encrypted already.";
+    const auto plain =
+        testing::MatchesRegex("DecryptPasswdWithKey: key\\([0-9a-f]{8}\\) index\\(0\\) does not encrypted.");
+    EXPECT_THAT(log.lines(),
+        testing::ElementsAre(seen, seen, line, plain, plain, "22 DecryptPasswdWithKey: dest_len(8) is too small"));
+}
+
+TEST_F(Password, KeepsPasswordsOfEveryLengthUnderTheStoresKey) {
+    vextest::LogCapture log;
+    for (const size_t n : {0U, 1U, 491U, 492U, 493U, 495U}) {
+        const std::string plain(n, 'Q');
+        EXPECT_EQ(-1, encrypt(plain, static_cast<unsigned>(2 * n + 38)));
+        ASSERT_EQ(0, encrypt(plain, static_cast<unsigned>(2 * n + 39)));
+        const std::string text(out_);
+        EXPECT_TRUE(IsEncrypted(text.c_str()));
+        ASSERT_EQ(0, PasswdDecrypt(VexKey("00000001000000020000000300000004"), text.c_str() + 6, out_, sizeof out_));
+        EXPECT_EQ(plain, out_);
+        ASSERT_EQ(0, decrypt(text));
+        EXPECT_EQ(plain, out_);
+    }
+    log.clear();
+    EXPECT_EQ(-1, encrypt(std::string(496, 'Q')));
+    EXPECT_EQ(-1, decrypt(std::string(1024, 'Q')));
+    EXPECT_EQ(-1, decrypt("X00000" + std::string(1024, 'a')));
+    EXPECT_EQ(-1, decrypt("Xylophone"));
+    EXPECT_EQ(-1, decrypt("X10000ab"));
+    EXPECT_EQ(-1, decrypt("X00000ab"));
+    writeStore(10);  // encrypting writes the index in lower case, decrypting expects upper case
+    EXPECT_EQ(0, encrypt("p"));
+    EXPECT_EQ(0U, std::string(out_).find("Xa0000"));
+    EXPECT_EQ(-1, decrypt("Xa0000" + std::string(34, '0')));
+    EXPECT_THAT(log.lines(),
+        testing::ElementsAre("22 the length(496) of src is too long for 1024.",
+            "22 the length(1024) of encrypted passwd is over 1024.",
+            "22 the length(1030) of encrypted passwd is over 1024.",
+            "22 DecryptPasswdWithKey: wrong encrypted header(X00000), src(<not shown>).",
+            "22 DecryptPasswdWithKey: wrong encrypted header(X00000), src(X10000ab).",
+            "22 PasswdDecrypt: wrong input length(2)", "22 can't decrypt passwd for key index(0).",
+            "22 DecryptPasswdWithKey: wrong encrypted header(XA0000), src(Xa0000" + std::string(34, '0') + ")."));
+}
+
+TEST_F(Password, FailsCleanlyWithoutMemoryOrRandomBytes) {
+    ASSERT_EQ(0, encrypt("secret"));
+    const std::string text(out_);
+    for (const bool back : {false, true}) {
+        const auto faults = vextest::forEachFault({"malloc", "new", "RAND_bytes"}, ENOMEM, [&](const auto &fault) {
+            vextest::LogCapture log;
+            strcpy(out_, "old");
+            const int result = back ? decrypt(text) : encrypt("secret");
+            vextest::FaultPause pause;
+            EXPECT_EQ(fault.fired() ? -1 : 0, result) << fault.faultedCall();
+            EXPECT_EQ(fault.fired(), std::string(out_) == "old" && !log.lines().empty());
+        });
+        EXPECT_GT(faults, back ? 2U : 3U);
+    }
+}
+
+}  // namespace
