@@ -1,0 +1,153 @@
+"""What the companion command promises: its output, its exit statuses, and what a failure leaves on disk."""
+import hashlib
+import json
+import os
+import subprocess
+import tempfile
+import unittest
+
+VEX = os.environ["VEX_TOOL"]
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.dir = folder.name
+
+    def vex(self, *args, status=0, data=b""):
+        """Runs the command in the test's folder; a failure must say something, a success nothing."""
+        done = subprocess.run([VEX, *args], input=data, capture_output=True, cwd=self.dir, check=False)
+        self.assertEqual(status, done.returncode, done.stderr)
+        self.assertEqual(status != 0, b"vex: " in done.stderr, done.stderr)
+        self.error = done.stderr.decode()
+        return done.stdout.decode()
+
+    def write(self, name, data):
+        with open(os.path.join(self.dir, name), "wb") as file:
+            file.write(data)
+
+    def read(self, name):
+        with open(os.path.join(self.dir, name), "rb") as file:
+            return file.read()
+
+    def test_wrong_command_lines_exit_with_2_and_point_to_the_help(self):
+        for args in ([], ["nonsense"], ["digest"], ["digest", "--nonsense", "x"], ["uid", "x"], ["uid", "-n", "x"],
+                     ["size"], ["id", "show"], ["id", "step", "x"], ["id", "write", "x", "-1"],
+                     ["id", "write", "x", "18446744073709551616"], ["ini", "get", "x", "s"],
+                     ["ini", "set", "x", "s", "k"], ["ini", "delete", "x"], ["uid", "--ini"]):
+            with self.subTest(args):
+                self.assertEqual("", self.vex(*args, status=2))
+                self.assertIn("'vex --help'", self.error)
+        self.assertEqual([], os.listdir(self.dir))
+
+    def test_common_switches_exit_with_1_and_the_help_names_every_command(self):
+        for switch, text in (("--version", "This is vex, Version "), ("--help", "Usage: vex [--ini FILE] COMMAND"),
+                             ("--features", "libvex Version"), ("--copyrights", "Copyright")):
+            done = subprocess.run([VEX, "uid", switch], capture_output=True, check=False)
+            self.assertEqual((1, b""), (done.returncode, done.stderr))
+            self.assertIn(text, done.stdout.decode())
+
+    def test_digests_agree_with_the_usual_tools_and_their_lists_with_the_usual_checkers(self):
+        names = ["empty", "large", "back\\slash", "new\nline"]
+        contents = [b"", bytes(range(256)) * 2000, b"b", b"n"]
+        for name, content in zip(names, contents):
+            self.write(name, content)
+        listing = self.vex("digest", "--md5", *names)
+        oracle = subprocess.run(["md5sum", *names], capture_output=True, cwd=self.dir, check=True)
+        self.assertEqual(oracle.stdout.decode(), listing)
+        if "sha512_256" in hashlib.algorithms_available:
+            for name, content in zip(names, contents):
+                expected = hashlib.new("sha512_256", content).hexdigest()
+                self.assertEqual({"file": name, "algorithm": "sha512-256", "digest": expected},
+                                 json.loads(self.vex("digest", "--json", name)))
+                self.assertEqual(expected + "  -\n", self.vex("digest", "-", data=content))
+        both = self.vex("digest", *names) + listing
+        self.assertEqual(8, self.vex("digest", "--check=-", data=both.encode()).count(": OK\n"))
+
+    def test_check_tells_changed_missing_and_unreadable_entries(self):
+        for name in ("a", "b", "c"):
+            self.write(name, name.encode())
+        listing = self.vex("digest", "a", "b", "c")
+        self.write("list", listing.upper().replace("  A", "  a").replace("  B", " *b").replace("  C", "  c").encode())
+        self.write("b", b"changed")
+        os.remove(os.path.join(self.dir, "c"))
+        self.assertEqual("a: OK\nb: FAILED\nc: FAILED open or read\n", self.vex("digest", "--check", "list", status=1))
+        self.assertIn("1 of 3 files differ", self.error)
+        self.assertEqual("a: OK\n", self.vex("digest", "--check", "list", "a"))
+        self.assertEqual({"file": "b", "result": "FAILED"},
+                         json.loads(self.vex("digest", "--json", "--check", "list", "b", status=1)))
+        self.vex("digest", "--check", "list", "a", "elsewhere", status=1)
+        for broken in (b"", b"00  a\n", listing[:64].encode() + b" a\n", listing.splitlines()[0].encode() + b"\nx\n"):
+            self.write("broken", broken)
+            self.vex("digest", "--check", "broken", status=1)
+        self.assertEqual(1, self.vex("digest", "a", "missing", ".", status=1).count("\n"))
+
+    def test_identifiers_are_valid_and_differ(self):
+        uids = self.vex("uid", "-n", "100").split()
+        self.assertEqual(100, len(set(uids)))
+        for uid in uids + [json.loads(self.vex("uid", "--json"))["uid"]]:
+            self.assertRegex(uid, "^01[0-9a-f]{30}$|^[0-9a-f]{12}4[0-9a-f]{3}[89ab][0-9a-f]{15}$")
+
+    def test_counters_step_durably_and_concurrent_steps_never_share_a_number(self):
+        self.vex("id", "next", "counter", status=1)
+        self.assertEqual([], os.listdir(self.dir))
+        self.vex("id", "write", "counter", "41")
+        running = [subprocess.Popen([VEX, "id", "next", "counter"], cwd=self.dir, stdout=subprocess.PIPE)
+                   for _ in range(12)]
+        self.assertEqual(list(range(42, 54)), sorted(int(each.communicate()[0]) for each in running))
+        self.assertEqual("53\n", self.vex("id", "show", "counter"))
+        good = self.read("counter")
+        self.write("counter", bytes([good[0] ^ 1]) + good[1:])
+        self.vex("id", "next", "counter", status=1)
+        self.vex("id", "write", "counter", "18446744073709551615")
+        self.vex("id", "next", "counter", status=1)
+        self.write("other", b"a file of another kind")
+        self.vex("id", "write", "other", "1", status=1)
+        self.assertEqual(b"a file of another kind", self.read("other"))
+
+    def test_configuration_is_read_and_changed_on_disk(self):
+        self.write("x.ini", b"; kept\n[One]\nkey=old\nkey=new\n\n[Two]\nlong=" + b"v" * 9000 + b"\n")
+        self.vex("ini", "set", "x.ini", "one", "Other", "a b")
+        self.assertIn(b"; kept", self.read("x.ini"))
+        self.assertEqual("[One]\nkey=new\nOther=a b\n[Two]\nlong=" + "v" * 9000 + "\n",
+                         self.vex("ini", "list", "x.ini"))
+        self.assertEqual("new\nold\n", self.vex("ini", "list", "x.ini", "one", "key"))
+        self.assertEqual("new\n", self.vex("ini", "get", "x.ini", "ONE", "KEY"))
+        self.assertEqual("", self.vex("ini", "get", "x.ini", "one", "absent", status=1))
+        self.vex("ini", "delete", "x.ini", "two")
+        self.vex("ini", "delete", "x.ini", "two", status=1)
+        self.vex("ini", "delete", "x.ini", "one", "key")
+        self.assertEqual("[One]\nOther=a b\n", self.vex("ini", "list", "x.ini"))
+        for action in (["get", "s", "k"], ["list"], ["delete", "s"]):
+            self.vex("ini", action[0], "missing.ini", *action[1:], status=1)
+        self.write("broken.ini", b"[s]\nno entry\nk=v\n")
+        self.vex("ini", "set", "broken.ini", "s", "k", "w", status=1)
+        self.assertEqual(b"[s]\nno entry\nk=v\n", self.read("broken.ini"))
+
+    def test_sizes_show_bytes_and_both_texts(self):
+        self.assertEqual("10737418240  10GiB  10 GiB\n1500  1500  1.46 KiB\n", self.vex("size", "10GiB", "1500"))
+        self.assertEqual({"bytes": 10000000000, "exact": "10GB", "rounded": "9.31 GiB"},
+                         json.loads(self.vex("size", "--json", "10G")))
+        for text in ("", "K", "1x", "99999999999999999999", "19000P"):
+            self.assertEqual("5  5  5 bytes\n", self.vex("size", text, "5", status=1))
+
+    def test_the_log_goes_where_the_configuration_says_and_each_failure_is_shown_once(self):
+        self.write("vex.ini", b"[vex]\nLogging=long\nLogPath=" + self.dir.encode() + b"/log\n")
+        for args in (["--ini", "vex.ini", "digest", "missing"], ["digest", "--ini=vex.ini", "missing"]):
+            self.vex(*args, status=1)
+            self.assertEqual(1, self.error.count("\n"), self.error)
+        self.assertEqual(2, self.read("log/vex.log").count(b"'missing' (No such file or directory)"))
+        self.write("bad.ini", b"[vex]\nLogging=nonsense\n")
+        for ini in ("absent.ini", "bad.ini"):
+            self.vex("--ini", ini, "uid", status=1)
+
+    @unittest.skipUnless(os.path.exists("/dev/full"), "needs /dev/full")
+    def test_output_that_is_not_written_is_a_failure(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([VEX, "uid"], stdout=full, stderr=subprocess.PIPE, check=False)
+        self.assertEqual(1, done.returncode)
+
+
+if __name__ == "__main__":
+    unittest.main()
