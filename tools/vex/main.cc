@@ -15,6 +15,14 @@ namespace tool {
 namespace {
 
 constexpr std::array kCommands = {
+    Command{"keygen", "KEYFILE", "make a random key; an existing file is left alone", runKeygen},
+    Command{"seal",
+            "[--key-file K] [--cipher blowfish|aes-256-cfb|aes-256-ofb|aes-256-ctr]\n"
+            "      [--compress lzo|deflate|none] [--no-encrypt] [--level N] [--window N] IN OUT",
+            "compress and encrypt a file: AES-256-CTR and LZO by default", runSeal},
+    Command{"open", "[--key-file K] [--cipher NAME] IN OUT", "get back what was sealed", runOpen},
+    Command{"info", "[--json] FILE...", "describe sealed files, damaged ones too, without a key",
+            runInfo},
     Command{"digest", "[--md5] [--json] [--check LIST] FILE...",
             "print SHA-512/256 digests (or MD5), or check those of LIST", runDigest},
     Command{"uid", "[-n N] [--json]", "draw N unique identifiers, 1 by default", runUid},

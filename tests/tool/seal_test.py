@@ -1,0 +1,174 @@
+"""Drives keygen, seal, open and info of the companion command; VEX_TOOL is its path."""
+import json
+import os
+import pathlib
+import random
+import signal
+import subprocess
+import tempfile
+import unittest
+
+VEX = os.environ['VEX_TOOL']
+CIPHERS = ['blowfish', 'aes-256-cfb', 'aes-256-ofb', 'aes-256-ctr']
+COMPRESSORS = ['lzo', 'deflate', 'none']
+RANDOM = random.Random(1).randbytes(5 << 20)
+TEXT = (b'all work and no play makes a dull file ' * 140000)[:5 << 20]
+SANITIZED = os.environ.get('VEX_SANITIZED')  # whose memory cannot be bounded
+
+
+class SealTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.dir = pathlib.Path(folder.name)
+        self.key = self.dir / 'key'
+        self.vex('keygen', self.key)
+
+    def vex(self, *args, status=0, **options):
+        done = subprocess.run([VEX, *map(str, args)], capture_output=True, timeout=120, **options)
+        self.assertEqual(status, done.returncode, (args, done.stderr))
+        return done
+
+    def seal(self, data, *args):
+        (self.dir / 'in').write_bytes(data)
+        self.vex('seal', '--key-file', self.key, *args, self.dir / 'in', self.dir / 'sealed')
+        return (self.dir / 'sealed').read_bytes()
+
+    def open(self, sealed, *args, status=0):
+        """Opens; on failure what was there must stay, and nothing else be left."""
+        (self.dir / 'sealed').write_bytes(sealed)
+        out = self.dir / 'out'
+        out.write_bytes(b'old')
+        before = sorted(os.listdir(self.dir))
+        done = self.vex('open', *args, self.dir / 'sealed', out, status=status)
+        self.assertEqual(before, sorted(os.listdir(self.dir)))
+        if status != 0:
+            self.assertEqual(b'old', out.read_bytes())
+        return done.stderr.decode() if status else out.read_bytes()
+
+    def info(self, status=0):
+        return json.loads(self.vex('info', '--json', self.dir / 'sealed', status=status).stdout)
+
+    def test_keygen(self):
+        self.assertRegex(self.key.read_text(), r'\A[0-9a-f]{64}\n\Z')
+        self.assertEqual(0o600, self.key.stat().st_mode & 0o777)
+        before = self.key.read_bytes()
+        self.vex('keygen', self.key, status=1)
+        self.assertEqual(before, self.key.read_bytes())
+        raw = self.dir / 'raw'
+        raw.write_bytes(bytes.fromhex(before.decode()))
+        self.assertEqual(TEXT, self.open(self.seal(TEXT), '--key-file', raw))
+        for bad in [b'', raw.read_bytes() + b'\n', b'g' * 64, before + b'\n', before[:63]]:
+            raw.write_bytes(bad)
+            self.assertIn('not a key file', self.open(b'', '--key-file', raw, status=1))
+
+    def test_round_trips_tell_their_sizes(self):
+        for cipher in CIPHERS + [None]:
+            how = ['--cipher', cipher] if cipher else []
+            for compress in COMPRESSORS:
+                sizes = [0, 1, 131063, 131064, 131065, 131072, 143352] if cipher != 'blowfish' else [7, 131065]
+                for data in [RANDOM[:n] for n in sizes] + [TEXT, bytes(5 << 20), RANDOM]:
+                    with self.subTest(cipher=cipher, compress=compress, size=len(data)):
+                        sealed = self.seal(data, '--compress', compress, *(how or ['--no-encrypt']))
+                        self.assertEqual(data, self.open(sealed, *(how and ['--key-file', self.key, *how])))
+                        told = self.info()
+                        self.assertEqual(('complete', len(data), compress, cipher is not None),
+                                         (told['state'], told['total'], told['compression'], told['encrypted']))
+
+    def test_windows_and_levels_at_the_edge_of_the_buffers(self):
+        # zeros give the most input per byte of output, which the driver must not run out of
+        zeros = bytes((24 << 20) + 5)
+        for compress, window, level in [('lzo', 12, 6), ('lzo', 22, 16), ('deflate', 12, 10), ('deflate', 17, 1),
+                                        ('deflate', 22, 10), ('none', 12, 0), ('none', 22, 0)]:
+            with self.subTest(compress=compress, window=window):
+                extra = ['--level', level] if level else []
+                for data in [zeros, RANDOM]:
+                    sealed = self.seal(data, '--compress', compress, '--window', window, *extra)
+                    self.assertEqual(data, self.open(sealed, '--key-file', self.key))
+
+    def test_pipes_that_dribble(self):
+        data = RANDOM[:700001]
+        with subprocess.Popen([VEX, 'seal', '--key-file', self.key, '-', '-'], stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE) as process:
+            for at in range(0, len(data), 50021):
+                process.stdin.write(data[at:at + 50021])
+                process.stdin.flush()
+            process.stdin.close()
+            sealed = process.stdout.read()
+        self.assertEqual(0, process.returncode)
+        self.assertEqual(data, self.vex('open', '--key-file', self.key, '-', '-', input=sealed).stdout)
+
+    def test_wrong_keys(self):
+        other = self.dir / 'other'
+        self.vex('keygen', other)
+        for cipher in CIPHERS:
+            sealed = self.seal(TEXT, '--cipher', cipher)
+            self.assertIn('wrong key', self.open(sealed, '--key-file', other, '--cipher', cipher, status=1))
+        self.assertIn('--key-file', self.open(sealed, status=1))
+
+    def test_damage(self):
+        for args in [['--compress', 'lzo'], ['--compress', 'deflate'], ['--compress', 'none', '--cipher', 'blowfish']]:
+            sealed = self.seal(TEXT[:300000], *args)
+            how = ['--key-file', self.key] + args[2:]
+            for size in [0, 13, 14, 29, 30, 37, len(sealed) // 2, len(sealed) - 20, len(sealed) - 1]:
+                with self.subTest(args=args, size=size):
+                    self.assertRegex(self.open(sealed[:size], *how, status=1), 'cut short|no sealed file|wrong key')
+                    self.assertNotEqual('complete', self.info(status=1)['state'])
+            self.assertIn('behind its end', self.open(sealed + b'x', *how, status=1))
+            told = self.info(status=1)
+            self.assertEqual(('damaged', len(sealed)), (told['state'], told['damage_offset']))
+            # the magic, the first block's length, the trailer's total
+            for at in [0, 22 if 'blowfish' in args else 30, len(sealed) - 1]:
+                flipped = bytearray(sealed)
+                flipped[at] ^= 0x80
+                self.assertIn('vex: ', self.open(bytes(flipped), *how, status=1))
+
+    def test_usage(self):
+        for args in [['seal', 'a', 'b'], ['seal', '--no-encrypt', 'a'], ['seal', '--no-encrypt', '--cipher', 'x', 'a', 'b'],
+                     ['seal', '--no-encrypt', '--compress', 'zip', 'a', 'b'], ['seal', '--no-encrypt', '--level', '5', 'a', 'b'],
+                     ['seal', '--no-encrypt', '--window', '23', 'a', 'b'], ['open', 'a'], ['open', '--what', 'a', 'b'], ['info'],
+                     ['keygen']]:
+            self.vex(*args, status=2, cwd=self.dir)
+        (self.dir / 'sealed').write_bytes(b'no such format at all')
+        self.assertEqual('foreign', self.info(status=1)['state'])
+
+    def test_output_keeps_links_and_modes_and_goes_to_devices(self):
+        real, link = self.dir / 'real', self.dir / 'link'
+        real.write_bytes(b'old')
+        real.chmod(0o640)
+        link.symlink_to('real')
+        self.vex('seal', '--no-encrypt', '-', link, input=TEXT)
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(0o640, real.stat().st_mode & 0o777)
+        self.vex('open', real, '/dev/null')
+        self.assertTrue(pathlib.Path('/dev/null').is_char_device())
+        self.vex('open', real, real)
+        self.assertEqual(TEXT, real.read_bytes())
+
+    def test_a_kill_leaves_the_old_file(self):
+        out = self.dir / 'out'
+        out.write_bytes(b'old')
+        for signum in [signal.SIGTERM, signal.SIGKILL]:
+            with subprocess.Popen([VEX, 'seal', '--key-file', self.key, '-', out], stdin=subprocess.PIPE) as process:
+                process.stdin.write(RANDOM)  # more than the pipe and the first buffer hold
+                process.stdin.flush()
+                process.send_signal(signum)
+            self.assertEqual(-signum, process.returncode)
+            self.assertEqual(b'old', out.read_bytes())
+            self.assertEqual(['key', 'out'], sorted(os.listdir(self.dir)))
+
+    @unittest.skipIf(SANITIZED, 'sanitizers need memory of their own')
+    def test_memory_stays_bounded(self):
+        with open(self.dir / 'in', 'wb') as file:
+            file.truncate(200 << 20)
+        for args in [['seal', '--window', 22, '--key-file', self.key, self.dir / 'in', self.dir / 'sealed'],
+                     ['open', '--key-file', self.key, self.dir / 'sealed', '/dev/null']]:
+            process = subprocess.Popen([VEX, *map(str, args)])
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+            self.assertEqual(0, process.returncode)
+            self.assertLess(usage.ru_maxrss, 64 << 10)
+
+
+if __name__ == '__main__':
+    unittest.main()
