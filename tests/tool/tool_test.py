@@ -125,6 +125,25 @@ class ToolTest(unittest.TestCase):
         self.vex("ini", "set", "broken.ini", "s", "k", "w", status=1)
         self.assertEqual(b"[s]\nno entry\nk=v\n", self.read("broken.ini"))
 
+    def test_passwords_come_back_and_old_keys_do_not_open_new_texts(self):
+        for args in (["encrypt", "x"], ["encode", "--key-file", "keys", "x"], ["encode", "x", "y"], ["hash"]):
+            self.vex("passwd", *args, status=2)
+        self.vex("passwd-store", "init", "keys")
+        self.vex("passwd-store", "init", "keys", status=1)
+        key = ("--key-file", "keys")
+        for text in ("", "secret", "p\u00e4ss w\\ord "):
+            for there, back, options in (("encode", "decode", ()), ("encrypt", "decrypt", key)):
+                kept = self.vex("passwd", there, *options, data=text.encode() + b"\n").strip()
+                self.assertNotEqual(text or "-", kept)
+                self.assertEqual(text + "\n", self.vex("passwd", back, *options, kept))
+        old = self.vex("passwd", "encrypt", *key, "secret").strip()
+        self.vex("passwd-store", "rotate", "keys")
+        self.assertEqual("", self.vex("passwd", "decrypt", *key, old, status=1))
+        self.assertNotIn("secret", self.error)
+        for args, data in ((["encrypt", *key, "s" * 496], b""), (["decode", "?"], b""), (["encode"], b"a\0b"),
+                           (["encode"], b"x" * 5000), (["encrypt", "--key-file", "absent", "x"], b"")):
+            self.assertEqual("", self.vex("passwd", *args, status=1, data=data))
+
     def test_sizes_show_bytes_and_both_texts(self):
         self.assertEqual("10737418240  10GiB  10 GiB\n1500  1500  1.46 KiB\n", self.vex("size", "10GiB", "1500"))
         self.assertEqual({"bytes": 10000000000, "exact": "10GB", "rounded": "9.31 GiB"},
