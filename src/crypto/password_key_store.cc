@@ -39,7 +39,8 @@ struct CurrentKey {
 void warnPlain(const char *who, const CurrentKey &current) {
     char fingerprint[65] = "";
     (void)SHA256FromData_r(current.text, strlen(current.text), fingerprint, sizeof fingerprint);
-    WarningA(-1, "%s: key(%.8s) index(%d) does not encrypted.", who, fingerprint, 0);
+    fingerprint[8] = '\0';
+    WarningA(-1, "%s: key(%s) index(%d) does not encrypted.", who, fingerprint, 0);
 }
 
 bool isHex(const char *text) {
