@@ -267,8 +267,8 @@ void lzoEncoder(const Bytes &data) {
                         .units = static_cast<double>(data.size())},
                        own, library);
         std::printf("    compressed to %.4f of the size, %s to %.4f\n",
-                    static_cast<double>(ours) / data.size(), peer.name,
-                    static_cast<double>(theirs) / data.size());
+                    static_cast<double>(ours) / static_cast<double>(data.size()), peer.name,
+                    static_cast<double>(theirs) / static_cast<double>(data.size()));
     }
 }
 
