@@ -6,6 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <string_view>
@@ -49,13 +50,15 @@ LogManager &LogManager::instance() {
 
 std::shared_ptr<LogFile> LogManager::get(std::string_view path) {
     const std::lock_guard<std::mutex> lock(state_->mutex);
-    const auto found = state_->files.find(path);
-    if (found != state_->files.end()) return found->second;
+    // also where the path is known: a program that goes on with one log must not keep the others
+    // open
     const time_t now = time(nullptr);
     if (now - state_->last_clean_up >= kSecondsBetweenCleanUps) {
         state_->last_clean_up = now;
         removeIdle(kIdleSeconds);
     }
+    const auto found = state_->files.find(path);
+    if (found != state_->files.end()) return found->second;
     auto file = std::make_shared<LogFile>();
     state_->files.emplace(path, file);
     file->setPath(std::string(
@@ -134,11 +137,26 @@ bool isRotationSuffix(std::string_view suffix) {
     return suffix.size() == kStamp || suffix[kStamp] == '.';
 }
 
+/// Runs the body of a plain function, out of which no exception may come; without memory there is
+/// nothing left to tell.
+template <typename Body>
+void quietly(Body body) {
+    try {
+        body();
+    } catch (const std::exception &) {
+        errno = ENOMEM;
+    }
+}
+
+// what a clock that counts nanoseconds can be set back by with room to spare
+constexpr int kMostDays = 36500;
+
 int prune(const std::string &path, int days) {
     namespace fs = std::filesystem;
     const fs::path log(path);
     const std::string name = log.filename().string();
-    const auto oldest = fs::file_time_type::clock::now() - std::chrono::hours(24) * days;
+    const auto oldest =
+        fs::file_time_type::clock::now() - std::chrono::hours(24) * std::min(days, kMostDays);
     int removed = 0;
     std::error_code error;
     fs::directory_iterator entries(log.has_parent_path() ? log.parent_path() : fs::path("."),
@@ -177,15 +195,15 @@ int logFileWriteA(const char *line, vexLogCtx *ctx) {
 }
 
 void logFileSetMaxSize(size_t bytes) {
-    LogManager::instance().setMaxSize(bytes);
+    quietly([=] { LogManager::instance().setMaxSize(bytes); });
 }
 
 void logFileFlushStreams(void) {
-    LogManager::instance().flushAll();
+    quietly([] { LogManager::instance().flushAll(); });
 }
 
 void logFileReset(void) {
-    LogManager::instance().reset();
+    quietly([] { LogManager::instance().reset(); });
 }
 
 int logFilePruneA(const char *path, int retention_days) {

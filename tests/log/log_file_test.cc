@@ -6,7 +6,7 @@
 #include <unistd.h>
 #include <utime.h>
 
-#include <algorithm>
+#include <climits>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -156,6 +156,7 @@ TEST(LogManager, ForgetsFilesThatAreIdleAndPrunesOldRotations) {
     }
     vextest::writeFile(dir / "t.log.20300101000000", "");
     EXPECT_EQ(0, logFilePruneA(path.c_str(), 0));
+    EXPECT_EQ(0, logFilePruneA(path.c_str(), INT_MAX)) << "more nanoseconds than 64 bits hold";
     EXPECT_EQ(2, logFilePruneA(path.c_str(), 7));
     EXPECT_EQ(4u, dir.list().size());
     EXPECT_EQ(-1, logFilePruneA("", 7));
