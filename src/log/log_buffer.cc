@@ -1,5 +1,4 @@
 #include <errno.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include <vex/log_file.h>
@@ -11,8 +10,17 @@ namespace {
 
 constexpr size_t kMostBytes = 64 * 1024;
 
-bool writeWhole(int fd, const char *data, size_t length) {
-    return retryOnEintr([&] { return ::write(fd, data, length); }) == static_cast<ssize_t>(length);
+/// Writes a text and takes from its head what has been written; true when that was all of it. A
+/// disk that fills up within a line gets its rest when there is room again, not its beginning once
+/// more.
+bool writeOut(int fd, std::string *text) {
+    while (!text->empty()) {
+        const ssize_t written =
+            retryOnEintr([&] { return ::write(fd, text->data(), text->size()); });
+        if (written <= 0) return false;
+        text->erase(0, static_cast<size_t>(written));
+    }
+    return true;
 }
 
 }  // namespace
@@ -42,16 +50,17 @@ size_t LogBuffer::dropped() const {
 
 bool LogBuffer::drainTo(int fd) {
     if (dropped_ > 0) {
-        char text[96];
-        const int length = snprintf(
-            text, sizeof text,
-            "LogFile: %zu lines were dropped while the file could not be written\n", dropped_);
-        if (!writeWhole(fd, text, static_cast<size_t>(length))) return false;
+        std::string text = "LogFile: " + std::to_string(dropped_) +
+                           " lines were dropped while the file could not be written\n";
+        if (!writeOut(fd, &text)) return false;
         dropped_ = 0;
     }
     while (!lines_.empty()) {
-        if (!writeWhole(fd, lines_.front().data(), lines_.front().size())) return false;
-        size_ -= lines_.front().size();
+        std::string &line = lines_.front();
+        size_ -= line.size();
+        const bool done = writeOut(fd, &line);
+        size_ += line.size();
+        if (!done) return false;
         lines_.pop_front();
     }
     return true;

@@ -43,6 +43,18 @@ bool createDirectoryOf(const std::string &path) {
     return directory.empty() || makeDirectories(directory.data(), kDirectoryMode) == 0;
 }
 
+/// rename(2) that never replaces a file. Network file systems do not know the flag for it and
+/// answer EINVAL; there a look before has to do.
+int renameToNew(const std::string &from, const std::string &to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL) return -1;
+    if (access(to.c_str(), F_OK) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return rename(from.c_str(), to.c_str());
+}
+
 int64_t coarseMilliseconds() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
@@ -180,16 +192,16 @@ void LogFile::rotate() {
     (void)strftime(stamp, sizeof stamp, ".%Y%m%d%H%M%S", &local);
     const std::string name = path_ + stamp;
     std::string target = name;
-    int result = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+    int result = renameToNew(path_, target);
     for (int i = 1; result != 0 && errno == EEXIST && i < 1000; ++i) {
         target = name + "." + std::to_string(i);
-        result = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+        result = renameToNew(path_, target);
     }
     if (result == 0) {
         close();
     } else {
-        reportOnce(threadError("write to file", target),
-                   errno);  // the old file goes on growing: no line is lost
+        // the old file goes on growing: no line is lost
+        reportOnce(threadError("rotate file", path_), errno);
     }
 }
 
