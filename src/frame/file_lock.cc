@@ -20,7 +20,7 @@ constexpr time_t kLongWaitSeconds = 61;
 }
 
 bool createFile(const std::string &path) {
-    const vex::UniqueFile file(fopen(path.c_str(), "ab"));
+    const vex::UniqueFile file(fopen(path.c_str(), "abe"));
     if (!file) ErrorA(-1, "%s: failed to create file %s", "Lock", path.c_str());
     return static_cast<bool>(file);
 }

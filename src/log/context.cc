@@ -1,6 +1,5 @@
 #include "log/context.h"
 
-#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -19,6 +18,7 @@ struct Contexts {
     pthread_mutex_t mutex = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
     pthread_once_t key_once = PTHREAD_ONCE_INIT;
     pthread_key_t key = 0;
+    bool has_key = false;  ///< without one contexts outlive their threads
     int live = 0;
     vexLogCtx fallback = {.path = {},
                           .line = {},
@@ -65,7 +65,7 @@ void onThreadExit(void *value) {
 }
 
 void makeKey() {
-    pthread_key_create(&contexts.key, onThreadExit);
+    contexts.has_key = pthread_key_create(&contexts.key, onThreadExit) == 0;
 }
 
 void install(vexLogCtx *ctx) {
@@ -73,16 +73,15 @@ void install(vexLogCtx *ctx) {
     if (current != nullptr) --current->installed;
     current = ctx;
     if (ctx != nullptr) ++ctx->installed;
-    pthread_setspecific(contexts.key, ctx);
+    if (contexts.has_key) pthread_setspecific(contexts.key, ctx);
 }
 
 vexLogCtx *fallBack() {
-    const int err = errno;
     (void)fprintf(stderr,
-                  "ALERT: Could not establish a logging context: malloc failed for %u bytes (%s). "
+                  "ALERT: Could not establish a logging context: malloc failed for %u bytes (%m). "
                   "Using the default "
                   "logging context instead.\n",
-                  static_cast<unsigned>(sizeof(vexLogCtx)), strerror(err));
+                  static_cast<unsigned>(sizeof(vexLogCtx)));
     vexLogCtx *ctx = defaultContext();
     setTag(ctx);
     return ctx;
@@ -149,6 +148,7 @@ void applySettings(vexLogCtx *ctx, const char *path, int flags, int syslogMask, 
         contexts.fallback = *ctx;
         contexts.fallback.number = 0;  // it stands in for others; it is never the first itself
         contexts.fallback.installed = 0;
+        contexts.fallback.redirecting = false;  // a redirector may set the log up
     }
     copyText(ctx->label, sizeof ctx->label, label != nullptr ? label : "");
 }
@@ -171,10 +171,7 @@ void vexLogSetCtx(vexLogCtx *ctx) {
 void vexLogCtxDestroy(vexLogCtx *ctx) {
     if (ctx == nullptr || ctx == &contexts.fallback) return;
     SetupLock lock;
-    if (ctx == current) {
-        current = nullptr;
-        pthread_setspecific(contexts.key, nullptr);
-    }
+    if (ctx == current) install(nullptr);
     destroy(ctx);
 }
 

@@ -51,6 +51,11 @@ struct vexLogCtx {
     bool redirecting;    ///< its redirector is running: nested messages do not call it
     unsigned installed;  ///< threads that it is installed on
     vex::log::TimestampCache stamp;
+
+    /// A message's code with the base code added; any two may meet, so the sum wraps.
+    int shownCode(int code) const {
+        return static_cast<int>(static_cast<unsigned>(base_code) + static_cast<unsigned>(code));
+    }
 };
 
 namespace vex::log {

@@ -52,10 +52,7 @@ size_t formatPrefix(vexLogCtx *ctx, int code, int level) {
     const bool always = level == VEX_LOG_CRIT || level == VEX_LOG_ERR || level == VEX_LOG_WARN;
     ctx->line[0] = '\0';
     if (!always && code < 1) return 0;
-    const int shown =
-        code == -1
-            ? -1
-            : static_cast<int>(static_cast<unsigned>(ctx->base_code) + static_cast<unsigned>(code));
+    const int shown = code == -1 ? -1 : ctx->shownCode(code);
     const int length = snprintf(ctx->line, kMostText + 1, "%i: ", shown);
     if (length >= 0) return static_cast<size_t>(length);
     strcpy(ctx->line, "snprintf error");

@@ -6,6 +6,7 @@
 #include <vex/log.h>
 
 #include "base/ascii.h"
+#include "base/errno_guard.h"
 #include "log/context.h"
 
 using namespace vex::log;
@@ -41,6 +42,7 @@ const char *vexLogLastMessageA(void) {
 
 void vexLogBacktrace(void) {
     static constexpr char kHead[] = "\nProgram backtrace:\n";
+    const vex::ErrnoGuard keep;  // of the failure that it is called for
     void *frames[64];
     const int count = backtrace(frames, 64);
     const int fd = fileno(vexLogFile());

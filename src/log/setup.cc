@@ -39,6 +39,7 @@ int vexLogClose(void) {
 }
 
 int vexLogDestroy(void) {
+    const SetupLock lock;
     config().Reset();
     return 0;
 }

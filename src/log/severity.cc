@@ -46,7 +46,7 @@ void __Trace(const char *format, ...) {
 
 void ErrorExitA(int code, const char *format, ...) {
     LOG_AT(VEX_LOG_CRIT, code, format);
-    exit(1);
+    exit(1);  // NOLINT(concurrency-mt-unsafe): what the function is for
 }
 
 void __TraceVA(const char *format, va_list args) {
@@ -84,7 +84,7 @@ void vexSyslog(int code, int priority, const char *format, ...) {
     if (priority == LOG_INFO || code == -1) {
         length = snprintf(text, sizeof text, "%s: ", word);
     } else {
-        length = snprintf(text, sizeof text, "%s: %i: ", word, ctx->base_code + code);
+        length = snprintf(text, sizeof text, "%s: %i: ", word, ctx->shownCode(code));
     }
     if (length < 0) length = snprintf(text, sizeof text, "%s", "snprintf error");
     const auto start = static_cast<size_t>(length);
