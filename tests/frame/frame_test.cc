@@ -12,103 +12,66 @@
 #include <vex/log.h>
 #include <vex/revision.h>
 
-#include "frame/build_stamp.h"
+#include "base/unique_fd.h"
 #include "frame/process_state.h"
 #include "support/child.h"
 #include "support/faults.h"
 #include "support/log_capture.h"
+#include "support/table.h"
 #include "support/temp_dir.h"
 
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::StartsWith;
+using vextest::runChild;
 
 TEST(Versions, CompareFieldByFieldUntilOneEnds) {
-    static const struct {
-        const char *a, *b;
-        int version, protocol;
-    } kRows[] = {
-        {"6.0", "6.0.0.1", 0, 0},
-        {"6.10", "6.9", 1, 1},
-        {"6-1", "6.1", 0, 0},
-        {"", "5", -1, -1},
-        {"19.1", "19.1.5", 0, 0},
-        {"1.2.3.4.5", "1.2.3.4.6", 0, -1},
-        {"1.2.3.4.5.6", "1.2.3.4.5.7", 0, 0},
-        {"4294967297", "1", 0, 0},
-        {"1..2", "1.0.2", 0, 0},
-    };
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(std::string(row.a) + " against " + row.b);
-        EXPECT_EQ(row.version, VersionCompare(row.a, row.b));
-        EXPECT_EQ(row.protocol, ProtocolCompare(row.a, row.b));
+    for (const auto &row : vextest::table(4,
+             "6.0|6.0.0.1|0|0|6.10|6.9|1|1|6-1|6.1|0|0||5|-1|-1|19.1|19.1.5|0|0|1.2.3.4.5|1.2.3.4.6|0|-1|"
+             "1.2.3.4.5.6|1.2.3.4.5.7|0|0|4294967297|1|0|0|1..2|1.0.2|0|0|")) {
+        EXPECT_EQ(std::stoi(row[2]), VersionCompare(row[0].c_str(), row[1].c_str())) << row[0];
+        EXPECT_EQ(std::stoi(row[3]), ProtocolCompare(row[0].c_str(), row[1].c_str())) << row[0];
     }
-    static const struct {
-        const char *version;
-        int matches;
-    } kProduct[] = {{"19.0001.0200.0001", 1},
-                    {"19.0002.0124.1224", 0},
-                    {"19", 0},
-                    {"19.0001", 0},
-                    {"19.0001.", 1},
-                    {"19.1.0", 0},
-                    {VEX_PRODUCT_VERSION, 1},
-                    {"19.0001.0124.12245678901.2", 1},
-                    {"1900010124.1224.1.1.1.1.1", 0}};
-    for (const auto &row : kProduct)
-        EXPECT_EQ(row.matches, CheckVEXVersion(row.version)) << row.version;
-    EXPECT_EQ(0, CheckVEXVersion(nullptr));
+    for (const auto &row : vextest::table(2,
+             "19.0001.0200.0001|1|19.0002.0124.1224|0|19|0|19.0001|0|19.0001.|1|19.1.0|0|19.0001.0124.1224|1|"
+             "19.0001.0124.12245678901.2|1|1900010124.1224.1.1.1.1.1|0|"))
+        EXPECT_EQ(std::stoi(row[1]), CheckVEXVersion(row[0].c_str())) << row[0];
     vextest::LogCapture log;
     EXPECT_EQ(-1, ProtocolCompare("1", nullptr));
     EXPECT_THAT(log.lines(), ElementsAre("22 ProtocolCompare: invalid NULL parameter"));
-    EXPECT_STREQ("6.0.0.0", VexGetVersion());
-    EXPECT_STREQ("Corvane: libvex 6.0.0.0, July 7, 2004", VexGetVersionString());
-    EXPECT_STREQ("19.0001.0124.1224", GetVEXVersion());
 }
 
 TEST(Startup, WarnsOfAnotherMajorVersionOnceAndCanBeRepeated) {
-    const auto result = vextest::runChild([] {
+    const auto result = runChild([] {
         EXPECT_EQ(1, _VexLibInit("p", "5.9"));
         EXPECT_EQ(1, _VexLibInit("p", nullptr));  // does nothing
         EXPECT_GT(vex::process_state.ticks_per_ms, 0);
-        EXPECT_GE(vex::numCores(), 1U);
-        EXPECT_FALSE(PerfEnabled());
         InifileSaveValueA("s", "k", "v", "__default__");
         EXPECT_EQ(0, VexLibDestroy());
         EXPECT_EQ(-1, InifileReleaseA("__default__"));
         EXPECT_EQ(0, VexLibDestroy());
-        {
-            const zqutil::LibAutoInit init("p");
-            EXPECT_TRUE(vex::process_state.initialized);
-        }
+        { const zqutil::LibAutoInit init("p"); }
         EXPECT_FALSE(vex::process_state.initialized);
         _VexLibInit("p", nullptr);
         exit(testing::Test::HasFailure() ? 1 : 0);
     });
     EXPECT_EQ(0, result.exit_status) << result.out;
-    EXPECT_EQ(
-        "Warning: libvex: version mismatch: this application was compiled using version 5.9 but is "
-        "linked against "
-        "version 6.0.0.0 instead.\nWarning: libvex: version mismatch: this application was "
-        "compiled using version "
-        "(unknown) but is linked against version 6.0.0.0 instead.\n",
-        result.err);
+    const std::string warning = "Warning: libvex: version mismatch: this application was compiled using version ",
+                      rest = " but is linked against version 6.0.0.0 instead.\n";
+    EXPECT_EQ(warning + "5.9" + rest + warning + "(unknown)" + rest, result.err);
 }
 
 /// _checkCommonArgs in a child; prints what is left of argv when it returns.
-vextest::ChildResult checkArgs(std::vector<std::string> arguments,
-                               const char *version = VEX_PRODUCT_VERSION) {
-    return vextest::runChild([&] {
+vextest::ChildResult checkArgs(std::vector<std::string> arguments, const char *version = VEX_PRODUCT_VERSION) {
+    return runChild([&] {
         std::vector<char *> argv;
         for (auto &argument : arguments) argv.push_back(argument.data());
         argv.push_back(nullptr);
         int argc = static_cast<int>(arguments.size());
         _checkCommonArgs(
-            &argc, argv.data(), [](const char *name) { printf("usage of %s\n", name); }, version,
-            "Jan 1 2024", "12:00:00", "Special");
+            &argc, argv.data(), [](const char *name) { printf("usage of %s\n", name); }, version, "Jan 1 2024",
+            "12:00:00", "Special");
         printf("%d:", argc);
         for (char **at = argv.data(); *at != nullptr; ++at) printf(" %s", *at);
     });
@@ -120,24 +83,19 @@ TEST(CommonArgs, EveryInformationalSwitchPrintsAndEndsWithStatusOne) {
         std::string output;  // regular expression
     } rows[] = {
         {{"/bin/tool", "x", "--help", "--version"},
-         "^This is tool, Version 19.0001.0124.1224\n\nCopyright.*\n.*\nusage of tool\n\n\nCommon "
-         "Options:\n"
-         "\t--copyrights     : display applicable copyrights and exit\n"
-         "\t--features       : display features and settings\n"
-         "\t--os-test        : display OS summary\n"
-         "\t--version        : display program version number and exit\n"
-         "\t--help           : display this help and exit\n"
-         "\t--noversioncheck : Disable verification that this application is linked against the "
-         "right version of the "
-         "VEX library.\n\n$"},
+            "^This is tool, Version 19.0001.0124.1224\n\nCopyright.*\n.*\nusage of tool\n\n\nCommon Options:\n"
+            "\t--copyrights     : display applicable copyrights and exit\n"
+            "\t--features       : display features and settings\n\t--os-test        : display OS summary\n"
+            "\t--version        : display program version number and exit\n"
+            "\t--help           : display this help and exit\n"
+            "\t--noversioncheck : Disable verification that this application is linked against the right version of "
+            "the VEX library.\n\n$"},
         {{"tool", "--", "--version", "--help"}, "^This is tool, Version 19.0001.0124.1224\n$"},
         {{"tool", "--features"},
-         "^Version          : 19.0001.0124.1224-Special\nBuild Date       : Jan 1 2024, 12:00:00\n"
-         "libvex Version   : 19.0001.0124.1224-Release\nlibvex Build Date: .*, .*\n"
-         "Compiler         : [gclan]+ [0-9]+\\.[0-9]+\nLarge Files      : Supported \\(64bit "
-         "OS\\)\n"
-         "Zlib             : version [^,]+, compile flags [0-9a-f]{8} \\(FASTEST not "
-         "enabled\\)\n$"},
+            "^Version          : 19.0001.0124.1224-Special\nBuild Date       : Jan 1 2024, 12:00:00\n"
+            "libvex Version   : 19.0001.0124.1224-Release\nlibvex Build Date: .*, .*\n"
+            "Compiler         : [gclan]+ [0-9]+\\.[0-9]+\nLarge Files      : Supported \\(64bit OS\\)\n"
+            "Zlib             : version [^,]+, compile flags [0-9a-f]{8} \\(FASTEST not enabled\\)\n$"},
         {{"tool", "--os-test"}, "^System       : Linux\n"},
         {{"tool", "--copyrights"}, "^Copyright.*\n.*web site.\n$"},
     };
@@ -149,36 +107,28 @@ TEST(CommonArgs, EveryInformationalSwitchPrintsAndEndsWithStatusOne) {
 }
 
 TEST(CommonArgs, WarnsOfAnotherProductVersionUnlessToldNotTo) {
-    EXPECT_EQ("2: /bin/tool -v", checkArgs({"/bin/tool", "-v"}).out);
     const auto mismatch = checkArgs({"/bin/tool", "-v"}, "18.0001.0.0");
     EXPECT_EQ("2: /bin/tool -v", mismatch.out);
-    EXPECT_THAT(
-        mismatch.err,
-        HasSubstr(
-            "22: _checkCommonArgs: Version mismatch: tool is version 18.0001.0.0 while libvex "
-            "is version 19.0001.0124.1224\n"));
-    const auto quiet =
-        checkArgs({"tool", "-v", "--noversioncheck", "file", "--noversioncheck"}, "18.0001.0.0");
-    EXPECT_EQ("4: tool -v file --noversioncheck", quiet.out);
-    EXPECT_EQ("", quiet.err);
-    const auto null =
-        vextest::runChild([] { _checkCommonArgs(nullptr, nullptr, nullptr, "", "", "", ""); });
+    EXPECT_THAT(mismatch.err, HasSubstr("22: _checkCommonArgs: Version mismatch: tool is version 18.0001.0.0 while "
+                                        "libvex is version 19.0001.0124.1224\n"));
+    for (const char *version : {"18.0001.0.0", VEX_PRODUCT_VERSION}) {
+        const auto quiet = checkArgs({"tool", "-v", "--noversioncheck", "file", "--noversioncheck"}, version);
+        EXPECT_EQ("4: tool -v file --noversioncheck", quiet.out);
+        EXPECT_EQ("", quiet.err);
+    }
+    const auto null = runChild([] { _checkCommonArgs(nullptr, nullptr, nullptr, "", "", "", ""); });
     EXPECT_EQ(1, null.exit_status);
     EXPECT_EQ("Error: 22: _checkCommonArgs: invalid NULL parameter\n", null.err);
 }
 
 TEST(Assert, ReportsAndAborts) {
-    const auto result = vextest::runChild([] { VEX_ASSERT(1 + 1 == 3); });
+    const auto result = runChild([] { VEX_ASSERT(1 + 1 == 3); });
     EXPECT_EQ(SIGABRT, result.signal);
-    EXPECT_THAT(
-        result.err,
-        StartsWith(
-            "The following bug was detected: Assertion failed\n\nTested expression: 1 + 1 == 3\n"));
-    for (const std::string &part :
-         {std::string("\nProgram : frame_test\nVersion : 19.0001.0124.1224\nBuild at: "),
-          std::string(", Version ") + std::to_string(vex::kBuildStamp.compiler_major) + ".",
-          std::string("\nOS\t: Linux ")})
-        EXPECT_THAT(result.err, HasSubstr(part));
+    EXPECT_THAT(result.err,
+        testing::ContainsRegex("^The following bug was detected: Assertion failed\n\nTested expression: 1 \\+ 1 == 3\n"
+                               "Function: .*\nFile    : .*frame_test.cc\nLine    : [0-9]+\nProgram : frame_test\n"
+                               "Version : 19.0001.0124.1224\nBuild at: .*, .*\nCompiler: [gclan]+, Version "
+                               "[0-9]+\\.[0-9]+\nOS\t: Linux .* on x86_64\n"));
 }
 
 std::string fatal(size_t room = 4096) {
@@ -191,8 +141,8 @@ TEST(FatalError, TheFirstOfAThreadStaysUntilCleared) {
     vextest::LogCapture log;
     std::thread([] {
         vexClearFatalError();
-        EXPECT_FALSE(vexFatalErrorExists());
         EXPECT_EQ("", fatal());
+        EXPECT_FALSE(vexFatalErrorExists());
         EXPECT_EQ(nullptr, vexLogGetCtx()) << "asking creates no context";
     }).join();
     errno = ENOSPC;
@@ -211,74 +161,54 @@ TEST(FatalError, TheFirstOfAThreadStaysUntilCleared) {
     EXPECT_EQ("new Store: text Q-318-0", fatal());
     vexClearFatalError();
     vexSetFatalPrefix(nullptr, true);
-    vexSetFatalError(nullptr, 0, "text");
-    ASSERT_EQ(4U, log.lines().size());
+    ASSERT_EQ(3U, log.lines().size());
     EXPECT_EQ(" Store: no room: No space left on device Q-318-12", log.lines()[0]);
-    EXPECT_EQ("22 vexSetFatalError: invalid NULL parameter", log.lines()[3]);
 }
 
-TEST(Utilities, SleepNamesNumbersAndScopes) {
+TEST(Sleep, TellsWhatIsLeftAndTracesInScopes) {
     vextest::LogCapture log(vextest::LogCapture::kAll);
     EXPECT_EQ(0U, VexSleep(0));
+    const vextest::FaultScope interrupted("select", 1, EINTR), failing("select", 2, EINVAL);
     {
-        const vextest::FaultScope interrupted("select", 1, EINTR), failing("select", 2, EINVAL);
+        const AutoTrace trace("scope");
         EXPECT_EQ(60U, VexSleep(60));
         EXPECT_EQ(static_cast<unsigned>(-1), VexSleep(60));
-        const AutoTrace trace("scope");
-        const AutoDebug debug(3, "silent");
     }
     EXPECT_THAT(log.lines(VEX_LOG_TRACE),
-                ElementsAre("select returned unexpectedly with error 22 [Invalid argument]",
-                            "scope: enter", "scope: exit"));
-    EXPECT_STREQ("tool", GetProgramName("/usr/bin/tool"));
-    EXPECT_EQ(1, VexIsDecimalNumber("") & VexIsDecimalNumber("0123"));
-    EXPECT_EQ(0, VexIsDecimalNumber("-1") | VexIsDecimalNumber("1 ") | VexIsDecimalNumber(nullptr));
-    void *p = malloc(1);
-    _VexFree(&p);
-    _VexFree(&p);
-    EXPECT_EQ(nullptr, p);
-    EXPECT_EQ(1, VexThreadActive(GetTid()));
+        ElementsAre("scope: enter", "select returned unexpectedly with error 22 [Invalid argument]", "scope: exit"));
 }
 
 TEST(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
     vextest::TempDir dir;
-    const std::string path = dir / "lock";
+    const std::string path = dir / "lock", missing = dir / "no/lock";
     VexFileLock lock;
     ASSERT_TRUE(lock.Lock(path));
-    int pipe_ends[2];
-    ASSERT_EQ(0, pipe(pipe_ends));
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    const vex::UniqueFd reading(ends[0]), writing(ends[1]);
     std::thread waiter([&] {
-        const auto child = vextest::runChild([&] {
+        runChild([&] {
             VexFileLock other;
-            const bool locked = other.Lock(path);
-            (void)!write(pipe_ends[1], locked ? "L" : "-", 1);
+            (void)!write(ends[1], other.Lock(path) ? "L" : "-", 1);
         });
-        EXPECT_EQ(0, child.exit_status);
     });
-    struct pollfd poll_fd = {pipe_ends[0], POLLIN, 0};
-    EXPECT_EQ(0, poll(&poll_fd, 1, 100)) << "the other process waits";
+    pollfd waiting{ends[0], POLLIN, 0};
+    EXPECT_EQ(0, poll(&waiting, 1, 100)) << "the other process waits";
     lock.Unlock();
-    EXPECT_FALSE(lock.IsLocked());
     char got = 0;
-    EXPECT_EQ(1, read(pipe_ends[0], &got, 1));
+    EXPECT_EQ(1, read(ends[0], &got, 1));
     EXPECT_EQ('L', got);
     waiter.join();
-    close(pipe_ends[0]);
-    close(pipe_ends[1]);
 
-    // 20 attempts; the pauses between them are cut short by a signal that never ends
     vextest::LogCapture log;
-    vextest::FaultScope pauses("select", 1, EINTR);
+    vextest::FaultScope pauses("select", 1, EINTR);  // a signal cuts every pause between attempts short
     pauses.keepFailing();
-    EXPECT_FALSE(lock.Lock(dir / "no/lock"));
-    EXPECT_THAT(log.lines(),
-                testing::AllOf(testing::SizeIs(20),
-                               testing::Each("Lock: failed to create file " + (dir / "no/lock"))));
+    EXPECT_FALSE(lock.Lock(missing));
+    EXPECT_THAT(
+        log.lines(), testing::AllOf(testing::SizeIs(20), testing::Each("Lock: failed to create file " + missing)));
     log.clear();
-    {
-        const vextest::FaultScope refused("fcntl", 1, ENOLCK);
-        EXPECT_TRUE(lock.Lock(path)) << "the second attempt works";
-    }
+    const vextest::FaultScope refused("fcntl", 1, ENOLCK);
+    EXPECT_TRUE(lock.Lock(path)) << "the second attempt works";
     EXPECT_THAT(log.lines(), ElementsAre("Lock: caught exception No locks available"));
 }
 

@@ -37,24 +37,19 @@ std::pair<std::string, std::string> parseBoth(const std::string &text, Narrow na
 TEST(SizeFromText, BothWidthsAgreeOnValueEndAndErrno) {
     vextest::LogCapture log;
     for (const auto &row : vextest::table(2,
-             "10k|10000@3 0|10KiB|10240@5 0|10kb x|10000@4 0|1E5|1000000000000000000@2 0|12x|12@2 "
-             "0|"
-             "abc|0@0 0|b|0@1 0|7|7@1 0|10bb|10@3 0| +2gI|2147483648@5 0|3tib|3298534883328@4 0|"
-             "1p|1000000000000000@2 0|5mI|5242880@3 0|15Ei|17293822569102704640@4 0|"
-             "18014398509481983Ki|18446744073709550592@19 0|"
-             "18446744073709551615|18446744073709551615@20 0|"
-             "99999999999999999999K|18446744073709551615@20 34|")) {
+             "10k|10000@3 0|10KiB|10240@5 0|10kb x|10000@4 0|1E5|1000000000000000000@2 0|12x|12@2 0|abc|0@0 0|b|0@1 0|"
+             "7|7@1 0|10bb|10@3 0| +2gI|2147483648@5 0|3tib|3298534883328@4 0|1p|1000000000000000@2 0|5mI|5242880@3 0|"
+             "15Ei|17293822569102704640@4 0|18014398509481983Ki|18446744073709550592@19 0|"
+             "18446744073709551615|18446744073709551615@20 0|99999999999999999999K|18446744073709551615@20 34|")) {
         SCOPED_TRACE(row[0]);
         EXPECT_EQ(std::pair(row[1], row[1]), parseBoth(row[0], strtosize, wcstosize));
     }
     EXPECT_THAT(log.lines(), IsEmpty());
-    for (const char *text : {"16Ei", "18014398509481984Ki", "20EB"}) {
+    for (const auto &row : vextest::table(2, "16Ei|@4|18014398509481984Ki|@19|20EB|@4|")) {
         log.clear();
-        const std::string expected =
-            "18446744073709551615@" + std::to_string(strlen(text)) + " " + std::to_string(ERANGE);
-        EXPECT_EQ(std::pair(expected, expected), parseBoth(text, strtosize, wcstosize));
-        EXPECT_THAT(log.lines(),
-            ElementsAre("34 strtosize: number above positive range", "34 wcstosize: number above positive range"));
+        const std::string expected = "18446744073709551615" + row[1] + " 34";
+        EXPECT_EQ(std::pair(expected, expected), parseBoth(row[0], strtosize, wcstosize));
+        EXPECT_EQ("34 strtosize: number above positive range\n34 wcstosize: number above positive range", log.text());
     }
 }
 
@@ -68,8 +63,7 @@ TEST(BoolFromText, MatchesPrefixesInOrderInBothWidths) {
     for (const char *text : {"maybe", "on", "off", " yes", ""}) {
         log.clear();
         EXPECT_EQ(std::pair(std::string("0@0 34"), std::string("0@0 34")), parseBoth(text, strtobool, wcstobool));
-        EXPECT_THAT(
-            log.lines(), ElementsAre("34 strtobool: value outside of range", "34 wcstobool: value outside of range"));
+        EXPECT_EQ("34 strtobool: value outside of range\n34 wcstobool: value outside of range", log.text());
     }
 }
 
@@ -85,8 +79,6 @@ TEST(PercentFromText, TakesOneSignAndWhiteSpaceOnlyWhateverTheLocale) {
         }
         (void)setlocale(LC_NUMERIC, "C");
     }
-    EXPECT_EQ(0, strpercentotvalue("1%", nullptr));
-    EXPECT_EQ(EINVAL, errno);
 }
 
 TEST(SizeToText, PrintsRightAlignedInTheUnitThatDividesMostOften) {
@@ -94,9 +86,8 @@ TEST(SizeToText, PrintsRightAlignedInTheUnitThatDividesMostOften) {
     char buffer[64];
     wchar_t wide[64];
     for (const auto &row : vextest::table(2,
-             "0|0|1024|1KiB|1000|1KB|1024000|1000KiB|1500|1500|1048576|1MiB|"
-             "1000000000000000000|1EB|1152921504606846976|1EiB|"
-             "18446744073709551615|18446744073709551615|")) {
+             "0|0|1024|1KiB|1000|1KB|1024000|1000KiB|1500|1500|1048576|1MiB|1000000000000000000|1EB|"
+             "1152921504606846976|1EiB|18446744073709551615|18446744073709551615|")) {
         SCOPED_TRACE(row[0]);
         const uint64_t value = std::stoull(row[0]);
         for (const size_t room : {sizeof buffer, row[1].size() + 1}) {
@@ -119,10 +110,9 @@ TEST(SizeToRoundedText, ChangesUnitAt1025AndShowsNoFractionOfMultiples) {
     wchar_t wide[128];
     for (const auto &row : vextest::table(3,
              "0|2|0 bytes|1024|2|1024 bytes|1025|2|1.00 KiB|1536|2|1.50 KiB|1536|0|2 KiB|"
-             "2048|5|2 KiB|1048576|1|1024 KiB|1049600|2|1.00 MiB|2097152|3|2 MiB|"
-             "18446744073709551615|1|16.0 EiB|1025|12|1.000976562500 KiB|"
-             "1025|70|1.0009765625000000000000000000000000000000000000000000000000000000000000 "
-             "KiB|")) {
+             "2048|5|2 KiB|1048576|1|1024 KiB|1049600|2|1.00 MiB|2097152|3|2 MiB|18446744073709551615|1|16.0 EiB|"
+             "1025|12|1.000976562500 KiB|"
+             "1025|70|1.0009765625000000000000000000000000000000000000000000000000000000000000 KiB|")) {
         SCOPED_TRACE(row[2]);
         const uint64_t value = std::stoull(row[0]);
         const int precision = std::stoi(row[1]);
@@ -141,24 +131,17 @@ TEST(SizeToRoundedText, ChangesUnitAt1025AndShowsNoFractionOfMultiples) {
 TEST(TimeOfDayFromText, ReadsOrNamesTheBadPart) {
     for (const auto &row : vextest::table(4,
              "23:59:59|86399|8||7:5|25500|3||0007:05:1 pm|25501|9||7:05 |25500|4||"
-             "24:00|0|0|hour value outside of range or inproper format|"
-             "7|0|0|hour value outside of range or inproper format|"
-             "4294967303:00|0|0|hour value outside of range or inproper format|"
-             " 7:00|0|0|hour value not a digit|7:-1|0|0|minute value not a digit|"
-             "07:60|0|0|minute value outside of range|7:00:|0|0|second value not a digit|"
-             "7:00:60|0|0|second value outside of range|")) {
+             "24:00|0|0|hour value outside of range or inproper format|7|0|0|hour value outside of range or inproper "
+             "format|4294967303:00|0|0|hour value outside of range or inproper format| 7:00|0|0|hour value not a digit|"
+             "7:-1|0|0|minute value not a digit|07:60|0|0|minute value outside of range|"
+             "7:00:|0|0|second value not a digit|7:00:60|0|0|second value outside of range|")) {
         SCOPED_TRACE(row[0]);
         vextest::LogCapture log;
         const char *end = nullptr;
         EXPECT_EQ(std::stoul(row[1]), strtotimeofday(row[0].c_str(), &end));
         EXPECT_EQ(std::stol(row[2]), end - row[0].c_str());
-        if (row[3].empty()) EXPECT_THAT(log.lines(), IsEmpty());
-        else EXPECT_THAT(log.lines(), ElementsAre("34 strtotimeofday: " + row[3]));
+        EXPECT_EQ(row[3].empty() ? "" : "34 strtotimeofday: " + row[3], log.text());
     }
-    vextest::LogCapture log;
-    EXPECT_EQ(0u, strtotimeofday(nullptr, nullptr));
-    EXPECT_EQ(EINVAL, errno);
-    EXPECT_THAT(log.lines(), ElementsAre("34 strtotimeofday: invalid NULL parameter"));
 }
 
 }  // namespace
