@@ -206,7 +206,8 @@ VEX_API long dcpEncryptDataToBuffer(const VexKey &key, unsigned char cipherType,
 /**
  * Reads a whole stream into a buffer.
  *
- * @return the bytes written, or (unsigned)-1 with errno: EINVAL, ENOBUFS.
+ * @return the bytes written, or (unsigned)-1 with errno: EINVAL, ENOBUFS, ENOMEM, EKEYREJECTED for
+ * a wrong key, EBADMSG for damaged data.
  * @note Of a stream in the clear it copies what fits and what is there, and looks at nothing but
  * the block lengths.
  */
@@ -219,7 +220,7 @@ VEX_API unsigned dcpDecryptDataToBuffer(const VexKey &key, unsigned char cipherT
  * @param length       input bytes; receives the bytes of the result.
  * @param reserved     not used.
  * @param initialSize  bytes to allocate at first; 0 for a guess from the input's length.
- * @return the data, to be freed with free(3); NULL on failure.
+ * @return the data, to be freed with free(3); NULL with errno as dcpDecryptDataToBuffer.
  */
 VEX_API unsigned char *dcpDecryptData(const VexKey &key, unsigned char cipherType,
                                       const unsigned char *in, unsigned *length, unsigned *reserved,

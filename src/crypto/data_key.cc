@@ -37,7 +37,7 @@ std::string builtInMessage() {
 
 /// 32 bytes of key material; false when OpenSSL fails.
 bool deriveKey(const char *seed, unsigned char *key) {
-    const std::string secret =
+    std::string secret =
         seed != nullptr ? std::string(seed, strnlen(seed, kMostSeed)) : builtInSeed();
     const std::string message = builtInMessage();
     unsigned char mac[EVP_MAX_MD_SIZE];
@@ -48,6 +48,7 @@ bool deriveKey(const char *seed, unsigned char *key) {
     char text[kFingerprintText];
     const bool good = done && SHA256FromData_r(mac, length, text, sizeof text) != nullptr &&
                       vex::hexDecode(text, kKeyLength, key) == 2 * kKeyLength;
+    OPENSSL_cleanse(secret.data(), secret.size());
     OPENSSL_cleanse(mac, sizeof mac);
     OPENSSL_cleanse(text, sizeof text);
     return good;

@@ -2,7 +2,6 @@
 #ifndef VEX_CRYPTO_ONE_SHOT_H
 #define VEX_CRYPTO_ONE_SHOT_H
 
-#include <cerrno>
 #include <cstddef>
 
 #include <vex/crypt_stream.h>
@@ -13,10 +12,10 @@ namespace vex::crypto {
 c_stream_t streamOver(const unsigned char *in, size_t in_length, unsigned char *out,
                       size_t out_length);
 
-/// The code of a failure's log line: errno when the failing step set it.
-inline int failureCode() {
-    return errno != 0 ? errno : -1;
-}
+/// One error line for a failed stream; its code is the errno that the failing step set, -1 when it
+/// set none. Callers see no stream code, so errno then tells the kind: EINVAL, ENOMEM,
+/// EKEYREJECTED, or EBADMSG for damaged data.
+void reportFailure(int result, const char *format, ...) VEX_PRINTF(2, 3);
 
 /// The result of the only call for a stream: 0 means that the output was too small, -5 with
 /// ENOBUFS.

@@ -16,8 +16,8 @@
 
 namespace {
 
-using vex::crypto::failureCode;
 using vex::crypto::kBlockHeaderSize;
+using vex::crypto::reportFailure;
 
 constexpr auto kFailed = static_cast<unsigned>(-1);
 constexpr int kClear = VEX_MAGIC_STREAMABLE_V2 | VEX_MAGIC_SIMPLE;
@@ -108,7 +108,7 @@ bool decryptGrowing(c_stream_t *stream, Buffer *buffer, uint32_t size) {
         const int result = dcpDecrypt(stream, flush);
         if (result == VEX_STREAM_END) return true;
         if (result < 0) {
-            ErrorA(failureCode(), "decryption error (%s)", dcpCryptError(result));
+            reportFailure(result, "decryption error (%s)", dcpCryptError(result));
             return false;
         }
         if (stream->avail_in == 0 && stream->avail_out > 0)
@@ -136,14 +136,14 @@ unsigned dcpDecryptDataToBuffer(const VexKey &key, unsigned char cipherType,
     errno = 0;
     int result = dcpDecryptInit(&stream, key, cipherType);
     if (result != VEX_STREAM_OK) {
-        ErrorA(failureCode(), "<stream>: could not initialize decryption (%s)",
-               dcpCryptError(result));
+        reportFailure(result, "<stream>: could not initialize decryption (%s)",
+                      dcpCryptError(result));
         return kFailed;
     }
     const OpenReader reader(&stream);
     result = vex::crypto::settle(dcpDecrypt(&stream, 1));
     if (result != VEX_STREAM_END) {
-        ErrorA(failureCode(), "<stream>: decryption error (%s)", dcpCryptError(result));
+        reportFailure(result, "<stream>: decryption error (%s)", dcpCryptError(result));
         return kFailed;
     }
     traceCompleted(stream);
@@ -161,7 +161,7 @@ unsigned char *dcpDecryptData(const VexKey &key, unsigned char cipherType, const
     errno = 0;
     const int result = dcpDecryptInit(&stream, key, cipherType);
     if (result != VEX_STREAM_OK) {
-        ErrorA(failureCode(), "could not initialize decryption (%s)", dcpCryptError(result));
+        reportFailure(result, "could not initialize decryption (%s)", dcpCryptError(result));
         return nullptr;
     }
     const OpenReader reader(&stream);

@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <cstdarg>
+#include <cstdio>
 
 #include <vex/crypt_stream.h>
 #include <vex/log.h>
@@ -19,6 +22,22 @@ c_stream_t streamOver(const unsigned char *in, size_t in_length, unsigned char *
     return stream;
 }
 
+void reportFailure(int result, const char *format, ...) {
+    char text[256];
+    va_list args;
+    va_start(args, format);
+    (void)vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    ErrorA(errno != 0 ? errno : -1, "%s", text);
+    if (errno != 0) return;
+    if (result == VEX_STREAM_PARAMETER_ERROR)
+        errno = EINVAL;
+    else if (result == VEX_STREAM_MEMORY_ERROR)
+        errno = ENOMEM;
+    else
+        errno = result == VEX_STREAM_KEY_ERROR ? EKEYREJECTED : EBADMSG;
+}
+
 int settle(int result) {
     if (result != VEX_STREAM_OK) return result;
     errno = ENOBUFS;
@@ -33,8 +52,8 @@ long encryptAll(c_stream_t *stream) {
     errno = 0;
     const int result = vex::crypto::settle(dcpEncrypt(stream));
     if (result == VEX_STREAM_END) return static_cast<long>(stream->total_out);
-    ErrorA(vex::crypto::failureCode(), "%s: Encryption error (%s)", "dcpEncryptDataToBuffer",
-           dcpCryptError(result));
+    vex::crypto::reportFailure(result, "%s: Encryption error (%s)", "dcpEncryptDataToBuffer",
+                               dcpCryptError(result));
     return -1;
 }
 
@@ -56,8 +75,8 @@ long dcpEncryptDataToBuffer(const VexKey &key, unsigned char cipherType, const u
     errno = 0;
     const int opened = dcpEncryptInit(&stream, flags, key, cipherType);
     if (opened != VEX_STREAM_OK) {
-        ErrorA(vex::crypto::failureCode(), "%s: Could not initialize encryption (%s)", __func__,
-               dcpCryptError(opened));
+        vex::crypto::reportFailure(opened, "%s: Could not initialize encryption (%s)", __func__,
+                                   dcpCryptError(opened));
         return -1;
     }
     const long written = encryptAll(&stream);

@@ -22,8 +22,11 @@ int64_t processAll(Cipher *cipher, const unsigned char *in, size_t length, bool 
     return total;
 }
 
+// the number that log readers know these lines by; errno stays ENOMEM
+constexpr int kMemoryCode = 90;
+
 void logAllocationFailure(size_t bytes, const char *who, int line, const char *file) {
-    ErrorA(EMSGSIZE, "Could not allocate %lu bytes (%s at line %i in %s)",
+    ErrorA(kMemoryCode, "Could not allocate %lu bytes (%s at line %i in %s)",
            static_cast<unsigned long>(bytes), who, line, file);
 }
 

@@ -80,10 +80,12 @@ TEST(OneShot, TellsTooLittleRoomAndBadArguments) {
     EXPECT_EQ(UINT_MAX, open(sealed, 1, &small));
     EXPECT_EQ(ENOBUFS, errno);
     EXPECT_EQ(UINT_MAX, open(sealed, 1, &small, testKey(2)));
+    EXPECT_EQ(EKEYREJECTED, errno);
     EXPECT_EQ(UINT_MAX, open("short", 1, &small));
     unsigned length = 5;
     EXPECT_EQ(nullptr, dcpDecryptData(testKey(), 1, nullptr, &length, nullptr, 0));
     EXPECT_EQ("null", openGrowing(sealed.substr(0, 100), 1));
+    EXPECT_EQ(EBADMSG, errno);
     EXPECT_THAT(log.lines(),
         ElementsAre("1144 dcpEncryptDataToBuffer: invalid argument specified [Internal Error]",
             "1144 dcpEncryptDataToBuffer: invalid argument specified [Internal Error]",
