@@ -24,6 +24,7 @@
 #include <vex/os.h>
 #include <vex/password.h>
 #include <vex/path.h>
+#include <vex/preallocator.h>
 #include <vex/process.h>
 #include <vex/random.h>
 #include <vex/magic.h>

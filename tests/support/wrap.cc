@@ -5,6 +5,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -179,6 +180,10 @@ VEX_WRAP(int, lstat, -1, (const char *path, struct stat *out), (path, out))
 #endif
 #ifdef VEX_WRAP_fstat
 VEX_WRAP(int, fstat, -1, (int fd, struct stat *out), (fd, out))
+#endif
+#ifdef VEX_WRAP_mmap
+VEX_WRAP(void *, mmap, MAP_FAILED, (void *at, size_t n, int protection, int flags, int fd, off_t offset),
+         (at, n, protection, flags, fd, offset))
 #endif
 #ifdef VEX_WRAP_malloc
 VEX_WRAP(void *, malloc, nullptr, (size_t n), (n))
