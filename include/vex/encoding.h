@@ -1,10 +1,11 @@
 /**
  * @file encoding.h
- * Base64 and hexadecimal texts, UTF-8 and wide characters.
+ * Base64, hexadecimal and URL texts; UTF-8, wide characters and other character sets.
  *
  * Rooms and lengths count bytes (wide characters where a parameter is wchar_t). Failures set errno
  * and are not logged: whether a text that does not decode is an error is for the caller to say, and
- * the text may be a secret.
+ * the text may be a secret. Where a conversion of characters or of a URL text stopped is told by
+ * vex_encoding_error_offset.
  *
  * @threads every function may be called from any thread; none keeps state. strtoutf8_malloced reads
  * the process's locale, which must not change meanwhile.
@@ -73,10 +74,21 @@ VEX_API int HexDecode(const char *src, void *dest, unsigned dest_length);
 VEX_API char *strtoutf8_malloced(const char *text);
 
 /**
+ * Tells where in its input the calling thread's last failed conversion of this header stopped.
+ *
+ * @return the offset in bytes (in wide characters for vex_wcs_to_utf8) of the first character that
+ * was not converted: the invalid one after EILSEQ or EINVAL, the first without room after ENOBUFS.
+ * Of no meaning when nothing has failed since.
+ */
+VEX_API size_t vex_encoding_error_offset(void);
+
+/**
  * Tells whether bytes are well-formed UTF-8: no overlong forms, no surrogates, nothing above
  * U+10FFFF.
  *
- * @return 1 or 0; 1 for length 0, 0 with EINVAL for NULL with another length.
+ * @return 1, also for length 0; 0 with EILSEQ when they are not, with EINVAL for NULL with another
+ * length.
+ * @cost ASCII sixteen bytes at a time, other characters one by one.
  * @standard RFC 3629.
  */
 VEX_API int vex_utf8_valid(const char *text, size_t length);
@@ -110,6 +122,76 @@ VEX_API ssize_t vex_wcs_to_utf8(const wchar_t *text, char *out, size_t size);
  * @owner the caller frees it with free(3).
  */
 VEX_API char *vex_wcs_to_utf8_malloced(const wchar_t *text);
+
+/**
+ * vex_utf8_to_wcs into memory of the right size.
+ *
+ * @return the text; NULL with EINVAL or ENOMEM.
+ * @owner the caller frees it with free(3).
+ */
+VEX_API wchar_t *vex_utf8_to_wcs_malloced(const char *text);
+
+/**
+ * Converts UTF-8 into ISO 8859-1.
+ *
+ * @param out   receives the text, terminated.
+ * @param size  room in bytes; strlen of @p utf8 plus 1 holds every result.
+ * @return the length of the result; -1 with EINVAL for NULL or no room at all, EILSEQ for malformed
+ * UTF-8 and for characters above U+00FF, ENOBUFS. What stands in front of that place stays,
+ * terminated.
+ * @standard ISO/IEC 8859-1.
+ */
+VEX_API ssize_t vex_utf8_to_latin1(const char *utf8, char *out, size_t size);
+
+/**
+ * Converts ISO 8859-1 into UTF-8, by the rules of vex_utf8_to_latin1; every byte has a meaning, so
+ * that EILSEQ does not occur.
+ *
+ * @param size  room in bytes; twice strlen of @p latin1 plus 1 holds every result.
+ */
+VEX_API ssize_t vex_latin1_to_utf8(const char *latin1, char *out, size_t size);
+
+/**
+ * Converts UTF-8 into ASCII, by the rules of vex_utf8_to_latin1; every character that ASCII lacks
+ * becomes one '?'.
+ */
+VEX_API ssize_t vex_to_7bit(const char *utf8, char *out, size_t size);
+
+/**
+ * Converts between any two character sets that the C library knows.
+ *
+ * @param from, to  names as iconv_open(3) takes them.
+ * @param n         bytes at @p in, which needs no terminator.
+ * @param out       receives the converted bytes, without a terminator.
+ * @return the bytes written; -1 with EINVAL for NULL or an unknown name, EILSEQ for input that is
+ * invalid, ends inside a character or has no counterpart, ENOBUFS when it does not fit. @p out
+ * holds the part in front of that place then.
+ */
+VEX_API ssize_t vex_iconv(const char *from, const char *to, const char *in, size_t n, char *out,
+                          size_t size);
+
+/**
+ * Writes a text as it may stand in any place of a URL: letters, digits and "-._~" stay, every other
+ * byte becomes '%' and two upper-case hexadecimal digits.
+ *
+ * @param size  room in bytes; three times strlen of @p src plus 1 holds every result.
+ * @return the length of the result; -1 with EINVAL for NULL or no room at all, ENOBUFS when it does
+ * not fit: whole escapes of its head stay, terminated.
+ * @standard RFC 3986, sections 2.1 and 2.3.
+ */
+VEX_API ssize_t UrlEncode(const char *src, char *dest, size_t size);
+
+/**
+ * Reads such a text back. '+' stays what it is: only forms make it a blank.
+ *
+ * @param dest  receives the text, terminated; may be @p src.
+ * @param size  room in bytes; strlen of @p src plus 1 holds every result.
+ * @return the length of the result; -1 with EINVAL for NULL, for a '%' without two digits behind it
+ * and for "%00", which would end the text, ENOBUFS when it does not fit. What stands in front of
+ * that place stays, terminated.
+ * @standard RFC 3986, section 2.1.
+ */
+VEX_API ssize_t UrlDecode(const char *src, char *dest, size_t size);
 
 VEX_END_DECLS
 

@@ -1,6 +1,6 @@
 /**
  * @file text.h
- * Bounded copying, escaping and number reading for 8-bit text.
+ * Texts: bounded copying, case, tokens, replacing, escaping and the reading of numbers.
  *
  * Texts are NUL-terminated and belong to the caller. A NULL argument gives errno EINVAL, one error
  * line and the failure value.
@@ -12,6 +12,7 @@
 
 #include <stddef.h>
 #include <sys/types.h>
+#include <wchar.h>
 
 #include <vex/export.h>
 
@@ -34,6 +35,68 @@ VEX_API ssize_t vex_strcpy(char *dst, size_t size, const char *src);
  * @return the length of the joined text; -1 with ENOBUFS when it had to be cut.
  */
 VEX_API ssize_t vex_strcat(char *dst, size_t size, const char *src);
+
+/** vex_strcpy for wide texts: room and lengths count wide characters. */
+VEX_API ssize_t vex_wcscpy(wchar_t *dst, size_t size, const wchar_t *src);
+
+/** vex_strcat for wide texts: room and lengths count wide characters. */
+VEX_API ssize_t vex_wcscat(wchar_t *dst, size_t size, const wchar_t *src);
+
+/**
+ * Turn the ASCII letters of a text into lower (upper) case, in place, whatever the locale says; all
+ * other bytes stay, so that UTF-8 is safe.
+ *
+ * @return @p text.
+ */
+VEX_API char *vex_strtolower(char *text);
+VEX_API char *vex_strtoupper(char *text);
+
+/**
+ * Compare texts as strcasecmp(3) and strncasecmp(3) do, with ASCII letters only, whatever the
+ * locale says.
+ *
+ * @param n  bytes to look at, at most.
+ * @return below, equal to or above 0 by the first bytes that differ, taken as unsigned and in lower
+ * case; INT_MIN after a NULL argument.
+ */
+VEX_API int vex_strcasecmp(const char *a, const char *b);
+VEX_API int vex_strncasecmp(const char *a, const char *b, size_t n);
+
+/**
+ * Finds a text inside another, ASCII letters of either case being equal.
+ *
+ * @return the first place, @p text itself for an empty @p find; NULL, with errno untouched, when
+ * there is none.
+ * @cost the lengths of both texts multiplied, at worst.
+ */
+VEX_API const char *vex_strcasestr(const char *text, const char *find);
+
+/**
+ * Takes a text apart as strtok_r(3) does: runs of separators count as one, the text is changed.
+ *
+ * @param text   the text in the first call, NULL in all that follow.
+ * @param state  keeps the place between calls; its value before the first call does not matter.
+ * @return the next piece, never empty; NULL, with errno untouched, when there is none left.
+ */
+VEX_API char *vex_strtok(char *text, const char *separators, char **state);
+
+/**
+ * Removes white space (blank, tab, line feed, vertical tab, form feed, carriage return) from both
+ * ends of a text, in place.
+ *
+ * @return the new start, inside @p text.
+ */
+VEX_API char *vex_strtrim(char *text);
+
+/**
+ * Makes a new text in which every occurrence of @p find, from left to right and without overlap, is
+ * @p replace.
+ *
+ * @param find  must not be empty: EINVAL, logged.
+ * @return the text; NULL with EINVAL or ENOMEM, logged.
+ * @owner the caller frees it with free(3).
+ */
+VEX_API char *vex_str_replace(const char *text, const char *find, const char *replace);
 
 /**
  * Copies a text and writes newline, tab, carriage return, '"' and '\' as the escapes \\n \\t \\r
@@ -59,5 +122,18 @@ VEX_API char *strcpy_esc(char *dst, size_t size, const char *src);
 VEX_API unsigned long long vex_strtoull(const char *text, char **end, int base);
 
 VEX_END_DECLS
+
+#ifdef __cplusplus
+#include <string>
+#include <vector>
+
+/**
+ * Takes a text apart without changing it, by the rules of vex_strtok.
+ *
+ * @param out  receives the pieces in order; what it held is dropped.
+ * @return 0; -1 with EINVAL or ENOMEM, logged, @p out as it was.
+ */
+VEX_API int vex_str_split(const char *text, const char *separators, std::vector<std::string> &out);
+#endif
 
 #endif

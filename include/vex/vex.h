@@ -33,5 +33,6 @@
 #include <vex/text.h>
 #include <vex/uid.h>
 #include <vex/values.h>
+#include <vex/wide.h>
 
 #endif

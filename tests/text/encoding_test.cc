@@ -38,6 +38,11 @@ TEST_F(Encoding, Base64AgreesWithOpenSslInExactRoomAndRefusesEveryDeviation) {
         ASSERT_EQ(static_cast<int>(size), Base64Decode(ours, back, size));
         ASSERT_EQ(bytes, std::string(back, size));
         ASSERT_EQ(size > 0 ? -1 : 0, Base64Decode(ours, back, size - (size > 0)));
+        for (int i = 0; i + 2 < length; ++i) {
+            const char good = std::exchange(ours[i], "=-_.\x80\xab ,*:@[`{"[random_() % 14]);
+            ASSERT_EQ(-1, Base64Decode(ours, back, size)) << size << " " << i;
+            ours[i] = good;
+        }
     }
     char out[16];
     for (const char *text :
@@ -81,7 +86,8 @@ TEST_F(Encoding, Utf8IsWellFormedAsTheStandardSays) {
 
 TEST_F(Encoding, EveryByteStringSurvivesTheWayThroughWideText) {
     for (int round = 0; round < 2000; ++round) {
-        const std::string text = randomBytes(1 + random_() % 12).c_str();
+        const std::string text =
+            (randomBytes(1 + random_() % 12) + std::string(random_() % 40, 'y') + randomBytes(random_() % 3)).c_str();
         const auto length = static_cast<size_t>(vex_utf8_to_wcs(text.c_str(), nullptr, 0));
         std::wstring wide(length + 2, L'#');
         ASSERT_EQ(length, static_cast<size_t>(vex_utf8_to_wcs(text.c_str(), wide.data(), length + 1)));
@@ -100,6 +106,86 @@ TEST_F(Encoding, EveryByteStringSurvivesTheWayThroughWideText) {
         EXPECT_EQ(nullptr, vex_wcs_to_utf8_malloced(std::wstring(1, bad).c_str()));
         EXPECT_EQ(EILSEQ, errno);
     }
+}
+
+TEST_F(Encoding, LongUtf8AgreeWithIconvWhereverTheyAreDamaged) {
+    for (int round = 0; round < 3000; ++round) {
+        std::wstring wide;
+        for (const auto rarity = 1 + random_() % 30; wide.size() < 20 + random_() % 90;) {
+            const auto c = static_cast<wchar_t>(random_() % (1U << (8 + random_() % 13)) + 0x80);
+            const bool special = random_() % rarity == 0 && (c < 0xd800 || c > 0xdfff) && c <= 0x10ffff;
+            wide += special ? c : static_cast<wchar_t>('a' + random_() % 26);
+        }
+        std::string text(4 * wide.size() + 1, '\0');
+        text.resize(static_cast<size_t>(vex_wcs_to_utf8(wide.c_str(), text.data(), text.size())));
+        ASSERT_EQ(1, vex_utf8_valid(text.data(), text.size()));
+        std::wstring back(wide.size() + 1, L'#');
+        ASSERT_EQ(static_cast<ssize_t>(wide.size()), vex_utf8_to_wcs(text.c_str(), nullptr, 0));
+        ASSERT_EQ(static_cast<ssize_t>(wide.size()), vex_utf8_to_wcs(text.c_str(), back.data(), back.size()));
+        ASSERT_EQ(wide, back.c_str());
+
+        text[random_() % text.size()] = static_cast<char>(random_() % 255 + 1);
+        std::string copy(2 * text.size(), '\0');
+        const bool good = vex_iconv("UTF-8", "UTF-16LE", text.data(), text.size(), copy.data(), copy.size()) >= 0;
+        const size_t stop = vex_encoding_error_offset();
+        ASSERT_EQ(good ? 1 : 0, vex_utf8_valid(text.data(), text.size())) << text;
+        ASSERT_EQ(stop, vex_encoding_error_offset()) << text;
+    }
+}
+
+/// Runs a conversion of @p text in every room up to enough: "<result>" or "<errno>@<offset of the stop>".
+template <typename Convert>
+std::string inEveryRoom(Convert convert, const std::string &text) {
+    std::string outcome;
+    for (size_t room = 1; room < 64; ++room) {
+        std::string out(room + 1, '#');
+        const ssize_t length = convert(text.c_str(), out.data(), room);
+        EXPECT_EQ('#', out[room]) << text;
+        EXPECT_EQ(length < 0 ? std::string(out.c_str()) : out.substr(0, static_cast<size_t>(length)), out.c_str());
+        outcome =
+            length >= 0 ? out.c_str() : strerrorname_np(errno) + ("@" + std::to_string(vex_encoding_error_offset()));
+        if (outcome.compare(0, 7, "ENOBUFS") != 0) return outcome;
+        EXPECT_LE(vex_encoding_error_offset(), text.size());
+    }
+    return outcome;
+}
+
+TEST_F(Encoding, CharacterSetsConvertExactlyOrTellWhereTheyStopped) {
+    const auto iconv = [](const char *text, char *out, size_t room) {
+        const ssize_t length = vex_iconv("UTF-8", "KOI8-R", text, strlen(text), out, room - 1);
+        out[length < 0 ? 0 : length] = '\0';
+        return length;
+    };
+    const struct {
+        ssize_t (*convert)(const char *, char *, size_t);
+        const char *text, *outcome;
+    } rows[] = {
+        {vex_utf8_to_latin1, "gr\xc3\xbc\xc3\x9f", "gr\xfc\xdf"},
+        {vex_utf8_to_latin1, "a\xe2\x82\xac", "EILSEQ@1"},
+        {vex_utf8_to_latin1, "ab\xc3(", "EILSEQ@2"},
+        {vex_utf8_to_latin1, "abc\xc3", "EILSEQ@3"},
+        {vex_latin1_to_utf8, "gr\xfc\xdf", "gr\xc3\xbc\xc3\x9f"},
+        {vex_to_7bit, "\xe2\x82\xac\xc3\xbc-\xf0\x9f\x92\xbe",
+            "?"
+            "?-?"},
+        {vex_to_7bit, "x\xff", "EILSEQ@1"},
+        {iconv, "\xd0\xb4\xd0\xb0", "\xc4\xc1"},
+        {iconv, "\xd0\xb4\xe2\x82\xac", "EILSEQ@2"},
+        {iconv, "\xd0\xb4\xd0", "EILSEQ@2"},
+        {UrlEncode, "a b/\xc3\xbc~-._%", "a%20b%2F%C3%BC~-._%25"},
+        {UrlDecode, "a%20b%2f%C3%bc+", "a b/\xc3\xbc+"},
+        {UrlDecode, "ab%4", "EINVAL@2"},
+        {UrlDecode, "%g0", "EINVAL@0"},
+        {UrlDecode, "a%00b", "EINVAL@1"},
+        {UrlDecode, "", ""},
+    };
+    for (const auto &row : rows) EXPECT_EQ(row.outcome, inEveryRoom(row.convert, row.text)) << row.text;
+    char out[4];
+    EXPECT_EQ(-1, vex_iconv("UTF-8", "no-such-charset", "x", 1, out, 4));
+    EXPECT_EQ(EINVAL, errno);
+    const wchar_t wide[] = {L'a', L'b', 0xd801, L'\0'};
+    EXPECT_EQ(-1, vex_wcs_to_utf8(wide, out, 4));
+    EXPECT_EQ(2u, vex_encoding_error_offset());
 }
 
 TEST_F(Encoding, TextIsCopiedOrConvertedToUtf8AndLackOfMemoryTold) {

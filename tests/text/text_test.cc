@@ -1,12 +1,20 @@
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <limits.h>
+#include <stdlib.h>
+#include <unistd.h>
 
+#include <set>
 #include <string>
+#include <vector>
 
 #include <vex/path.h>
 #include <vex/text.h>
+#include <vex/wide.h>
 
 #include "support/table.h"
+#include "support/temp_dir.h"
 
 namespace {
 
@@ -26,6 +34,48 @@ TEST(BoundedCopy, CutsWithoutOverrunAndTellsSo) {
     EXPECT_STREQ("a\\n", buffer) << "whole escapes only";
 }
 
+TEST(Pieces, CaseTokensTrimmingAndReplacingKeepToAsciiLetters) {
+    std::string text = "a\xc3\x84Zz@[`{";
+    EXPECT_STREQ("A\xc3\x84ZZ@[`{", vex_strtoupper(text.data()));
+    EXPECT_STREQ("a\xc3\x84zz@[`{", vex_strtolower(text.data()));
+    for (const auto &row : vextest::table(3, "abC|ABc|0|a|B|-1|b|A|1||a|-1|[|a|-1|\xc3|z|1|a||1|")) {
+        const auto sign = [](int n) { return (n > 0) - (n < 0); };
+        EXPECT_EQ(std::stoi(row[2]), sign(vex_strcasecmp(row[0].c_str(), row[1].c_str()))) << row[0];
+    }
+    EXPECT_EQ(0, vex_strncasecmp("abx", "ABy", 2));
+    EXPECT_GT(0, vex_strncasecmp("abx", "ABy", 3));
+    EXPECT_EQ(0, vex_strncasecmp("ab", "AB", 9));
+    for (const auto &row : vextest::table(3, "needle|NEED|0|hay needle|Eedle|5|aab|AB|1|a|aa|-1|x||0|")) {
+        const char *found = vex_strcasestr(row[0].c_str(), row[1].c_str());
+        EXPECT_EQ(std::stol(row[2]), found == nullptr ? -1 : found - row[0].c_str());
+    }
+    for (auto &row : vextest::table(2, " \ta b\r\n|a b|  ||||x |x|")) EXPECT_EQ(row[1], vex_strtrim(row[0].data()));
+    for (const auto &row : vextest::table(4, "aaa|aa|b|ba|a.b.|.|--|a--b--|abc|x|y|abc||a|b||aXbX|X||ab|")) {
+        char *replaced = vex_str_replace(row[0].c_str(), row[1].c_str(), row[2].c_str());
+        EXPECT_EQ(row[3], replaced);
+        free(replaced);
+    }
+    for (const auto &row : vextest::table(2, ",a,;b c,|a+b c+|;,,||x|x+|||")) {
+        std::string copy = row[0], joined, tokens;
+        std::vector<std::string> pieces{"old"};
+        EXPECT_EQ(0, vex_str_split(row[0].c_str(), ",;", pieces));
+        for (const auto &piece : pieces) joined += piece + "+";
+        char *state = nullptr;
+        for (char *at = vex_strtok(copy.data(), ",;", &state); at != nullptr; at = vex_strtok(nullptr, ",;", &state))
+            tokens += at + std::string("+");
+        EXPECT_EQ(row[1], joined);
+        EXPECT_EQ(row[1], tokens);
+        EXPECT_EQ(nullptr, vex_strtok(nullptr, ",;", &state));
+    }
+    EXPECT_EQ(nullptr, vex_str_replace("a", "", "b"));
+    EXPECT_EQ(EINVAL, errno);
+    wchar_t wide[4];
+    EXPECT_EQ(-1, vex_wcscpy(wide, 4, L"\x20ac\x20acxy"));
+    EXPECT_EQ(std::wstring(L"\x20ac\x20acx"), wide);
+    EXPECT_EQ(1, vex_wcscpy(wide, 4, L"a"));
+    EXPECT_EQ(3, vex_wcscat(wide, 4, L"bc"));
+}
+
 TEST(UnsignedFromText, TellsSignsNothingAndOverflowApart) {
     for (const auto &row : vextest::table(4,
              "18446744073709551615x|18446744073709551615|20|0|18446744073709551616|18446744073709551615|20|34|"
@@ -37,9 +87,100 @@ TEST(UnsignedFromText, TellsSignsNothingAndOverflowApart) {
     }
 }
 
-TEST(NativePath, BringsSeparatorsIntoForm) {
+TEST(Path, TextsComeApartAndTogetherAsPosixSays) {
     for (auto &row : vextest::table(2, "C:\\dir\\\\file|C:/dir/file|//a///b//|/a/b|/|/|\\\\|/|||a/|a|"))
         EXPECT_EQ(row[1], vex_path_native(row[0].data()));
+    char out[16];
+    for (const auto &row : vextest::table(3, "/a/b|/a|b|a/b//|a|b//|a|.|a|/|/|/|//|/|//|/a|/|a|||.|a//b|a|b|")) {
+        const std::string name = row[0] == "" ? "" : row[2], dir = row[0] == "" ? "." : row[1];
+        EXPECT_STREQ(name.c_str(), vex_path_basename(row[0].c_str()));
+        EXPECT_EQ(static_cast<ssize_t>(dir.size()), vex_path_dirname(row[0].c_str(), out, dir.size() + 1)) << row[0];
+        EXPECT_EQ(dir, out);
+        EXPECT_EQ(-1, vex_path_dirname(row[0].c_str(), out, dir.size()));
+        EXPECT_EQ(ENOBUFS, errno);
+    }
+    for (const auto &row : vextest::table(3, "a|b|a/b|a/|/b|a/b||b|b|/|b|/b|a||a/|")) {
+        EXPECT_EQ(static_cast<ssize_t>(row[2].size()), vex_path_join(out, sizeof out, row[0].c_str(), row[1].c_str()));
+        EXPECT_EQ(row[2], out);
+    }
+    for (const auto &row :
+        vextest::table(3, "/a/b|/a|1|/ab|/a|0|\\a\\b|/a/|1|/a|/a|1|/|/a|0|/x|/|1|x|/|0|x|.|1|/x||0|"))
+        EXPECT_EQ(std::stoi(row[2]), vex_path_is_below(row[0].c_str(), row[1].c_str())) << row[0];
+    EXPECT_EQ(0, vex_path_compare("a\\b/", "a//b"));
+    EXPECT_LT(vex_path_compare("a/b", "a/c"), 0);
+}
+
+TEST(Path, ResolvesWhatExistsAndKeepsWhatDoesNot) {
+    vextest::TempDir dir;
+    ASSERT_EQ(0, mkdir((dir / "real").c_str(), 0755));
+    ASSERT_EQ(0, symlink("real", (dir / "link").c_str()));
+    ASSERT_EQ(0, symlink("nowhere", (dir / "dangling").c_str()));
+    char root[PATH_MAX], out[PATH_MAX];
+    ASSERT_NE(nullptr, realpath(dir.path().c_str(), root));
+    for (const auto &row : vextest::table(2,
+             "link/../real|/real|link/new/file|/real/new/file|real/new/.|/real/new|"
+             "dangling|ENOENT|new/../x|ENOENT|link/x/..|ENOENT|")) {
+        const ssize_t length = vex_path_resolve((dir / row[0]).c_str(), out, sizeof out);
+        EXPECT_EQ(row[1][0] == '/' ? root + row[1] : row[1], length < 0 ? strerrorname_np(errno) : out) << row[0];
+    }
+    EXPECT_EQ(-1, vex_path_resolve("", out, sizeof out));
+    EXPECT_EQ(-1, vex_path_resolve("/", out, 1));
+    EXPECT_EQ(ENOBUFS, errno);
+    struct stat status {};
+    EXPECT_EQ(-1, vex_stat("", &status));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(-1, vex_access(nullptr, R_OK));
+    EXPECT_EQ(EINVAL, errno);
+}
+
+TEST(WideFiles, ReachEveryNameWhateverTheLocale) {
+    vextest::TempDir dir;
+    const std::wstring root(dir.path().begin(), dir.path().end());
+    const auto at = [&](const std::wstring &name) { return root + L"/" + name; };
+    const std::wstring odd = at(L"\x20ac\xdcff");  // a character and a byte that is none
+    wchar_t text[PATH_MAX];
+    struct stat status {};
+    const int fd = wcscreat(odd.c_str(), 0600);
+    ASSERT_LE(0, fd);
+    EXPECT_NE(0, fcntl(fd, F_GETFD) & FD_CLOEXEC);
+    close(fd);
+    EXPECT_EQ(0, access((dir / "\xe2\x82\xac\xff").c_str(), F_OK));
+    EXPECT_EQ(
+        0, wcschmod(odd.c_str(), 0640) | wcschown(odd.c_str(), geteuid(), getegid()) | wcstruncate(odd.c_str(), 7));
+    EXPECT_EQ(0, wcsaccess(odd.c_str(), R_OK) | wcsstat(odd.c_str(), &status));
+    EXPECT_EQ(7, status.st_size);
+    EXPECT_EQ(0, wcsmkdir(at(L"d").c_str(), 0755) | wcslink(odd.c_str(), at(L"d/hard").c_str()) |
+                     wcssymlink(L"\x20ac", at(L"soft").c_str()) | wcslstat(at(L"soft").c_str(), &status));
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+    EXPECT_EQ(1, wcsreadlink(at(L"soft").c_str(), text, 2));
+    EXPECT_EQ(std::wstring(L"\x20ac"), text);
+    EXPECT_EQ(-1, wcsreadlink(at(L"soft").c_str(), text, 1));
+    WDIR *const stream = wcsopendir(root.c_str());
+    EXPECT_LE(0, wcsdirfd(stream));
+    std::set<std::wstring> names;
+    wdirent entry, *result = nullptr;
+    while (wcsreaddir_r(stream, &entry, &result) == 0 && result != nullptr) names.insert(entry.d_name);
+    EXPECT_EQ((std::set<std::wstring>{L".", L"..", L"\x20ac\xdcff", L"d", L"soft"}), names);
+    EXPECT_EQ(0, wcsclosedir(stream));
+    EXPECT_EQ(0, wcsrename(odd.c_str(), at(L"new").c_str()) | wcsunlink(at(L"new").c_str()) |
+                     wcsremove(at(L"d/hard").c_str()) | wcsrmdir(at(L"d").c_str()));
+    FILE *const file = wcsfopen(at(L"f").c_str(), "w");
+    ASSERT_NE(nullptr, file);
+    fclose(file);
+    const int back = ::open(".", O_RDONLY | O_DIRECTORY);
+    EXPECT_EQ(0, wcschdir(root.c_str()));
+    EXPECT_EQ(text, wcsgetcwd(text, PATH_MAX));
+    EXPECT_EQ(0, fchdir(back) | close(back));
+    EXPECT_EQ(nullptr, wcsgetcwd(text, 2));
+    EXPECT_EQ(ERANGE, errno);
+    const std::wstring longest(PATH_MAX, L'x');
+    const wchar_t invalid[] = {0xd800, L'\0'};
+    EXPECT_EQ(-1, wcsaccess(longest.c_str(), F_OK));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+    EXPECT_EQ(-1, wcsopen(invalid, O_RDONLY, 0));
+    EXPECT_EQ(EILSEQ, errno);
+    EXPECT_EQ(nullptr, wcsopendir(nullptr));
+    EXPECT_EQ(EINVAL, errno);
 }
 
 }  // namespace
