@@ -20,7 +20,7 @@ HEADERS = {
     'config': ['inifile.h', 'options.h'],
     'identity': ['serialize.h', 'uid.h', 'digest.h', 'bloom_filter.h'],
     'fs': ['file.h', 'id_file.h', 'directory.h'],
-    'containers': ['preallocator.h', 'hash_tree.h', 'set.h'],
+    'containers': ['preallocator.h', 'hash_tree.h', 'set.h', 'array.h', 'list.h', 'callbacks.h', 'merge_sort.h'],
     'crypto': ['magic.h', 'blowfish.h', 'cipher.h', 'crypt_stream.h', 'password.h'],
     'os': ['os.h', 'process.h'],
 }

@@ -6,7 +6,9 @@
 #define VEX_VEX_H
 
 #include <vex/alloc.h>
+#include <vex/array.h>
 #include <vex/bloom_filter.h>
+#include <vex/callbacks.h>
 #include <vex/digest.h>
 #include <vex/encoding.h>
 #include <vex/blowfish.h>
@@ -18,6 +20,7 @@
 #include <vex/id_file.h>
 #include <vex/inifile.h>
 #include <vex/io.h>
+#include <vex/list.h>
 #include <vex/log.h>
 #include <vex/log_file.h>
 #include <vex/options.h>

@@ -1,0 +1,252 @@
+// Arrays, lists and callback lists.
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <list>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <vex/array.h>
+#include <vex/callbacks.h>
+#include <vex/list.h>
+
+#include "support/faults.h"
+#include "support/log_capture.h"
+#include "support/seed.h"
+
+namespace {
+
+using testing::ElementsAre;
+using vextest::FaultScope;
+using vextest::LogCapture;
+
+void *value(uintptr_t n) { return reinterpret_cast<void *>(n); }
+
+std::vector<void *> freed;
+void noteFreed(void *v) { freed.push_back(v); }
+
+TEST(Array, HoldsWhatWasAddedAndGrowsWithOneSlotUnused) {
+    static const struct { uint64_t size, step; } kSteps[] = {{0, 1024}, {1, 512}, {512, 512}, {513, 1024}};
+    for (const auto &row : kSteps) {
+        vexArray *const array = vexArrayCreate(row.size);
+        ASSERT_EQ(row.step, array->step);
+        EXPECT_EQ(nullptr, vexArrayFirst(array));
+        EXPECT_EQ(nullptr, vexArrayLast(array));
+        std::vector<void *> model;
+        for (uintptr_t n = 0; n < 3000; ++n) {
+            ASSERT_EQ(0, vexArrayAdd(array, value(n + 1)));
+            model.push_back(value(n + 1));
+            const uint64_t growths = n / (row.step - 1) + 1;
+            ASSERT_EQ(growths * row.step, array->capacity) << n;
+            ASSERT_EQ(growths * (row.step - 1) - n - 1, array->freeSlots) << n;
+        }
+        std::vector<void *> forward{vexArrayFirst(array)}, backward{vexArrayLast(array)};
+        while (void *const v = vexArrayNext(array)) forward.push_back(v);
+        while (void *const v = vexArrayPrev(array)) backward.push_back(v);
+        EXPECT_EQ(model, forward);
+        EXPECT_EQ(model, std::vector<void *>(backward.rbegin(), backward.rend()));
+        EXPECT_EQ(nullptr, vexArrayNext(array));  // stays at the end
+        EXPECT_EQ(nullptr, vexArrayPrev(array));
+        EXPECT_EQ(3000u, vexArraySize(array));
+        freed.clear();
+        EXPECT_EQ(0, vexArrayDestroy(array, noteFreed));
+        EXPECT_EQ(model, freed);
+    }
+    vexArray *const array = vexArrayCreate(0);
+    EXPECT_EQ(0, vexArrayAdd(array, value(1)) + vexArrayAdd(array, value(2)));
+    EXPECT_EQ(value(2), vexArrayNext(array));  // without First
+    EXPECT_EQ(0, vexArrayDestroy(array, nullptr));
+}
+
+TEST(Sequences, TellMissingMemoryAndNullAndStayAsTheyWere) {
+    LogCapture log;
+    vexArray *const array = vexArrayCreate(0);
+    vexList *const list = vexListCreate();
+    vexCallback *const callbacks = vexCallbackAdd(nullptr, nullptr, value(1));
+    {
+        FaultScope fault({"malloc", "calloc", "realloc"}, 1, ENOMEM);
+        fault.keepFailing();
+        EXPECT_EQ(-1, vexArrayAdd(array, value(1)));
+        EXPECT_EQ(-1, vexListAdd(list, value(1)));
+        EXPECT_EQ(ENOMEM, errno);
+        EXPECT_EQ(callbacks, vexCallbackAdd(callbacks, nullptr, value(2)));
+        EXPECT_EQ(nullptr, vexArrayCreate(0));
+        EXPECT_EQ(nullptr, vexListCreate());
+    }
+    EXPECT_EQ(nullptr, vexArrayCreate(UINT64_C(1) << 61));
+    EXPECT_EQ(ERANGE, errno);
+    EXPECT_EQ(-1, vexListRemove(list, value(1)));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_THAT(
+        log.lines(), ElementsAre("12 vexArrayAdd: unable to reallocate memory for size 8192. (Cannot allocate memory)",
+                         "12 vexListAdd: could not allocate memory",
+                         "90 Could not allocate 40 bytes (vexCallbackAdd at line 153 in ../callbacks)",
+                         "12 vexArrayCreate: unable to allocate memory for size 56. (Cannot allocate memory)",
+                         "12 vexListCreate: could not allocate memory",
+                         "34 vexArrayCreate: unable to allocate memory for size 2305843009213693952. "
+                         "(Numerical result out of range)",
+                         "2 vexListRemove: could not find node"));
+    EXPECT_EQ(0u, array->count + array->capacity);
+    EXPECT_EQ(nullptr, vexListFirst(list));
+    EXPECT_EQ(nullptr, callbacks->next);
+    log.clear();
+    EXPECT_EQ(UINT64_MAX, vexArraySize(nullptr));
+    EXPECT_EQ(-2, vexArrayAdd(nullptr, nullptr) + vexListRemove(nullptr, nullptr));
+    EXPECT_EQ(EINVAL, errno);
+    EXPECT_THAT(log.lines(), testing::Each(testing::EndsWith(": invalid NULL parameter")));
+    EXPECT_EQ(3u, log.lines().size());
+    EXPECT_EQ(0, vexArrayDestroy(nullptr, nullptr));
+    vexListDestroy(nullptr, nullptr);
+    EXPECT_EQ(0, vexArrayDestroy(array, nullptr));
+    vexListDestroy(list, nullptr);
+    vexCallbackListDelete(callbacks);
+}
+
+TEST(List, BehavesAsAPlainListWhileItsCursorWalks) {
+    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    LogCapture log;
+    vexList *const list = vexListCreate();
+    std::list<void *> model;
+    auto cursor = model.end();
+    const auto next = [&] { return cursor == model.end() ? nullptr : *cursor++; };
+    for (int i = 0; i < 20000; ++i) {
+        void *const v = value(random() % 16 + 1);
+        const auto at = std::find(model.begin(), model.end(), v);
+        switch (random() % 8) {
+            case 0:
+            case 1:
+            case 2:
+                if (random() % 4 == 0) list->last = nullptr;  // is found again by walking
+                ASSERT_EQ(0, vexListAdd(list, v));
+                model.push_back(v);
+                break;
+            case 3:
+            case 4:
+            case 5:
+                ASSERT_EQ(at == model.end() ? -1 : 0, vexListRemove(list, v));
+                if (at == model.end()) break;
+                if (at == cursor) ++cursor;
+                model.erase(at);
+                break;
+            case 6:
+                cursor = model.begin();
+                ASSERT_EQ(next(), vexListFirst(list));
+                break;
+            default:
+                ASSERT_EQ(next(), vexListNext(list));
+        }
+        auto *node = reinterpret_cast<vexListNode *>(list);
+        for (void *const expected : model) {
+            ASSERT_EQ(node, node->next->prev);
+            node = node->next;
+            ASSERT_EQ(expected, node->value);
+        }
+        ASSERT_EQ(nullptr, node->next);
+        ASSERT_EQ(node, list->last);
+        ASSERT_TRUE(list->zero0 == nullptr && list->zero1 == nullptr);
+    }
+    freed.clear();
+    vexListDestroy(list, noteFreed);
+    EXPECT_EQ(std::vector<void *>(model.begin(), model.end()), freed);
+}
+
+/// A list whose callbacks are named by letters: each call is noted and may do something.
+struct Callbacks : testing::Test {
+    ~Callbacks() override { vexCallbackListDelete(list); }
+    static void call(void *self, void *second, void *argument) {
+        auto *const test = static_cast<Callbacks *>(self);
+        EXPECT_EQ(value(7), second);
+        const char name = static_cast<char>(reinterpret_cast<uintptr_t>(argument));
+        test->calls += name;
+        if (const auto at = test->actions.find(std::string{' ', name}); at != std::string::npos) test->act(at + 2);
+    }
+    /// "+x" adds, "-x" removes, "-*" removes all, "!" calls the list; up to the next blank.
+    void act(size_t at) {
+        const std::string script = actions.substr(at, actions.find(' ', at) - at);
+        if (depth++ == 0)
+            for (size_t i = 0; i < script.size(); ++i) {
+                if (script[i] == '!') {
+                    list = vexCallCallbackList(list, this, value(7));
+                    continue;
+                }
+                const bool add = script[i] == '+';
+                const char name = script[++i];
+                if (add) list = vexCallbackAdd(list, call, value(static_cast<uintptr_t>(name)));
+                else if (name == '*') list = vexCallbackRemove(list, nullptr, nullptr);
+                else list = vexCallbackRemove(list, call, value(static_cast<uintptr_t>(name)));
+            }
+        --depth;
+    }
+    std::string entries() const {
+        std::string result;
+        const vexCallback *prev = nullptr;
+        for (const vexCallback *entry = list; entry != nullptr; prev = entry, entry = entry->next) {
+            EXPECT_EQ(prev, entry->prev);
+            EXPECT_EQ(0u, entry->executing);
+            result += static_cast<char>(reinterpret_cast<uintptr_t>(entry->argument));
+        }
+        return result;
+    }
+    vexCallback *list = nullptr;
+    std::string calls, actions;
+    int depth = 0;
+};
+
+TEST_F(Callbacks, AreCalledInOrderAndSurviveEveryChangeFromInside) {
+    static const struct {
+        const char *name, *actions, *calls, *left;
+    } kRows[] = {
+        {"added twice", "=+a+b+a ", "aab", "ab"},
+        {"added twice, removed once", "=+a+b+a-a ", "ab", "ab"},
+        {"all removed", "=+a+b-* ", "", ""},
+        {"removes itself", "=+a+b+c b-b ", "abc", "ac"},
+        {"removes itself in the first of two calls", "=+b+b b-b-b ", "bb", ""},
+        {"the only one removes itself", "=+a a-a ", "a", ""},
+        {"removes itself, then another", "=+a+b+c b-b-c ", "ab", "a"},
+        {"removes the head, which goes at once", "=+a+b+c c-a ", "abc", "bc"},
+        {"removes head and itself", "=+a+b+c c-a-c ", "abc", "b"},
+        {"removes the next", "=+a+b+c a-b ", "ac", "ac"},
+        {"removes all", "=+a+b+c b-* ", "ab", ""},
+        {"each appends another", "=+a b+c a+b ", "abc", "abc"},
+        {"appends itself again", "=+a a+a ", "a", "a"},
+        {"removes itself and calls the list", "=+a+b+c b-b! ", "abacc", "ac"},
+        {"removes the head inside a nested call", "=+a+b b-a! ", "abb", "b"},
+        {"removed below nothing, then added", "=+a+b a-a-a+a ", "ab", "b"},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.name);
+        vexCallbackListDelete(list);
+        list = nullptr;
+        calls.clear();
+        actions = row.actions;
+        act(1);
+        list = vexCallCallbackList(list, this, value(7));
+        EXPECT_EQ(row.calls, calls);
+        EXPECT_EQ(row.left, entries());
+    }
+}
+
+TEST_F(Callbacks, TraceWhatIsCollectedAndMatchByOneArgumentAlone) {
+    LogCapture log(LogCapture::kAll);
+    actions = "=+a+b+c b-*";
+    act(1);
+    list = vexCallCallbackList(list, this, value(7));
+    actions = "=+a+b ";
+    act(1);
+    list = vexCallbackAdd(list, nullptr, value('b'));  // is never called
+    list = vexCallCallbackList(list, this, value(7));
+    list = vexCallbackRemove(list, nullptr, value('b'));
+    EXPECT_EQ("a", entries());
+    list = vexCallbackRemove(list, call, nullptr);
+    EXPECT_EQ(nullptr, list);
+    EXPECT_THAT(log.lines(VEX_LOG_TRACE),
+        ElementsAre("vexCallbackRemove: called while callback was currently executing. -3 callbacks will be collected "
+                    "at a later time",
+            "vexCallCallbackList: about to perform garbage collection", "vexCallbackRemove: cleaning 2 callbacks",
+            "vexCallbackRemove: cleaning 1 callbacks"));
+}
+
+}  // namespace
