@@ -23,6 +23,7 @@
 #include <vex/list.h>
 #include <vex/log.h>
 #include <vex/log_file.h>
+#include <vex/merge_sort.h>
 #include <vex/options.h>
 #include <vex/os.h>
 #include <vex/password.h>
