@@ -25,10 +25,8 @@ vexCallback *collect(vexCallback *list) {
         vexCallback *const next = entry->next;
         if (entry->references <= 0 && entry->executing == 0) {
             if (next != nullptr) next->prev = entry->prev;
-            if (entry->prev != nullptr)
-                entry->prev->next = next;
-            else
-                list = next;
+            if (entry->prev != nullptr) entry->prev->next = next;
+            if (entry == list) list = next;
             free(entry);
         }
         entry = next;
