@@ -8,7 +8,6 @@
 #include <vex/cipher.h>
 
 #include "crypto/streams.h"
-#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -114,21 +113,6 @@ TEST(VexKey, HoldsThirtyTwoBytesAndATerminator) {
     for (int i = 0; i < 200; ++i) {
         random.NewKey(nullptr).CopyToBuffer(buffer, sizeof buffer);
         ASSERT_EQ(32U, strlen(buffer)) << "a zero byte";
-    }
-}
-
-TEST(Ciphers, VectorsAreDrawnAndFailWithTheRandomSource) {
-    for (int type = 0; type < 4; ++type) {
-        const auto cipher = made(type);
-        std::string iv(17, 'x');
-        EXPECT_EQ(0, cipher->makeIv(vextest::bytesOf(iv)));
-        const auto size = static_cast<size_t>(cipher->GetHeaderSize());
-        EXPECT_EQ(std::string(17 - size, 'x'), iv.substr(size));
-        EXPECT_EQ(size == 8, iv.substr(0, 4) == iv.substr(4, 4));
-        vextest::LogCapture log;
-        const vextest::FaultScope fault("RAND_bytes", 1, EIO);
-        EXPECT_EQ(-1, cipher->makeIv(vextest::bytesOf(iv)));
-        EXPECT_EQ(1U, log.lines().size());
     }
 }
 

