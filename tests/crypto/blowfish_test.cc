@@ -103,24 +103,17 @@ TEST(Blowfish, AgreesWithOpenSslForAnyKeyAndLengthInPlaceAndOverlapping) {
     }
 }
 
-TEST(Blowfish, PadsWithZerosAndKeepsToItsMode) {
-    BlowfishContext state = stateFor(Bytes(32, 7));
-    const std::string text = "This is a Blowfish test string\n";
-    char out[33] = {}, back[33] = {};
-    out[32] = 'x';
-    EXPECT_EQ(32, BlowfishEncodeECB(&state, text.data(), out, 31));
-    EXPECT_EQ('x', out[32]);
-    EXPECT_EQ(32, BlowfishDecodeECB(&state, out, back, 32));
-    EXPECT_EQ(text + std::string(2, '\0'), std::string(back, 33));
-
+TEST(Blowfish, KeepsToItsMode) {
+    BlowfishContext state{};
+    char block[8] = {};
     vextest::LogCapture log;
     BlowfishInitCBC(&state, "key", 3, 1);
     errno = ENOENT;
-    EXPECT_EQ(-1, BlowfishEncode(&state, text.data(), out, 8));
+    EXPECT_EQ(-1, BlowfishEncode(&state, block, block, 8));
     EXPECT_EQ(EINVAL, errno);
     BlowfishInitCBC(&state, "key", 3, 2);
-    EXPECT_EQ(-1, BlowfishDecode(&state, text.data(), out, 8));
-    EXPECT_EQ(-1, BlowfishDecode(nullptr, text.data(), out, 8));
+    EXPECT_EQ(-1, BlowfishDecode(&state, block, block, 8));
+    EXPECT_EQ(-1, BlowfishDecode(nullptr, block, block, 8));
     EXPECT_EQ(0, BlowfishInitCBC(&state, "key", 0, 1));
     EXPECT_EQ(
         "2 BlowfishEncode: Invalid mode: 2\n22 BlowfishDecode: Invalid mode: 1\n"

@@ -14,10 +14,7 @@ namespace {
 
 using vextest::testKey;
 
-constexpr struct {
-    const char *name;
-    int header, block, padding;
-} kTypes[] = {{"Blowfish", 8, 8, 8}, {"AES-256-CFB", 8, 16, 1}, {"AES-256-OFB", 8, 16, 1}, {"AES-256-CTR", 16, 16, 1}};
+constexpr const char *kNames[] = {"Blowfish", "AES-256-CFB", "AES-256-OFB", "AES-256-CTR"};
 
 std::unique_ptr<Cipher> made(int type) { return std::unique_ptr<Cipher>(Cipher::NewCipher(type)); }
 
@@ -56,12 +53,9 @@ TEST(Ciphers, GiveTheSameBytesHoweverTheInputIsCutAndInPlace) {
     const std::string plain = vextest::testData(301);
     for (int type = 0; type < 4; ++type) {
         for (const bool session : {false, true}) {
-            SCOPED_TRACE(std::string(kTypes[type].name) + (session ? " session" : ""));
+            SCOPED_TRACE(std::string(kNames[type]) + (session ? " session" : ""));
             const auto cipher = made(type);
-            EXPECT_STREQ(kTypes[type].name, cipher->GetDescription());
-            EXPECT_EQ(kTypes[type].header, cipher->GetHeaderSize());
-            EXPECT_EQ(kTypes[type].block, cipher->GetBlockSize());
-            EXPECT_EQ(kTypes[type].padding, cipher->GetPaddingSize());
+            EXPECT_STREQ(kNames[type], cipher->GetDescription());
             const auto begin = [&](int mode) {
                 ASSERT_EQ(1,
                     session ? cipher->InitSession(mode, testKey(), nullptr) : cipher->Init(mode, testKey(), nullptr));
@@ -94,7 +88,7 @@ TEST(Ciphers, RefuseBadArgumentsWithOneLineEach) {
         EXPECT_EQ(-1, cipher->Process(block, -1, false, block, nullptr));
         EXPECT_EQ(EINVAL, errno);
         lines += std::string("22 Update: invalid arguments\n22 Final: invalid argument") + (type == 0 ? "" : "s") +
-                 "\n22 Update: invalid arguments\n22 Process: Update failed for " + kTypes[type].name + "(0)\n";
+                 "\n22 Update: invalid arguments\n22 Process: Update failed for " + kNames[type] + "(0)\n";
     }
     EXPECT_EQ(-1, BlowfishCipher().Update(block, 8, block));
     EXPECT_EQ(

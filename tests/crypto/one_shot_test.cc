@@ -68,7 +68,6 @@ TEST(OneShot, TellsTooLittleRoomAndBadArguments) {
     EXPECT_EQ(ENOBUFS, errno);
     EXPECT_EQ(1058, encrypt(data.data(), 1000, 1150));
     EXPECT_THAT(log.lines(), testing::IsEmpty());
-    EXPECT_EQ(-1, encrypt(nullptr, 1000, 1150));
     EXPECT_EQ(-1, encrypt(data.data(), 0, 1150));
     EXPECT_EQ(EINVAL, errno);
     EXPECT_EQ(-1, encrypt(data.data(), uint64_t{1} << 32, uint64_t{1} << 33));
@@ -89,7 +88,6 @@ TEST(OneShot, TellsTooLittleRoomAndBadArguments) {
     EXPECT_EQ(EBADMSG, errno);
     EXPECT_THAT(log.lines(),
         ElementsAre("1144 dcpEncryptDataToBuffer: invalid argument specified [Internal Error]",
-            "1144 dcpEncryptDataToBuffer: invalid argument specified [Internal Error]",
             "34 dcpEncryptDataToBuffer: Encryption error (more than one call can take)", "22 Invalid cipher type 9",
             "22 dcpEncryptDataToBuffer: Could not initialize encryption (stream error)",
             "1120 invalid argument specified [Internal Error]", "105 <stream>: decryption error (buffer error)",
@@ -156,45 +154,21 @@ TEST(DataKey, ComesFromTheSeedAndStaysOutOfTheTrace) {
         log.text());
 }
 
-/// Drives a stream with 40000 bytes of input (the reader) and room at a time, without an allocation
-/// of its own.
-template <typename Call>
-int inPieces(c_stream_t *stream, const std::string &in, size_t in_piece, std::string *out, Call call) {
-    int result = 0;
-    while (result == 0) {
-        stream->next_in = bytesOf(in) + stream->total_in;
-        stream->avail_in = static_cast<uint32_t>(std::min(in_piece, in.size() - stream->total_in));
-        stream->next_out = bytesOf(*out) + stream->total_out;
-        stream->avail_out = 40000;
-        result = call(stream);
-    }
-    return result;
-}
-
 TEST(Streams, SurviveEveryFailureOfMemoryAndRandomness) {
     const std::vector<std::string> calls{"malloc", "calloc", "realloc", "new", "RAND_bytes"};
-    const std::string data = testData(300000);
+    const std::string data = testData(300000), sealed = seal(data, 2, 0);
     std::string out(800000, '\0');
     LogCapture log;
     for (const auto &shape : vextest::kShapes) {
         SCOPED_TRACE(shape.name);
         const std::string good = vextest::writeStream(shape, data).bytes;
         const unsigned runs = vextest::forEachFault(calls, ENOMEM, [&](const vextest::FaultScope &fault) {
-            c_stream_t writer{}, reader{};
-            int result = dcpEncryptInit(&writer, shape.flags, testKey(), shape.cipher);
-            if (result == 0) result = inPieces(&writer, data, data.size(), &out, dcpEncrypt);
-            dcpEncryptEnd(&writer);
-            EXPECT_EQ(fault.fired(), result < 0);
+            EXPECT_EQ(fault.fired(), vextest::writeStream(shape, data, 40000).result < 0);
             if (fault.fired()) return;
-            result = dcpDecryptInit(&reader, testKey(), shape.cipher);
-            if (result == 0)
-                result = inPieces(&reader, good, 40000, &out, [](c_stream_t *s) { return dcpDecrypt(s, 0); });
-            dcpDecryptEnd(&reader);
-            EXPECT_EQ(fault.fired(), result < 0);
+            EXPECT_EQ(fault.fired(), vextest::readStream(good, shape.cipher, 40000, 40000).result < 0);
         });
         EXPECT_GE(runs, 3U);
     }
-    const std::string sealed = seal(data, 2, 0);
     const unsigned runs = vextest::forEachFault(calls, ENOMEM, [&](const vextest::FaultScope &fault) {
         const long n = dcpEncryptDataToBuffer(testKey(), 0, bytesOf(data), data.size(), bytesOf(out), out.size(), 0);
         auto length = static_cast<unsigned>(sealed.size());

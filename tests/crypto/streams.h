@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@
 #include <vex/magic.h>
 
 #include "base/endian.h"
+#include "support/faults.h"
 #include "support/seed.h"
 
 namespace vextest {
@@ -74,14 +76,17 @@ Outcome drive(c_stream_t *stream, const std::string &in, size_t in_piece, size_t
     Outcome outcome;
     size_t at = 0;
     for (int idle = 0; idle < 3;) {
-        const std::vector<unsigned char> input(in.begin() + static_cast<ptrdiff_t>(at),
-            in.begin() + static_cast<ptrdiff_t>(std::min(in.size(), at + in_piece)));
+        std::optional<FaultPause> ours(std::in_place);  // faults are meant for the library
+        const std::string piece = in.substr(at, in_piece);
+        const std::vector<char> input(piece.begin(), piece.end());
         std::vector<unsigned char> room(out_piece);
-        stream->next_in = input.data();
+        stream->next_in = reinterpret_cast<const unsigned char *>(input.data());
         stream->avail_in = static_cast<uint32_t>(input.size());
         stream->next_out = room.data();
         stream->avail_out = static_cast<uint32_t>(out_piece);
+        ours.reset();
         outcome.result = call(stream, at + input.size() == in.size());
+        ours.emplace();
         const size_t taken = input.size() - stream->avail_in, made = out_piece - stream->avail_out;
         at += taken;
         outcome.bytes.append(reinterpret_cast<char *>(room.data()), made);

@@ -1,6 +1,7 @@
-// Contexts: numbering and inheritance, sharing, falling back, fork. Each scenario runs in a child process where the
-// order of first uses matters.
+// Contexts: numbering and inheritance, sharing, falling back, fork. Scenarios run in a child process where the order of
+// first uses matters.
 #include <errno.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,43 +10,35 @@
 
 #include <vex/log.h>
 
+#include "support/child.h"
 #include "support/faults.h"
 #include "support/temp_dir.h"
 
 using vextest::readFile;
-using vextest::TempDir;
-
-TEST(LogContext, QuestionsMakeNone) {
-    std::thread([] {
-        EXPECT_STREQ("(null)", vexLogPathA());
-        EXPECT_STREQ("", vexLogLastErrorA());
-        EXPECT_STREQ("", vexLogLastMessageA());
-        EXPECT_EQ(nullptr, vexLogGetCtx());
-        vexLogCtxDestroy(nullptr);
-    }).join();
-}
+using vextest::runChild;
 
 TEST(LogContext, OtherThreadsTakeOverWhatTheFirstOneSetUp) {
-    TempDir dir;
+    vextest::TempDir dir;
     const std::string path = dir / "a.log";
-    EXPECT_EXIT(
-        {
-            vexLogSet(path.c_str(), 0xff | VEX_LOG_SILENT, 0);
-            std::thread([] {
-                InfoA(-1, "worker");
-                vexLogSet("/nonexistent.log", VEX_LOG_SILENT, 0);  // its own path; the process's flags stay
-            }).join();
-            InfoA(-1, "first");
-            vexLogClose();
-            InfoA(-1, "closed");
-            int flags = 1;
-            vexLogGetFlags(&flags, nullptr);
-            vexLogDestroy();
-            int after = 0;
-            vexLogGetFlags(&after, nullptr);
-            _exit(flags == 0 && after == 135 ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
+    const auto child = runChild([&] {
+        vexLogSet(path.c_str(), 0xff | VEX_LOG_SILENT, 0);
+        std::thread([] {
+            EXPECT_STREQ(
+                "(null) ", (std::string(vexLogPathA()) + " " + vexLogLastErrorA() + vexLogLastMessageA()).c_str());
+            EXPECT_EQ(nullptr, vexLogGetCtx()) << "questions make none";
+            InfoA(-1, "worker");
+            vexLogSet("/nonexistent.log", VEX_LOG_SILENT, 0);  // its own path; the process's flags stay
+        }).join();
+        InfoA(-1, "first");
+        vexLogClose();
+        InfoA(-1, "closed");
+        int closed = 1, destroyed = 0;
+        vexLogGetFlags(&closed, nullptr);
+        vexLogDestroy();
+        vexLogGetFlags(&destroyed, nullptr);
+        _exit(closed == 0 && destroyed == 135 && !testing::Test::HasFailure() ? 0 : 1);
+    });
+    EXPECT_EQ(0, child.exit_status) << child.out;
     EXPECT_EQ("INFO: worker\nINFO: first\n", readFile(path));
 }
 
@@ -63,37 +56,32 @@ TEST(LogContext, AWorkerLogsIntoItsCreatorsContext) {
 }
 
 TEST(LogContext, WithoutMemoryTheDefaultContextServes) {
-    std::thread([] {
-        vextest::FaultScope fault("calloc", 1, ENOMEM);
-        testing::internal::CaptureStderr();
-        ErrorA(5, "still said");
-        const std::string text = testing::internal::GetCapturedStderr();
-        EXPECT_NE(std::string::npos, text.find("ALERT: Could not establish a logging context: malloc failed for "))
-            << text;
-        EXPECT_NE(
-            std::string::npos, text.find("(Cannot allocate memory). Using the default logging context instead.\n"));
-        EXPECT_NE(std::string::npos, text.find("5: still said\n"));
-    }).join();
+    const auto child = runChild([] {
+        std::thread([] {
+            vextest::FaultScope fault("calloc", 1, ENOMEM);
+            ErrorA(5, "still said");
+        }).join();
+    });
+    EXPECT_THAT(
+        child.err, testing::MatchesRegex("ALERT: Could not establish a logging context: malloc failed for [0-9]+ "
+                                         "bytes \\(Cannot allocate memory\\). Using the default logging "
+                                         "context instead.\nError: 5: still said\n"));
 }
 
 TEST(LogContext, AChildLogsOnAfterFork) {
-    TempDir dir;
+    vextest::TempDir dir;
     const std::string path = dir / "a.log";
-    EXPECT_EXIT(
-        {
-            vexLogSet(path.c_str(), 0xff | VEX_LOG_SILENT, 0);
-            InfoA(-1, "parent");
-            const pid_t child = fork();
-            if (child == 0) {
-                vexlog_reset_for_fork();
-                InfoA(-1, "child");
-                _exit(0);
-            }
-            int status = 0;
-            waitpid(child, &status, 0);
-            InfoA(-1, "parent again");
-            _exit(status);
-        },
-        testing::ExitedWithCode(0), "");
-    EXPECT_EQ("INFO: parent\nINFO: child\nINFO: parent again\n", readFile(path));
+    const auto child = runChild([&] {
+        vexLogSet(path.c_str(), 0xff | VEX_LOG_SILENT, 0);
+        InfoA(-1, "parent");
+        const pid_t grandchild = fork();
+        if (grandchild == 0) {
+            vexlog_reset_for_fork();
+            InfoA(-1, "child");
+            _exit(0);
+        }
+        waitpid(grandchild, nullptr, 0);
+        InfoA(-1, "parent again");
+    });
+    EXPECT_EQ("INFO: parent\nINFO: child\nINFO: parent again\n", readFile(path)) << child.exit_status;
 }

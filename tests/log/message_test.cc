@@ -82,24 +82,22 @@ TEST(LogMessage, EndsInANewlineAndIsCutTo2046Characters) {
 }
 
 TEST(LogMessage, ShowsTimestampLabelAndThreadTagWhereAskedFor) {
-    const std::string thread = std::to_string(pthread_self());
-    static const struct {
+    const std::string clock = "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] ", date = "[A-Z][a-z]+ [0-9][0-9] " + clock;
+    const struct {
         int flags;
-        const char *pattern;
-    } kRows[] = {{VEX_LOG_DATE, "[A-Z][a-z]+ [0-9][0-9] [0-9:]+ ERRlbl: 5: m\n"},
-        {VEX_LOG_DATE | VEX_LOG_SHORT_TIME, "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] ERRlbl: 5: m\n"},
-        {VEX_LOG_DATE | VEX_LOG_TIMING, "[A-Z][a-z]+ [0-9][0-9] [0-9:]+ \\[[0-9]+\\] ERRlbl: 5: m\n"},
-        {VEX_LOG_TIMING, "ERRlbl: 5: m\n"}};
+        std::string stamp;
+    } kRows[] = {{VEX_LOG_DATE, date}, {VEX_LOG_DATE | VEX_LOG_SHORT_TIME, clock},
+        {VEX_LOG_DATE | VEX_LOG_TIMING, date + "\\[[0-9]+\\] "}, {VEX_LOG_TIMING, ""}};
     for (const auto &row : kRows) {
         FileLog log(row.flags | 0xff, "lbl");
         ErrorA(5, "m");
-        EXPECT_THAT(log.text(), MatchesRegex(row.pattern));
+        EXPECT_THAT(log.text(), MatchesRegex(row.stamp + "ERRlbl: 5: m\n"));
     }
     FileLog log(VEX_LOG_THREAD | 0xff);
     ErrorA(5, "m");
     callVa(ErrorVA, "%s", "m");
-    EXPECT_EQ("ERR [" + thread + "]: 5: m\nWQFS ERROR [" + std::to_string(getpid()) + ": [" + thread + "]: ]: m\n",
-        log.text());
+    const std::string tag = " [" + std::to_string(pthread_self()) + "]: ";
+    EXPECT_EQ("ERR" + tag + "5: m\nWQFS ERROR [" + std::to_string(getpid()) + ":" + tag + "]: m\n", log.text());
 }
 
 TEST(LogMessage, ComponentLevelsAreFilteredAsOrdinaryOnes) {
