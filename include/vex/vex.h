@@ -17,6 +17,7 @@
 #include <vex/export.h>
 #include <vex/file.h>
 #include <vex/frame.h>
+#include <vex/hash_tree.h>
 #include <vex/id_file.h>
 #include <vex/inifile.h>
 #include <vex/io.h>

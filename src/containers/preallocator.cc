@@ -9,6 +9,7 @@
 
 #include "base/checked.h"
 #include "base/errno_guard.h"
+#include "containers/mapped_memory.h"
 #include "containers/slab.h"
 #include "log/report.h"
 
@@ -21,8 +22,6 @@ static_assert(sizeof(preallocator_iterator) == 24);
 namespace {
 
 using namespace vex::slab;
-
-constexpr size_t kHugePage = 2UL << 20;
 
 /// Counts under the caller's mutex; without one the caller promises that nobody else counts.
 class BudgetLock {
@@ -54,36 +53,9 @@ void giveToBudget(preallocator *a) {
     ++*a->slab_budget;
 }
 
-void *mapMemory(size_t size) {
-    void *const p = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    return p == MAP_FAILED ? nullptr : p;
-}
-
-/// Maps @p size bytes at a huge-page boundary: maps more and cuts off what is too much at both
-/// ends.
-void *mapAligned(size_t size) {
-    size_t wide = 0;
-    if (!vex::checkedAdd(size, 2 * kHugePage, &wide)) return nullptr;
-    char *const all = static_cast<char *>(mapMemory(wide));
-    if (all == nullptr) return nullptr;
-    const size_t before = -reinterpret_cast<uintptr_t>(all) % kHugePage;
-    constexpr size_t kPage = 4096;
-    const size_t kept = (size + kPage - 1) / kPage * kPage;
-    if (before != 0) (void)munmap(all, before);  // what stays mapped would only cost address space
-    (void)munmap(all + before + kept, wide - before - kept);
-    (void)madvise(all + before, kept, MADV_HUGEPAGE);  // a wish: small pages work as well
-    return all + before;
-}
-
-void *mapSlab(size_t size) {
-    if (size >= kHugePage)
-        if (void *const aligned = mapAligned(size)) return aligned;
-    return mapMemory(size);
-}
-
 Slab *obtainSlab(size_t size) {
     uint32_t flags = 0;
-    void *p = mapSlab(size);
+    void *p = vex::mapZeroed(size);
     if (p == nullptr) {
         flags = kFromMalloc;
         p = malloc(size);

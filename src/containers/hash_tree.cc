@@ -1,0 +1,163 @@
+// Life of a tree, and its figures.
+#include "containers/hash_tree.h"
+
+#include <stdlib.h>
+#include <sys/mman.h>
+
+#include "base/checked.h"
+#include "containers/mapped_memory.h"
+#include "log/report.h"
+
+static_assert(sizeof(VexHashTreeNode) == VexHashTreeNodeDataOffset);
+static_assert(offsetof(VexHashTree, slabSize) == 8 && offsetof(VexHashTree, compare) == 24 &&
+              offsetof(VexHashTree, allocator) == 48 && offsetof(VexHashTree, buckets) == 56 &&
+              offsetof(VexHashTree, numDeletes) == 64 && sizeof(VexHashTree) == 80);
+
+namespace vex::tree {
+namespace {
+
+/// Smaller tables come from malloc.
+bool isMapped(uint32_t bits) {
+    return bucketCount(bits) * sizeof(Node *) >= kHugePage;
+}
+
+}  // namespace
+
+Node **newBuckets(uint32_t bits) {
+    const uint64_t count = bucketCount(bits);
+    void *const p =
+        isMapped(bits) ? mapZeroed(count * sizeof(Node *)) : calloc(count, sizeof(Node *));
+    return static_cast<Node **>(p);
+}
+
+void freeBuckets(Node **buckets, uint32_t bits) {
+    if (buckets != nullptr && isMapped(bits))
+        (void)munmap(buckets, bucketCount(bits) * sizeof(Node *));  // what mapZeroed gave
+    else
+        free(buckets);
+}
+
+}  // namespace vex::tree
+
+namespace {
+
+using namespace vex::tree;
+
+/// (offset + data) rounded up to a multiple of 8; 2^64 - 1, which no slab can hold, beyond 64 bits.
+uint64_t nodeSize(uint64_t data_size) {
+    uint64_t size = 0;
+    if (!vex::checkedAdd<uint64_t>(data_size, VexHashTreeNodeDataOffset + 7, &size))
+        return UINT64_MAX;
+    return size & ~uint64_t{7};
+}
+
+}  // namespace
+
+size_t VexHashTreeSize(void) {
+    return sizeof(VexHashTree);
+}
+
+VexHashTree *VexHashTreeInit(VexHashTree *tree, uint32_t bits, uint64_t nodeDataSize,
+                             VexHashTreeCompare compare, VexHashTreeHash hash, void *user,
+                             uint64_t slabSize) {
+    if (tree == nullptr || bits > kMaxBits || compare == nullptr || hash == nullptr)
+        return VEX_FAIL(EINVAL, nullptr, "invalid NULL parameter");
+    *tree = {bits, slabSize, nodeDataSize, compare, hash, user, nullptr, nullptr, 0, 0};
+    // taking a block adds 1 to its first word, so all ones make a fresh node's left link null; no
+    // live node's left link can be all ones
+    tree->allocator =
+        preallocator_construct(slabSize, nodeSize(nodeDataSize), UINT64_MAX, 0, nullptr, nullptr);
+    if (tree->allocator == nullptr)
+        return VEX_FAIL(errno, nullptr, "failed to initialize preallocator");
+    tree->buckets = newBuckets(bits);
+    if (tree->buckets != nullptr) return tree;
+    const int err = errno;
+    VexHashTreeDeinit(tree);
+    return VEX_FAIL(err, nullptr, "failed to allocate memory");
+}
+
+VexHashTree *VexHashTreeNew(uint32_t bits, uint64_t nodeDataSize, VexHashTreeCompare compare,
+                            VexHashTreeHash hash, void *user, uint64_t slabSize) {
+    auto *const tree = static_cast<VexHashTree *>(malloc(sizeof(VexHashTree)));
+    if (tree == nullptr) return VEX_FAIL(errno, nullptr, "failed to allocate memory");
+    if (VexHashTreeInit(tree, bits, nodeDataSize, compare, hash, user, slabSize) != nullptr)
+        return tree;
+    free(tree);
+    return nullptr;
+}
+
+void VexHashTreeDeinit(VexHashTree *tree) {
+    if (tree == nullptr) return;
+    preallocator_destruct(tree->allocator);
+    freeBuckets(tree->buckets, tree->bits);
+    tree->allocator = nullptr;
+    tree->buckets = nullptr;
+}
+
+void VexHashTreeDelete(VexHashTree **tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, (void)0, "invalid NULL parameter");
+    VexHashTreeDeinit(*tree);
+    free(*tree);
+    *tree = nullptr;
+}
+
+int VexHashTreeEmpty(VexHashTree *tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    if (tree->allocator == nullptr)
+        return VEX_FAIL(EINVAL, -1, "unable to get number of allocated blocks: %m");
+    tree->numDeletes += preallocator_get_num_allocated_blocks(tree->allocator);
+    ++tree->layout;
+    memset(tree->buckets, 0, bucketCount(tree->bits) * sizeof(Node *));
+    preallocator_reinit(tree->allocator);
+    return 0;
+}
+
+uint32_t VexHashTreeGetBits(VexHashTree *tree) {
+    return tree != nullptr ? tree->bits : VEX_FAIL(EINVAL, UINT32_MAX, "invalid NULL parameter");
+}
+
+uint64_t VexHashTreeGetSlabSize(VexHashTree *tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+    const uint64_t size = preallocator_get_slab_size(tree->allocator);
+    if (size == 0) return VEX_FAIL(errno, UINT64_MAX, "preallocator_get_slab_size failed: %m");
+    return size;
+}
+
+uint64_t VexHashTreeGetNodeSize(VexHashTree *tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+    const uint64_t size = preallocator_get_block_size(tree->allocator);
+    // the same words as for the slab size: scripts know them
+    if (size == 0) return VEX_FAIL(errno, UINT64_MAX, "preallocator_get_slab_size failed: %m");
+    return size;
+}
+
+uint64_t VexHashTreeGetNodeDataSize(VexHashTree *tree) {
+    return tree != nullptr ? tree->nodeDataSize
+                           : VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+}
+
+uint64_t VexHashTreeGetNumSlabs(VexHashTree *tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+    return preallocator_get_num_slabs(tree->allocator);
+}
+
+uint64_t VexHashTreeGetNumUsedNodes(VexHashTree *tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+    return preallocator_get_num_allocated_blocks(tree->allocator);
+}
+
+uint64_t VexHashTreeGetNumUnusedNodes(VexHashTree *tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+    return preallocator_get_num_free_blocks(tree->allocator);
+}
+
+uint64_t VexHashTreeGetNumDeletes(VexHashTree *tree) {
+    return tree != nullptr ? tree->numDeletes
+                           : VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+}
+
+uint64_t VexHashTreeGetMemoryUsage(VexHashTree *tree) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, UINT64_MAX, "invalid NULL parameter");
+    return preallocator_get_num_slabs(tree->allocator) * tree->slabSize +
+           bucketCount(tree->bits) * sizeof(Node *) + VexHashTreeSize();
+}

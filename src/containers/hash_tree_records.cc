@@ -1,0 +1,125 @@
+// Operations by record. Searches compare with the caller's data where it lies: nothing can tell
+// that from a search with a copy in a node, since the free block for that copy is made sure of.
+#include "containers/hash_tree.h"
+#include "containers/slab.h"
+#include "log/report.h"
+
+namespace vex::tree {
+
+bool haveBlock(const char *who, VexHashTree *tree) {
+    if (tree->allocator != nullptr && tree->allocator->free_blocks != nullptr) return true;
+    if (preallocator_preallocate(tree->allocator, 1) == 0) return true;
+    return VEX_FAIL_AS(who, errno, errno, false, "unable to create new node: %m");
+}
+
+}  // namespace vex::tree
+
+namespace {
+
+using namespace vex::tree;
+
+/// True when neither is null and a block is free; else false after a report under @p who.
+bool ready(const char *who, VexHashTree *tree, const void *key) {
+    if (tree == nullptr || key == nullptr)
+        return VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
+    return haveBlock(who, tree);
+}
+
+Node *newNode(VexHashTree *tree, const void *data) {
+    auto *const node = static_cast<Node *>(vex::slab::takeBlock(tree->allocator));
+    copyRecord(dataOf(node), data, tree->nodeDataSize);
+    ++tree->layout;
+    return node;
+}
+
+/// Finds the record's place and, where its equal is not there, inserts it. @p node_function is the
+/// node-level function that this stands for in the log.
+Outcome insert(const char *node_function, VexHashTree *tree, const void *data, Path *path,
+               Place *place, Node **node) {
+    Link *const root = reinterpret_cast<Link *>(tree->buckets + bucketOf(tree, data));
+    const Outcome outcome = descend(orderOf(tree), root, data, path, place);
+    if (outcome == Outcome::kFound) {
+        *node = *place->slot;
+    } else if (outcome == Outcome::kAbsent) {
+        *node = newNode(tree, data);
+        attach(*place, *node, path);
+    } else {
+        if (path != nullptr) path->depth = 0;
+        return VEX_FAIL_AS(node_function, errno, errno, outcome, "unable to probe tree path: %m");
+    }
+    return outcome;
+}
+
+int findNode(const char *who, VexHashTree *tree, const void *key, void *out, Path *path) {
+    if (path != nullptr) path->depth = 0;
+    if (!ready(who, tree, key)) return -1;
+    Node *node = nullptr;
+    const Outcome outcome =
+        find(orderOf(tree), tree->buckets[bucketOf(tree, key)], key, path, &node);
+    if (outcome == Outcome::kError) return VEX_FAIL_AS(who, errno, errno, -1, "error occurred: %m");
+    if (outcome == Outcome::kAbsent) return 0;
+    giveRecord(tree, node, out);
+    return 1;
+}
+
+}  // namespace
+
+int VexHashTreeFindOrInsert(VexHashTree *tree, const void *data, void *out) {
+    if (!ready(__func__, tree, data)) return -1;
+    Place place;
+    Node *node = nullptr;
+    const Outcome outcome =
+        insert("VexHashTreeNodeFindOrInsert", tree, data, nullptr, &place, &node);
+    if (outcome == Outcome::kAbsent) return 1;
+    if (outcome == Outcome::kError) return VEX_FAIL(errno, -1, "unable to find or insert: %m");
+    giveRecord(tree, node, out);
+    return 0;
+}
+
+int VexHashTreeFindOrInsertNode(VexHashTree *tree, const void *data, void *out,
+                                VexHashTreePath *path) {
+    if (path != nullptr) path->depth = 0;
+    if (!ready(__func__, tree, data)) return -1;
+    Place place;
+    Node *node = nullptr;
+    const Outcome outcome = insert("VexHashTreeNodeFindOrInsert", tree, data, path, &place, &node);
+    if (outcome == Outcome::kError) return VEX_FAIL(errno, -1, "unable to find or insert node: %m");
+    giveRecord(tree, node, out);
+    return outcome == Outcome::kFound ? 1 : 0;
+}
+
+int VexHashTreeReplaceOrInsert(VexHashTree *tree, const void *data, void *out) {
+    if (!ready(__func__, tree, data)) return -1;
+    Place place;
+    Node *present = nullptr;
+    const Outcome outcome =
+        insert("VexHashTreeNodeReplaceOrInsert", tree, data, nullptr, &place, &present);
+    if (outcome == Outcome::kAbsent) return 0;
+    if (outcome == Outcome::kError) return VEX_FAIL(errno, -1, "unable to replace or insert node");
+    (void)substitute(place.slot, newNode(tree, data), nullptr);
+    giveRecord(tree, present, out);
+    vex::slab::giveBlock(tree->allocator, present);
+    return 1;
+}
+
+int VexHashTreeRemove(VexHashTree *tree, const void *key, void *out) {
+    if (!ready(__func__, tree, key)) return -1;
+    Node *node = nullptr;
+    Link *const root = reinterpret_cast<Link *>(tree->buckets + bucketOf(tree, key));
+    const Outcome outcome = detach(orderOf(tree), root, key, &node);
+    if (outcome == Outcome::kError) return VEX_FAIL(errno, -1, "error occurred: %m");
+    if (outcome == Outcome::kAbsent) return 0;
+    giveRecord(tree, node, out);
+    vex::slab::giveBlock(tree->allocator, node);
+    ++tree->numDeletes;
+    ++tree->layout;
+    return 1;
+}
+
+int VexHashTreeGet(VexHashTree *tree, const void *key, void *out) {
+    return findNode("VexHashTreeFindNode", tree, key, out, nullptr);
+}
+
+int VexHashTreeFindNode(VexHashTree *tree, const void *key, void *out, VexHashTreePath *path) {
+    return findNode(__func__, tree, key, out, path);
+}

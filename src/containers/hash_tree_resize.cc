@@ -1,0 +1,54 @@
+// Moving all nodes to a table of another size. Nodes come in the order of the slabs, their buckets
+// in any: a batch of buckets, then of the nodes there, is asked for before it is used.
+#include "containers/hash_tree.h"
+#include "log/report.h"
+
+namespace {
+
+using namespace vex::tree;
+
+struct Move {
+    Node *node;
+    Node **root;
+};
+
+constexpr size_t kBatch = 32;
+
+/// Takes the next nodes of the walk, @p node first; returns how many and leaves @p node at the one
+/// after them.
+size_t collect(VexHashTree *tree, preallocator_iterator *it, Node **node, Move *batch) {
+    size_t size = 0;
+    for (; size < kBatch && *node != nullptr; ++size) {
+        batch[size] = {*node, tree->buckets + bucketOf(tree, dataOf(*node))};
+        __builtin_prefetch(batch[size].root, 1);
+        *node = static_cast<Node *>(preallocator_iterator_next(it));
+    }
+    return size;
+}
+
+}  // namespace
+
+int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits) {
+    if (tree == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    if (bits > kMaxBits) return VEX_FAIL(EINVAL, -1, "invalid parameter");
+    if (bits == tree->bits) return 0;
+    Node **const buckets = newBuckets(bits);
+    if (buckets == nullptr) return VEX_FAIL(errno, -1, "could not allocate memory");
+    freeBuckets(tree->buckets, tree->bits);
+    tree->buckets = buckets;
+    tree->bits = bits;
+    ++tree->layout;
+    preallocator_iterator it;
+    Move batch[kBatch];
+    auto *node = static_cast<Node *>(preallocator_iterator_first(&it, tree->allocator));
+    while (const size_t size = collect(tree, &it, &node, batch)) {
+        for (size_t i = 0; i < size; ++i) __builtin_prefetch(*batch[i].root, 1);
+        for (size_t i = 0; i < size; ++i) {
+            const Move &move = batch[i];
+            if (VexHashTreeNodeReplaceOrInsert(move.root, move.node, tree->compare, tree->user,
+                                               nullptr, nullptr) != move.node)
+                return VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,115 @@
+// Steps across buckets. Nodes of one bucket after the other lie all over the slabs, so a walk asks
+// for the roots of coming buckets, and then for their children, ahead of time.
+#include "containers/hash_tree.h"
+#include "log/report.h"
+
+namespace vex::tree {
+namespace {
+
+constexpr uint64_t kRootsAhead = 24;
+constexpr uint64_t kChildrenAhead = 12;
+
+void prefetchNode(Node *node) {
+    __builtin_prefetch(node);
+    __builtin_prefetch(reinterpret_cast<char *>(node) + 64);
+}
+
+/// Asks for what lies some buckets behind @p at in the direction of the walk; @p count ends the
+/// table in either direction because indices below 0 wrap.
+void prefetchBuckets(const VexHashTree *tree, uint64_t at, uint64_t step, uint64_t count) {
+    const uint64_t far = at + kRootsAhead * step;
+    if (far < count) prefetchNode(tree->buckets[far]);
+    const uint64_t near = at + kChildrenAhead * step;
+    if (near >= count) return;
+    if (Node *const root = tree->buckets[near]) {
+        prefetchNode(child(root, kLeft));
+        prefetchNode(child(root, kRight));
+    }
+}
+
+/// The outermost record on the side opposite to the walk in the first bucket from @p at on that is
+/// not empty.
+Outcome scan(const char *who, const VexHashTree *tree, uint64_t at, Side side, Path *path,
+             Node **found) {
+    const uint64_t count = bucketCount(tree->bits);
+    const uint64_t step = side == kRight ? 1 : UINT64_MAX;
+    for (; at < count; at += step) {
+        prefetchBuckets(tree, at, step, count);
+        if (Node *const root = tree->buckets[at])
+            return outermost(who, root, opposite(side), path, found);
+    }
+    return Outcome::kAbsent;
+}
+
+}  // namespace
+
+Outcome endOfTree(const char *who, const VexHashTree *tree, Side side, Path *path, Node **found) {
+    if (tree->buckets == nullptr) return Outcome::kAbsent;
+    const uint64_t start = side == kLeft ? 0 : bucketCount(tree->bits) - 1;
+    const Outcome outcome = scan(who, tree, start, opposite(side), path, found);
+    if (outcome != Outcome::kError) return outcome;
+    return VEX_FAIL_AS(who, errno, errno, outcome, "failed to find end of tree: %m");
+}
+
+Outcome stepInTree(const char *who, const VexHashTree *tree, const void *key, Side side, Path *path,
+                   Node **found) {
+    const char *const node_function =
+        side == kRight ? "VexHashTreeNodeNext" : "VexHashTreeNodePrev";
+    Outcome outcome = Outcome::kAbsent;
+    const uint64_t bucket = bucketOf(tree, key);
+    outcome =
+        neighbour(node_function, orderOf(tree), tree->buckets[bucket], key, side, path, found);
+    if (outcome == Outcome::kAbsent)
+        outcome = scan(who, tree, side == kRight ? bucket + 1 : bucket - 1, side, path, found);
+    if (outcome != Outcome::kError) return outcome;
+    return VEX_FAIL_AS(who, errno, errno, outcome, "error occurred: %m");
+}
+
+}  // namespace vex::tree
+
+namespace {
+
+using namespace vex::tree;
+
+int endNode(const char *who, VexHashTree *tree, Side side, void *out, Path *path) {
+    if (path != nullptr) path->depth = 0;
+    if (tree == nullptr) return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "invalid NULL parameter");
+    Node *node = nullptr;
+    const Outcome outcome = endOfTree(who, tree, side, path, &node);
+    if (outcome == Outcome::kFound) giveRecord(tree, node, out);
+    return static_cast<int>(outcome);
+}
+
+int stepNode(const char *who, VexHashTree *tree, const void *key, Side side, void *out,
+             Path *path) {
+    if (tree == nullptr || key == nullptr)
+        return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "invalid NULL parameter");
+    if (!haveBlock(who, tree)) return -1;
+    Path own;
+    if (path == nullptr) {
+        own.depth = 0;
+        path = &own;
+    }
+    Node *node = nullptr;
+    const Outcome outcome = stepInTree(who, tree, key, side, path, &node);
+    if (outcome == Outcome::kFound) giveRecord(tree, node, out);
+    return static_cast<int>(outcome);
+}
+
+}  // namespace
+
+int VexHashTreeFirstNode(VexHashTree *tree, void *out, VexHashTreePath *path) {
+    return endNode(__func__, tree, kLeft, out, path);
+}
+
+int VexHashTreeLastNode(VexHashTree *tree, void *out, VexHashTreePath *path) {
+    return endNode(__func__, tree, kRight, out, path);
+}
+
+int VexHashTreeNextNode(VexHashTree *tree, const void *key, void *out, VexHashTreePath *path) {
+    return stepNode(__func__, tree, key, kRight, out, path);
+}
+
+int VexHashTreePrevNode(VexHashTree *tree, const void *key, void *out, VexHashTreePath *path) {
+    return stepNode(__func__, tree, key, kLeft, out, path);
+}
