@@ -35,6 +35,7 @@
 #include <vex/magic.h>
 #include <vex/revision.h>
 #include <vex/serialize.h>
+#include <vex/set.h>
 #include <vex/text.h>
 #include <vex/uid.h>
 #include <vex/values.h>
