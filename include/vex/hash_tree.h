@@ -11,9 +11,9 @@
  * Unless an entry says otherwise: a NULL record or key is reported ("invalid NULL parameter",
  * EINVAL) and gives the failure value; out and path arguments may be NULL; an absent record is no
  * failure and is not logged; a comparison that returns VexHashTreeCompareFailed ends the operation
- * with -1, with the errno that it set (EINVAL when none) and the tree as it was. out may be the
- * key's own buffer. Keyed operations keep one free block ready and so take a slab on an empty tree,
- * look-ups too; they fail with the preallocator's errno when there is none to be had.
+ * with -1, with the errno that it left (EINVAL for 0 and ENOENT) and the tree as it was. out may be
+ * the key's own buffer. Keyed operations keep one free block ready and so take a slab on an empty
+ * tree, look-ups too; they fail with the preallocator's errno when there is none to be had.
  *
  * Cost of a keyed operation: one hash and about 1 + log2(records / buckets) comparisons. Memory: 24
  * bytes a record and 8 a bucket on top of the data.

@@ -9,8 +9,9 @@
  *
  * Unless an entry says otherwise: a NULL set or object is reported ("invalid NULL parameter",
  * EINVAL) and gives NULL; NULL with ENOENT, not logged, means that there is no such object; a
- * comparison that returns -2 gives NULL with its errno (EINVAL when it set none) and leaves the set
- * as it was. Cost: one hash and about log2(objects in the bucket) comparisons; 32 bytes an object.
+ * comparison that returns -2 gives NULL with the errno that it left (EINVAL for 0 and ENOENT) and
+ * leaves the set as it was. Cost: one hash and about log2(objects in the bucket) comparisons; 32
+ * bytes an object.
  *
  * @threads one thread at a time per set; callers serialise.
  */

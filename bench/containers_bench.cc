@@ -1,0 +1,362 @@
+// The index containers against what an engineer would reach for instead. Every table prints our
+// figure, the peer's and the ratio; both sides see the same keys, the same comparison and the same
+// hash.
+#include <absl/container/btree_set.h>
+#include <absl/container/flat_hash_set.h>
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include <vex/hash_tree.h>
+#include <vex/preallocator.h>
+#include <vex/set.h>
+
+#include "peer.h"
+
+namespace {
+
+volatile uint64_t sink;
+
+struct Record {
+    unsigned char key[32];
+    unsigned char payload[16];
+};
+uint64_t word(const unsigned char *p) {
+    uint64_t value;
+    std::memcpy(&value, p, sizeof value);
+    return value;
+}
+struct Hash {
+    size_t operator()(const Record &r) const { return word(r.key + 8); }
+};
+struct Equal {
+    bool operator()(const Record &a, const Record &b) const {
+        return std::memcmp(a.key, b.key, sizeof a.key) == 0;
+    }
+};
+struct Less {
+    bool operator()(const Record &a, const Record &b) const {
+        return std::memcmp(a.key, b.key, sizeof a.key) < 0;
+    }
+};
+int compareRecords(void *, const void *a, const void *b) {
+    const int order = std::memcmp(a, b, sizeof Record::key);
+    return order < 0 ? -1 : order > 0;
+}
+uint64_t hashRecord(void *, const void *data) {
+    return Hash{}(*static_cast<const Record *>(data));
+}
+
+std::vector<Record> randomRecords(size_t count, uint64_t seed) {
+    std::mt19937_64 random(seed);
+    std::vector<Record> records(count);
+    for (Record &record : records)
+        for (size_t at = 0; at < sizeof record; at += 8) {
+            const uint64_t value = random();
+            std::memcpy(reinterpret_cast<char *>(&record) + at, &value, 8);
+        }
+    return records;
+}
+
+/// Nanoseconds per record of each phase.
+struct Figures {
+    double insert, hit, miss, iterate, erase;
+};
+
+/// What the phases work on: the records in order of insertion, the same shuffled, and absent ones.
+struct Load {
+    explicit Load(size_t count)
+        : records(randomRecords(count, 1)), shuffled(records), absent(randomRecords(count, 2)) {
+        std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937_64(3));
+    }
+    std::vector<Record> records, shuffled, absent;
+};
+
+template <typename Work>
+double perRecord(const Load &load, Work work) {
+    return bench::seconds(work) * 1e9 / static_cast<double>(load.records.size());
+}
+
+uint32_t bitsFor(size_t count) {
+    uint32_t bits = 0;
+    while (1UL << bits < count) ++bits;
+    return bits;
+}
+
+struct Tree {
+    explicit Tree(size_t count)
+        : tree(VexHashTreeNew(bitsFor(count), sizeof(Record), compareRecords, hashRecord, nullptr,
+                              2UL << 20)) {}
+    ~Tree() { VexHashTreeDelete(&tree); }
+    VexHashTree *tree;
+};
+
+Figures measureTree(const Load &load) {
+    Figures f{};
+    const Tree owner(load.records.size());
+    VexHashTree *const tree = owner.tree;
+    Record out;
+    f.insert = perRecord(load, [&] {
+        for (const Record &r : load.records) (void)VexHashTreeFindOrInsert(tree, &r, nullptr);
+    });
+    f.hit = perRecord(load, [&] {
+        for (const Record &r : load.shuffled)
+            sink = VexHashTreeGet(tree, &r, &out) + out.payload[0];
+    });
+    f.miss = perRecord(load, [&] {
+        for (const Record &r : load.absent)
+            sink = static_cast<uint64_t>(VexHashTreeGet(tree, &r, &out));
+    });
+    f.iterate = perRecord(load, [&] {
+        VexHashTreeIterator *it = VexHashTreeIteratorNewBegin(tree);
+        while (VexHashTreeIteratorNext(it, &out) == 1) sink = out.payload[0];
+        VexHashTreeIteratorDelete(&it);
+    });
+    const double size = static_cast<double>(VexHashTreeGetMemoryUsage(tree));
+    const double n = static_cast<double>(load.records.size());
+    const double table = 8.0 * static_cast<double>(1UL << VexHashTreeGetBits(tree));
+    std::printf(
+        "%-58s ours %10.2f B, bound %.2f B a record (buckets apart), ratio %.3f (target <= 1.02)\n",
+        ("memory, " + std::to_string(load.records.size()) + " records").c_str(), (size - table) / n,
+        72.0, (size - table) / n / 72);
+    f.erase = perRecord(load, [&] {
+        for (const Record &r : load.shuffled) (void)VexHashTreeRemove(tree, &r, &out);
+    });
+    return f;
+}
+
+/// The same phases for a container of the standard shape.
+template <typename Container>
+Figures measurePeer(const Load &load, Container &container) {
+    Figures f{};
+    f.insert = perRecord(load, [&] {
+        for (const Record &r : load.records) container.insert(r);
+    });
+    f.hit = perRecord(load, [&] {
+        for (const Record &r : load.shuffled) {
+            const Record out = *container.find(r);
+            sink = out.payload[0];
+        }
+    });
+    f.miss = perRecord(load, [&] {
+        for (const Record &r : load.absent) sink = container.find(r) == container.end();
+    });
+    f.iterate = perRecord(load, [&] {
+        for (const Record &r : container) {
+            const Record out = r;
+            sink = out.payload[0];
+        }
+    });
+    f.erase = perRecord(load, [&] {
+        for (const Record &r : load.shuffled) container.erase(r);
+    });
+    return f;
+}
+
+void show(size_t count, const char *what, double ours, const char *peer, double theirs,
+          const char *target) {
+    std::printf("%-58s ours %10.2f ns, %s %10.2f ns, time ratio %.2f (target %s)\n",
+                (std::string(what) + ", " + std::to_string(count) + " records").c_str(), ours, peer,
+                theirs, ours / theirs, target);
+    std::fflush(stdout);
+}
+
+Figures median(const std::vector<Figures> &all) {
+    const auto of = [&](double Figures::*phase) {
+        std::vector<double> values;
+        for (const Figures &f : all) values.push_back(f.*phase);
+        return bench::median(values);
+    };
+    return {of(&Figures::insert), of(&Figures::hit), of(&Figures::miss), of(&Figures::iterate),
+            of(&Figures::erase)};
+}
+
+void compareIndexes(size_t count, int rounds) {
+    const Load load(count);
+    std::vector<Figures> tree, flat, ordered, hashed;
+    for (int i = 0; i < rounds; ++i) {
+        tree.push_back(measureTree(load));
+        absl::flat_hash_set<Record, Hash, Equal> peer;
+        peer.reserve(count);
+        flat.push_back(measurePeer(load, peer));
+    }
+    const Figures a = median(tree), b = median(flat);
+    const bool small = count < 1000000;
+    const char *const flat_name = "absl::flat_hash_set";
+    show(count, "insert", a.insert, flat_name, b.insert, small ? "<= 2.2" : "<= 0.65");
+    show(count, "hit", a.hit, flat_name, b.hit, small ? "<= 2.2" : "<= 1.15");
+    show(count, "miss", a.miss, flat_name, b.miss, small ? "<= 2.2" : "<= 1.35");
+    show(count, "erase", a.erase, flat_name, b.erase, small ? "<= 2.2" : "<= 0.80");
+    if (small) {
+        for (int i = 0; i < rounds; ++i) {
+            std::unordered_set<Record, Hash, Equal> peer;
+            peer.reserve(count);
+            hashed.push_back(measurePeer(load, peer));
+        }
+        const Figures c = median(hashed);
+        const char *const name = "std::unordered_set";
+        show(count, "insert", a.insert, name, c.insert, "<= 1.0");
+        show(count, "hit", a.hit, name, c.hit, "<= 1.0");
+        show(count, "miss", a.miss, name, c.miss, "<= 1.0");
+        show(count, "erase", a.erase, name, c.erase, "<= 1.0");
+        return;
+    }
+    {
+        absl::btree_set<Record, Less> peer;
+        show(count, "iterate in order", a.iterate, "absl::btree_set",
+             measurePeer(load, peer).iterate, "<= 0.8");
+    }
+    std::set<Record, Less> peer;
+    const Figures c = measurePeer(load, peer);
+    show(count, "insert", a.insert, "std::set", c.insert, "<= 0.10");
+    show(count, "hit", a.hit, "std::set", c.hit, "<= 0.10");
+    show(count, "miss", a.miss, "std::set", c.miss, "<= 0.10");
+    show(count, "erase", a.erase, "std::set", c.erase, "<= 0.10");
+}
+
+void compareResize(size_t count) {
+    const Load load(count);
+    const Tree owner(count);
+    for (const Record &r : load.records) (void)VexHashTreeFindOrInsert(owner.tree, &r, nullptr);
+    std::unordered_set<Record, Hash, Equal> peer;
+    peer.reserve(count);
+    for (const Record &r : load.records) peer.insert(r);
+    const uint32_t bits = VexHashTreeGetBits(owner.tree);
+    const double ours = perRecord(load, [&] { (void)VexHashTreeSetBits(owner.tree, bits + 1); });
+    const double theirs = perRecord(load, [&] { peer.rehash(peer.bucket_count() * 2); });
+    show(count, "SetBits to twice the buckets", ours, "std::unordered_set::rehash", theirs,
+         "<= 0.5");
+}
+
+int comparePointers(void *, const void *a, const void *b) {
+    const auto x = reinterpret_cast<uintptr_t>(a), y = reinterpret_cast<uintptr_t>(b);
+    return x < y ? -1 : x > y;
+}
+uint32_t hashPointer(void *, const void *object) {
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(object) * 0x9e3779b97f4a7c15 >> 32);
+}
+
+void compareSets(size_t count) {
+    std::vector<Record> objects(count);
+    std::vector<Record *> order;
+    for (Record &object : objects) order.push_back(&object);
+    std::shuffle(order.begin(), order.end(), std::mt19937_64(5));
+    std::vector<Record *> lookups = order;
+    std::shuffle(lookups.begin(), lookups.end(), std::mt19937_64(6));
+    const double n = static_cast<double>(count);
+    VexSet *set = VexSetNew(comparePointers, hashPointer, nullptr, count + 1);
+    std::set<Record *> peer;
+    const auto time = [&](auto work) { return bench::seconds(work) * 1e9 / n; };
+    const double insert = time([&] {
+        for (Record *p : order) (void)VexSetFindOrInsert(set, p, nullptr);
+    });
+    const double peer_insert = time([&] {
+        for (Record *p : order) peer.insert(p);
+    });
+    const double find = time([&] {
+        for (Record *p : lookups) sink = VexSetFind(set, p) != nullptr;
+    });
+    const double peer_find = time([&] {
+        for (Record *p : lookups) sink = peer.find(p) != peer.end();
+    });
+    const double remove = time([&] {
+        for (Record *p : lookups) (void)VexSetRemove(set, p);
+    });
+    const double peer_remove = time([&] {
+        for (Record *p : lookups) peer.erase(p);
+    });
+    VexSetDelete(&set);
+    show(count, "set of pointers, insert", insert, "std::set", peer_insert, "<= 0.30");
+    show(count, "set of pointers, find", find, "std::set", peer_find, "<= 0.30");
+    show(count, "set of pointers, remove", remove, "std::set", peer_remove, "<= 0.30");
+}
+
+/// A general allocator loaded aside, so that each peer serves its own calls only.
+struct Allocator {
+    Allocator(const char *library, const char *take, const char *give) {
+        void *const handle = dlopen(library, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+        if (handle == nullptr) return;
+        alloc = reinterpret_cast<void *(*)(size_t)>(dlsym(handle, take));
+        release = reinterpret_cast<void (*)(void *)>(dlsym(handle, give));
+    }
+    void *(*alloc)(size_t) = nullptr;
+    void (*release)(void *) = nullptr;
+};
+
+struct Pair {
+    double hot, churn;
+};
+
+template <typename Take, typename Give>
+Pair measureAllocator(Take take, Give give) {
+    constexpr size_t kHot = 20000000, kLive = 1000000, kChurn = 4000000;
+    Pair result{};
+    result.hot = bench::seconds([&] {
+                     for (size_t i = 0; i < kHot; ++i) {
+                         void *const p = take();
+                         *static_cast<volatile char *>(p) = 1;
+                         give(p);
+                     }
+                 }) *
+                 1e9 / kHot;
+    std::vector<void *> live(kLive);
+    for (void *&p : live) p = take();
+    std::mt19937_64 random(7);
+    std::vector<uint32_t> victims(kChurn);
+    for (uint32_t &v : victims) v = static_cast<uint32_t>(random() % kLive);
+    result.churn = bench::seconds([&] {
+                       for (const uint32_t v : victims) {
+                           give(live[v]);
+                           live[v] = take();
+                           *static_cast<volatile char *>(live[v]) = 1;
+                       }
+                   }) *
+                   1e9 / kChurn;
+    for (void *p : live) give(p);
+    return result;
+}
+
+void compareAllocators(size_t size) {
+    static const Allocator kPeers[] = {{"libjemalloc.so.2", "malloc", "free"},
+                                       {"libtcmalloc_minimal.so.4", "tc_malloc", "tc_free"}};
+    Pair best{1e9, 1e9}, ours{1e9, 1e9};
+    for (int round = 0; round < 3; ++round) {
+        preallocator *const a = preallocator_construct(2UL << 20, size, ~0UL, 0, nullptr, nullptr);
+        const Pair mine = measureAllocator([&] { return preallocator_alloc(a); },
+                                           [&](void *p) { preallocator_free(a, p); });
+        preallocator_destruct(a);
+        ours = {std::min(ours.hot, mine.hot), std::min(ours.churn, mine.churn)};
+        for (const Allocator &peer : kPeers) {
+            if (peer.alloc == nullptr) continue;
+            const Pair theirs = measureAllocator([&] { return peer.alloc(size); }, peer.release);
+            best = {std::min(best.hot, theirs.hot), std::min(best.churn, theirs.churn)};
+        }
+    }
+    show(size, "preallocator, hot alloc and free, bytes:", ours.hot, "best of jemalloc, tcmalloc",
+         best.hot, "<= 0.7");
+    show(size, "preallocator, free and alloc among 1e6, bytes:", ours.churn,
+         "best of jemalloc, tcmalloc", best.churn, "<= 0.9");
+}
+
+}  // namespace
+
+/// bench_containers [MILLIONS]: the largest index measured, 10 million records by default.
+int main(int argc, char **argv) {
+    const size_t millions = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 10;
+    for (const size_t size : {72, 512}) compareAllocators(size);
+    compareSets(1000000);
+    compareIndexes(100000, 9);
+    compareIndexes(1000000, 3);
+    if (millions > 1) {
+        compareIndexes(millions * 1000000, 1);
+        compareResize(millions * 1000000);
+    }
+    return 0;
+}
