@@ -21,17 +21,15 @@ TEST(Os, SummaryHasOneLinePerFactAndReportsAFailedWrite) {
         EXPECT_NE('\n', line[15]) << line;
         names.emplace_back(line, strcspn(line, ":"));
     }
-    EXPECT_THAT(names, testing::ElementsAre("System       ", "Release      ", "Machine      ",
-                                            "Processors   ", "Memory       ", "Swap         ",
-                                            "Uptime       ", "Open files   ", "Core size    ",
-                                            "Locked memory"));
+    EXPECT_THAT(
+        names, testing::ElementsAre("System       ", "Release      ", "Machine      ", "Processors   ", "Memory       ",
+                   "Swap         ", "Uptime       ", "Open files   ", "Core size    ", "Locked memory"));
     free(text);
     out = fopen("/dev/full", "w");
     vextest::LogCapture log;
     EXPECT_EQ(-1, OSTest(out));
     EXPECT_EQ(ENOSPC, errno);
-    EXPECT_THAT(log.lines(),
-                testing::ElementsAre("28 OSTest: could not write: No space left on device"));
+    EXPECT_THAT(log.lines(), testing::ElementsAre("28 OSTest: could not write: No space left on device"));
     fclose(out);
 }
 

@@ -1,0 +1,265 @@
+// Real processes: daemons that are started, asked, killed and started again; locks between them; a
+// service manager's socket.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pwd.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <thread>
+
+#include <vex/inifile.h>
+#include <vex/process.h>
+
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+/// Forks, runs @p body in the child and waits; the exit status, or 128 plus the signal.
+template <typename Body>
+int inChild(Body body) {
+    const pid_t child = fork();
+    if (child == 0) _exit(body());
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+template <typename Condition>
+bool soon(Condition condition) {
+    for (int i = 0; i < 500 && !condition(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return condition();
+}
+
+pid_t holder(const std::string &path) {
+    pid_t pid = 0;
+    return VexPidFileRead(path.c_str(), &pid) == 1 ? pid : 0;
+}
+
+/// What a service manager hears, on a datagram socket of its own.
+class ServiceManager {
+public:
+    explicit ServiceManager(const std::string &path) : socket_(socket(AF_UNIX, SOCK_DGRAM, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(0, bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address));
+        setenv("NOTIFY_SOCKET", path.c_str(), 1);
+    }
+    ~ServiceManager() {
+        unsetenv("NOTIFY_SOCKET");
+        close(socket_);
+    }
+    std::string heard() {
+        pollfd ready = {socket_, POLLIN, 0};
+        char text[256];
+        const ssize_t n = poll(&ready, 1, 5000) > 0 ? recv(socket_, text, sizeof text, 0) : 0;
+        return {text, static_cast<size_t>(n)};
+    }
+
+private:
+    int socket_;
+};
+
+TEST(Daemon, ItsStarterExitsAsItSaysAndOnlyOneRuns) {
+    vextest::TempDir dir;
+    const std::string pid_file = dir / "pid";
+    ServiceManager manager(dir / "notify");
+    const auto start = [&](int status) {
+        return inChild([&] {
+            vextest::LogCapture log;
+            if (VexDaemonStart(pid_file.c_str(), 0) != 0) _exit(99);  // the starter has its own
+            char directory[8] = "";
+            struct stat null {
+            }, input{};
+            const bool as_promised = getcwd(directory, sizeof directory) != nullptr && directory == std::string("/") &&
+                                     umask(027) == 027 && getsid(0) != getpid() && stat("/dev/null", &null) == 0 &&
+                                     fstat(0, &input) == 0 && null.st_rdev == input.st_rdev;
+            signal(SIGTERM, [](int) { _exit(VexDaemonStop()); });
+            VexDaemonReady(as_promised ? status : 77);
+            while (status == 0) pause();
+            return 0;
+        });
+    };
+    ASSERT_EQ(0, start(0));
+    const pid_t daemon = holder(pid_file);
+    EXPECT_EQ("READY=1\nMAINPID=" + std::to_string(daemon) + "\n", manager.heard());
+    EXPECT_EQ(std::to_string(daemon) + "\n", vextest::readFile(pid_file));
+    EXPECT_EQ(1, start(0)) << "one runs already";
+    EXPECT_EQ("STATUS=start-up failed with status 1\n", manager.heard());
+    kill(daemon, SIGKILL);
+    ASSERT_TRUE(soon([&] { return holder(pid_file) == 0; }));
+    EXPECT_EQ(0, access(pid_file.c_str(), F_OK)) << "left behind";
+    ASSERT_EQ(0, start(0)) << "taken over";
+    kill(holder(pid_file), SIGTERM);
+    EXPECT_TRUE(soon([&] { return access(pid_file.c_str(), F_OK) != 0; })) << "removed by a clean stop";
+    EXPECT_EQ(3, start(3)) << "it could not be brought up";
+    EXPECT_EQ(1, inChild([&] {
+        return VexDaemonStart("/nowhere/pid", 0) != 0 ? 99 : 0;  // the starter's status is another
+    }));
+}
+
+TEST(Daemon, InTheForegroundNothingIsForkedOrRedirected) {
+    vextest::TempDir dir;
+    EXPECT_EQ(0, inChild([&] {
+        const pid_t self = getpid();
+        struct stat before {
+        }, after{};
+        fstat(1, &before);
+        const bool good = VexDaemonStart((dir / "pid").c_str(), VEX_DAEMON_FOREGROUND) == 0 && self == getpid() &&
+                          holder(dir / "pid") == self && fstat(1, &after) == 0 && before.st_ino == after.st_ino;
+        return good && VexDaemonReady(0) == 0 && VexDaemonStop() == 0 ? 0 : 1;
+    }));
+    setenv("NOTIFY_SOCKET", "@no-such-manager", 1);
+    vextest::LogCapture log;
+    EXPECT_EQ(-1, VexDaemonReady(0));
+    EXPECT_EQ(-1, VexDaemonStart(nullptr, 8));
+    unsetenv("NOTIFY_SOCKET");
+    EXPECT_THAT(log.lines(), ElementsAre("111 VexDaemonReady: could not tell the service manager: Connection refused",
+                                 "22 VexDaemonStart: invalid flags 0x8"));
+}
+
+TEST(PidFile, TheLockAndNotTheNumberTellsWhoLives) {
+    vextest::TempDir dir;
+    const std::string path = dir / "pid";
+    vextest::writeFile(path, "1\n");  // a living process, but not one that holds it
+    pid_t pid = 7;
+    EXPECT_EQ(0, VexPidFileRead((dir / "absent").c_str(), &pid));
+    EXPECT_EQ(0, VexPidFileRead(path.c_str(), &pid));
+    EXPECT_EQ(0, pid);
+    int fd = VexPidFileCreate(path.c_str());
+    ASSERT_LE(0, fd);
+    EXPECT_EQ(getpid(), holder(path));
+    vextest::LogCapture log;
+    EXPECT_EQ(-1, VexPidFileCreate(path.c_str()));
+    EXPECT_EQ(EEXIST, errno);
+    ASSERT_EQ(0, symlink("pid", (dir / "link").c_str()));
+    EXPECT_EQ(-1, VexPidFileCreate((dir / "link").c_str()));
+    EXPECT_THAT(log.lines(),
+        ElementsAre("17 VexPidFileCreate: already running with pid " + std::to_string(getpid()),
+            "40 VexPidFileCreate: could not open PID file " + (dir / "link") + ": Too many levels of symbolic links"));
+    ASSERT_EQ(0, rename(path.c_str(), (dir / "moved").c_str()));
+    vextest::writeFile(path, "another's");
+    EXPECT_EQ(0, VexPidFileRemove(path.c_str(), fd));
+    EXPECT_EQ("another's", vextest::readFile(path));
+
+    // of many that start at once one wins
+    int winners = 0;
+    std::vector<pid_t> children;
+    for (int i = 0; i < 8; ++i) {
+        children.push_back(fork());
+        if (children.back() == 0) {
+            vextest::LogCapture quiet;
+            fd = VexPidFileCreate(path.c_str());
+            if (fd >= 0) std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            _exit(fd >= 0 && VexPidFileRemove(path.c_str(), fd) == 0 ? 1 : 0);
+        }
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        winners += WEXITSTATUS(status);
+    }
+    EXPECT_EQ(1, winners);
+}
+
+TEST(LockFile, ExcludesThreadsAndProcessesAndWaitsAsLongAsAsked) {
+    vextest::TempDir dir;
+    const std::string path = dir / "lock";
+    int fd = VexLockFileAcquire(path.c_str(), 0);
+    ASSERT_LE(0, fd);
+    vextest::LogCapture log;
+    EXPECT_EQ(-1, VexLockFileAcquire(path.c_str(), 0)) << "the same process";
+    EXPECT_EQ(EAGAIN, errno);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(EAGAIN, inChild([&] { return VexLockFileAcquire(path.c_str(), 1) < 0 ? errno : 0; }));
+    EXPECT_LE(1.0, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    EXPECT_THAT(log.lines(), ElementsAre());
+    std::thread waiter([&] { fd = VexLockFileAcquire(path.c_str(), -1); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(0, VexLockFileRelease(fd));
+    waiter.join();
+    EXPECT_LE(0, fd);
+    EXPECT_EQ(0, VexLockFileRelease(fd));
+    EXPECT_EQ(-1, VexLockFileAcquire((dir / "absent" + "/lock").c_str(), 0));
+    EXPECT_EQ(ENOENT, errno);
+}
+
+TEST(ServiceUser, IsReadFromTheRegistryAndBecomeForGood) {
+    vextest::TempDir dir;
+    const std::string registry = dir / "registry";
+    setenv("ZQREGISTRY", registry.c_str(), 1);
+    char name[16] = "x";
+    EXPECT_EQ(0, VexServiceUserGet(name, sizeof name));
+    EXPECT_STREQ("", name);
+    InifileReleaseAll();
+    vextest::writeFile(registry, "[Service]\nUser = nobody\n");
+    EXPECT_EQ(0, VexServiceUserGet(name, sizeof name));
+    EXPECT_STREQ("nobody", name);
+    vextest::LogCapture log;
+    EXPECT_EQ(-1, VexServiceUserGet(name, 6));
+    EXPECT_EQ(ENOBUFS, errno);
+    unsetenv("ZQREGISTRY");
+    InifileReleaseAll();
+    EXPECT_EQ(-1, VexRunAsUser("no-such-user"));
+    EXPECT_EQ(ENOENT, errno);
+    if (VexIsRoot() == 0) GTEST_SKIP() << "only root can become another user";
+    EXPECT_EQ(0, inChild([] {
+        if (VexRunAsUser("nobody") != 0) return 1;
+        const passwd *nobody = getpwnam("nobody");
+        if (getuid() != nobody->pw_uid || getegid() != nobody->pw_gid || VexIsRoot() != 0) return 2;
+        if (setuid(0) == 0 || getgroups(0, nullptr) > 1) return 3;
+        if (prctl(PR_CAPBSET_READ, 0, 0, 0, 0) != 0) return 4;
+        rlimit files{};
+        if (getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur != files.rlim_max) return 5;
+        if (VexRunAsUser("nobody") != 0) return 6;
+        return VexRunAsUser("root") == -1 && errno == EPERM ? 0 : 7;
+    }));
+}
+
+TEST(Spawn, RunsCapturesCutsAndKills) {
+    char output[16];
+    int status = -1;
+    const auto run = [&](const char *script, int timeout) {
+        const char *const argv[] = {"/bin/sh", "-c", script, nullptr};
+        return VexSpawn(argv, &status, output, sizeof output, timeout);
+    };
+    EXPECT_EQ(0, run("echo out; echo err >&2; exit 3", 0));
+    EXPECT_STREQ("out\nerr\n", output);
+    EXPECT_EQ(3, status);
+    EXPECT_EQ(0, run("seq 100000; kill -9 $$", 0)) << "reads on past the room";
+    EXPECT_STREQ("1\n2\n3\n4\n5\n6\n7\n8", std::string(output).substr(0, 15).c_str());
+    EXPECT_EQ(128 + SIGKILL, status);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(0, run("sleep 100 & echo left", 0)) << "what it leaves behind holds its output open";
+    EXPECT_STREQ("left\n", output);
+    vextest::LogCapture log;
+    EXPECT_EQ(-1, run("sleep 100; echo never", 1));
+    EXPECT_EQ(ETIMEDOUT, errno);
+    EXPECT_GT(10.0, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    const char *const absent[] = {"/no/such/program", nullptr};
+    EXPECT_EQ(-1, VexSpawn(absent, nullptr, nullptr, 0, 0));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_THAT(log.lines(), ElementsAre("110 VexSpawn: /bin/sh did not end: Connection timed out",
+                                 "2 VexSpawn: could not run /no/such/program: No such file or directory"));
+    sigset_t blocked, old;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, &old);
+    EXPECT_EQ(0, run("kill -TERM $$; sleep 5", 4)) << "signals are reset";
+    EXPECT_EQ(128 + SIGTERM, status);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+}
+
+}  // namespace
