@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include <vex/frame.h>
@@ -19,18 +20,29 @@ uint32_t numCores() {
     return num_cores;
 }
 
+bool markerSet(Marker marker) {
+    return process_state.markers[static_cast<int>(marker)].load(std::memory_order_relaxed);
+}
+
 namespace {
+
+// in the order of Marker; below "/usr/lumen/zqde/"
+constexpr const char *kMarkerFiles[] = {"qlsr-perf", "qlsr-appliance", "qlsr-container",
+                                        "qlsr-cloud", "qlsr"};
+static_assert(std::size(kMarkerFiles) == static_cast<size_t>(Marker::kCount));
+
 // counted before main, while the process has one thread
 [[maybe_unused]] const uint32_t counted_at_load = numCores();
+
 }  // namespace
 
 }  // namespace vex
 
-// "/usr/lumen/zqde/qlsr-perf"
 void RefreshMarkerFiles() {
-    vex::process_state.perf_enabled = vex::markerExists("qlsr-perf");
+    for (size_t i = 0; i < std::size(vex::kMarkerFiles); ++i)
+        vex::process_state.markers[i] = vex::markerExists(vex::kMarkerFiles[i]);
 }
 
 bool PerfEnabled() {
-    return vex::process_state.perf_enabled.load(std::memory_order_relaxed);
+    return vex::markerSet(vex::Marker::kPerf);
 }
