@@ -24,6 +24,7 @@ int runUid(int argc, char **argv);
 int runId(int argc, char **argv);
 int runIni(int argc, char **argv);
 int runSize(int argc, char **argv);
+int runSort(int argc, char **argv);
 int runPasswd(int argc, char **argv);
 int runPasswdStore(int argc, char **argv);
 

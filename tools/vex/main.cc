@@ -32,6 +32,10 @@ constexpr std::array kCommands = {
             "read or change a configuration file", runIni},
     Command{"size", "[--json] TEXT...", "read sizes such as 10GiB: bytes, exact and rounded",
             runSize},
+    Command{"sort",
+            "[--record N [--key OFF:LEN]] [--unique] [--memory SIZE] [--merge N]\n"
+            "      [--temp DIR] IN OUT",
+            "sort lines, or records of N bytes, by their bytes; equal ones keep their order", runSort},
     Command{"passwd", "encode|decode|encrypt|decrypt [--key-file STORE] [TEXT]",
             "make a password unreadable, or readable; standard input without TEXT", runPasswd},
     Command{"passwd-store", "init|rotate STORE", "make a key store, or give it a new current key",

@@ -29,6 +29,7 @@ public:
     /// Syncs the content, puts it under its name and syncs the directory.
     bool commit();
 
+    int fd() const { return fd_.get(); }
     /// True when bytes have reached somebody who keeps them whatever happens later.
     bool direct() const { return target_.empty(); }
 
