@@ -85,6 +85,7 @@ bool OutputFile::open(const char *path) {
     std::free(real);
     directory_ = directoryOf(target_);
     mode_ = exists ? status.st_mode & kPermissions : newFileMode();
+    if (exists) owner_ = {status.st_uid, status.st_gid};
     return createUnnamed() || createNamed() || failed("cannot be created");
 }
 
@@ -114,6 +115,9 @@ bool OutputFile::write(const void *data, size_t size) {
 
 bool OutputFile::commit() {
     if (direct()) return fd_.close() == 0 || failed("could not be completed");
+    // only the superuser may pass a file on; for all others a replaced file becomes their own
+    if (owner_.user != geteuid() || owner_.group != getegid())
+        (void)fchown(fd_.get(), owner_.user, owner_.group);
     if (fchmod(fd_.get(), mode_) != 0 || safe_fsync(fd_.get()) != 0 || !publish())
         return failed("could not be completed");
     const bool durable = dirfsync(directory_.c_str(), 0) == 0;

@@ -4,6 +4,7 @@
 #define VEX_TOOL_OUTPUT_FILE_H
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <string>
@@ -45,6 +46,10 @@ private:
     std::string directory_;  ///< of target_
     std::string temporary_;  ///< the name of what is not complete; empty while it has none
     mode_t mode_ = 0;
+    struct {
+        uid_t user;
+        gid_t group;
+    } owner_ = {geteuid(), getegid()};  ///< of what is replaced
 };
 
 }  // namespace tool
