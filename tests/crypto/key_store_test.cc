@@ -37,15 +37,6 @@ unsigned modeOf(const std::string &path) {
     return status.st_mode & 07777;
 }
 
-TEST(KeyStore, ReadsHandMadeFiles) {
-    const vextest::TempDir dir;
-    vextest::writeFile(dir / "k", kStore);
-    for (const auto &crc : {std::string(kCrc), std::string("crc=1\n") + kCrc}) {
-        vextest::writeFile(dir / "k.chksum", crc);
-        EXPECT_EQ("00000001ffffffff12345678deadbeef00000005000000060000000780000000", keyText(dir / "k"));
-    }
-}
-
 TEST(KeyStore, NamesEveryError) {
     const auto with = [](const char *old, const char *text) {
         return std::string(kStore).replace(kStore.find(old), strlen(old), text);

@@ -7,6 +7,7 @@
 #include <vex/magic.h>
 
 #include "base/unique_fd.h"
+#include "support/failures.h"
 #include "support/faults.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
@@ -79,30 +80,31 @@ TEST(Magic, EveryReaderTellsTheSameOfTheSameBytes) {
 }
 
 TEST(Magic, RefusesBadParameters) {
-    vextest::LogCapture log;
     int encrypted = 7, compressed = 7, ends[2];
+    const auto settings = [&](const void *header, unsigned size) {
+        return vexMagicGetCryptSettings(header, size, &encrypted, &compressed);
+    };
     ASSERT_EQ(0, pipe(ends));
     const vex::UniqueFd reading(ends[0]), writing(ends[1]);
     EXPECT_EQ(14, vexMagicWrite(0x4001, writing.get(), 0));
-    EXPECT_EQ(-1, vexMagicRead(reading.get(), nullptr)) << "a pipe has no beginning";
-    EXPECT_EQ(-2, vexMagicRead2(reading.get(), nullptr, 1));
-    EXPECT_EQ(0, vexMagicRead(0, nullptr) | vexMagicRead2(-1, nullptr, 0) | vexMagicFread(nullptr, nullptr));
-    EXPECT_EQ(EBADF, errno);
-    EXPECT_EQ(0, vexMagicDecode(nullptr, nullptr, 14, nullptr) | vexMagicDecode(nullptr, nullptr, 13, nullptr));
-    EXPECT_EQ(ENODATA, errno);
-    EXPECT_EQ(-1, vexMagicDecode("/nonexistent", kHeader.data(), 14, nullptr));
-    EXPECT_EQ(-1, vexMagicGetCryptSettings(kHeader.data(), 13, &encrypted, &compressed));
-    EXPECT_EQ(-1, vexMagicGetCryptSettings(nullptr, 14, &encrypted, &compressed));
-    EXPECT_EQ(0, vexMagicGetCryptSettings("not a header..", 14, &encrypted, &compressed));
+    vextest::expectFailures({
+        {"9 vexMagicRead: invalid file descriptor", EBADF, 0, [] { return vexMagicRead(0, nullptr); }},
+        {"9 vexMagicRead2: invalid file descriptor", EBADF, 0, [] { return vexMagicRead2(-1, nullptr, 0); }},
+        {"9 vexMagicFread: invalid NULL file pointer", EBADF, 0, [] { return vexMagicFread(nullptr, nullptr); }},
+        {"", ESPIPE, -1, [&] { return vexMagicRead(reading.get(), nullptr); }},
+        {"29 vexMagicRead2: could not seek to beginning of header", ESPIPE, -2,
+            [&] { return vexMagicRead2(reading.get(), nullptr, 1); }},
+        {"22 vexMagicDecode: invalid NULL parameters", EINVAL, 0,
+            [] { return vexMagicDecode(nullptr, nullptr, 14, nullptr); }},
+        {"61 vexMagicDecode: insufficient header buffer", ENODATA, 0,
+            [] { return vexMagicDecode(nullptr, nullptr, 13, nullptr); }},
+        {"", ENOENT, -1, [] { return vexMagicDecode("/nonexistent", kHeader.data(), 14, nullptr); }},
+        {"61 vexMagicGetCryptSettings: insufficient header buffer", ENODATA, -1,
+            [&] { return settings(&kHeader[0], 13); }},
+        {"22 vexMagicGetCryptSettings: invalid NULL parameters", EINVAL, -1, [&] { return settings(nullptr, 14); }},
+        {"", 0, 0, [&] { return settings("not a header..", 14); }},
+    });
     EXPECT_EQ(14, encrypted + compressed);
-    auto lines = log.lines();
-    std::sort(lines.begin(), lines.end());
-    EXPECT_THAT(lines,
-        testing::ElementsAre("22 vexMagicDecode: invalid NULL parameters",
-            "22 vexMagicGetCryptSettings: invalid NULL parameters",
-            "29 vexMagicRead2: could not seek to beginning of header", "61 vexMagicDecode: insufficient header buffer",
-            "61 vexMagicGetCryptSettings: insufficient header buffer", "9 vexMagicFread: invalid NULL file pointer",
-            "9 vexMagicRead2: invalid file descriptor", "9 vexMagicRead: invalid file descriptor"));
 }
 
 TEST(Magic, SettingsAndDescriptionFollowTheFlags) {

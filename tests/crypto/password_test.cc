@@ -24,7 +24,7 @@ protected:
             keys += "key" + std::to_string(word / 8) + "_" + number + "=" + std::to_string(word % 8 + 1) + "\n";
         }
         vextest::writeFile(store_, keys);
-        vextest::writeFile(store_ + ".chksum", "crc=" + std::to_string(vex::crypto::checksumOf(keys)) + "\n");
+        vextest::writeFile(store_ + ".chksum", "crc=1\ncrc=" + std::to_string(vex::crypto::checksumOf(keys)) + "\n");
     }
     int encrypt(const std::string &src, size_t room = 2048) {
         return EncryptPasswdWithKey(store_.c_str(), src.c_str(), out_, static_cast<unsigned>(room));

@@ -1,0 +1,35 @@
+#ifndef VEXTEST_FAILURES_H
+#define VEXTEST_FAILURES_H
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <functional>
+#include <vector>
+
+#include "support/log_capture.h"
+
+namespace vextest {
+
+/// A call that must fail: what it logs, lines separated by newlines, what it leaves in errno, and the result it gives.
+struct Failure {
+    const char *log;
+    int error;
+    long result;
+    std::function<long()> call;
+};
+
+inline void expectFailures(const std::vector<Failure> &rows) {
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.log) + " / " + std::to_string(&row - rows.data()));
+        LogCapture log;
+        errno = 0;
+        EXPECT_EQ(row.result, row.call());
+        EXPECT_EQ(row.error, errno);
+        EXPECT_EQ(row.log, log.text());
+    }
+}
+
+}  // namespace vextest
+
+#endif
