@@ -48,6 +48,14 @@ class ToolTest(unittest.TestCase):
             self.assertEqual((1, b""), (done.returncode, done.stderr))
             self.assertIn(text, done.stdout.decode())
 
+    def test_os_tells_what_python_knows(self):
+        facts = json.loads(self.vex("os", "--json"))
+        system = os.uname()
+        self.assertEqual([system.sysname, system.release, len(os.sched_getaffinity(0))],
+                         [facts["system"], facts["release"], facts["processors"]["allowed"]])
+        self.assertGreater(facts["memory"]["total"], facts["memory"]["available"])
+        self.assertIn("Deployment   : ", self.vex("os"))
+
     def test_digests_agree_with_the_usual_tools_and_their_lists_with_the_usual_checkers(self):
         names = ["empty", "large", "back\\slash", "new\nline"]
         contents = [b"", bytes(range(256)) * 2000, b"b", b"n"]

@@ -40,6 +40,7 @@ constexpr std::array kCommands = {
             "make a password unreadable, or readable; standard input without TEXT", runPasswd},
     Command{"passwd-store", "init|rotate STORE", "make a key store, or give it a new current key",
             runPasswdStore},
+    Command{"os", "[--json]", "describe the machine, and how much of it this process gets", runOs},
 };
 
 void printUsage(const char *progname) {

@@ -1,0 +1,118 @@
+"""counterd as an operator meets it: started, asked, reloaded, killed, started again, stopped."""
+import os
+import pwd
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+
+COUNTERD = os.environ["VEX_COUNTERD"]
+
+
+class DaemonTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.dir = folder.name
+        self.root = os.geteuid() == 0
+        os.chmod(self.dir, 0o755)
+        if self.root:
+            os.chown(self.dir, pwd.getpwnam("nobody").pw_uid, -1)
+        self.configure("ticket")
+        self.addCleanup(self.kill)
+
+    def path(self, name):
+        return os.path.join(self.dir, name)
+
+    def configure(self, label, **more):
+        values = {"Socket": self.path("socket"), "Counter": self.path("counter"), "PidFile": self.path("pid"),
+                  "User": "nobody" if self.root else "", "Label": label, **more}
+        with open(self.path("ini"), "w", encoding="utf-8") as ini:
+            ini.write("[Daemon]\n" + "".join(f"{key} = {value}\n" for key, value in values.items()))
+            ini.write(f"[Logging]\nLogging = verbose\nLogPath = {self.dir}\n")
+
+    def start(self, status=0, *options):
+        done = subprocess.run([COUNTERD, "--ini", "ini", *options], cwd=self.dir, capture_output=True, timeout=20,
+                              check=False)
+        self.assertEqual(status, done.returncode, done.stderr)
+        return done.stderr.decode()
+
+    def pid(self):
+        with open(self.path("pid"), encoding="utf-8") as file:
+            return int(file.read())
+
+    def kill(self):
+        if os.path.exists(self.path("pid")):
+            try:
+                os.kill(self.pid(), signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+
+    def ask(self, question):
+        with socket.socket(socket.AF_UNIX) as client:
+            client.connect(self.path("socket"))
+            client.sendall(question.encode() + b"\n")
+            return client.makefile().read().rstrip("\n")
+
+    def soon(self, condition):
+        deadline = time.monotonic() + 10
+        while not condition() and time.monotonic() < deadline:
+            time.sleep(0.02)
+        self.assertTrue(condition())
+
+    def test_it_serves_reloads_survives_a_kill_and_stops_cleanly(self):
+        self.start()
+        first = self.pid()
+        if self.root:
+            self.assertEqual(pwd.getpwnam("nobody").pw_uid, os.stat(f"/proc/{first}").st_uid)
+        self.assertEqual(["ticket 1", "ticket 2", "answered 2"], [self.ask(q) for q in ("next", "next", "status")])
+        self.assertIn("error: ask for", self.ask("nonsense"))
+        self.assertIn(f"already running with pid {first}", self.start(1))
+        self.configure("number")
+        os.kill(first, signal.SIGHUP)
+        self.soon(lambda: self.ask("next").startswith("number"))
+        os.rename(self.path("ini"), self.path("away"))
+        os.kill(first, signal.SIGHUP)
+        self.assertIn("number", self.ask("next"), "a reload that fails changes nothing")
+        os.rename(self.path("away"), self.path("ini"))
+        before = int(self.ask("next").split()[1])
+        os.kill(first, signal.SIGKILL)
+        self.soon(lambda: not os.path.exists(f"/proc/{first}"))
+        self.start()
+        self.assertEqual(f"number {before + 1}", self.ask("next"))
+        os.kill(self.pid(), signal.SIGTERM)
+        self.soon(lambda: not os.path.exists(self.path("pid")))
+        self.assertFalse(os.path.exists(self.path("socket")))
+        with open(self.path("counterd.log"), encoding="utf-8") as log:
+            text = log.read()
+        for expected in ("serving on", "settings read again", "cannot read", "stopped"):
+            self.assertIn(expected, text)
+
+    def test_what_keeps_it_from_serving_reaches_the_starter(self):
+        self.configure("x", Counter=self.path("no/such/counter"))
+        self.start(1)
+        self.configure("x", PidFile=self.path("no/such/pid"))
+        self.assertIn("could not open PID file", self.start(1))
+        self.configure("x", User="no-such-user")
+        self.start(1)
+        os.remove(self.path("ini"))
+        self.assertIn("cannot read", self.start(1))
+        self.start(2, "--nonsense")
+
+    def test_in_the_foreground_a_service_manager_hears_of_it(self):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind(self.path("notify"))
+            os.chmod(self.path("notify"), 0o777)
+            manager.settimeout(10)
+            with subprocess.Popen([COUNTERD, "--foreground", "--ini", self.path("ini")],
+                                  env={**os.environ, "NOTIFY_SOCKET": self.path("notify")}) as process:
+                self.assertEqual(f"READY=1\nMAINPID={process.pid}\n", manager.recv(100).decode())
+                process.send_signal(signal.SIGINT)
+                self.assertEqual("STOPPING=1\n", manager.recv(100).decode())
+                self.assertEqual(0, process.wait(10))
+
+
+if __name__ == "__main__":
+    unittest.main()
