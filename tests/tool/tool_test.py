@@ -91,6 +91,19 @@ class ToolTest(unittest.TestCase):
             self.vex("digest", "--check", "broken", status=1)
         self.assertEqual(1, self.vex("digest", "a", "missing", ".", status=1).count("\n"))
 
+    def test_the_index_counts_lines_and_duplicates(self):
+        digests = [hashlib.sha512(str(n % 900).encode()).hexdigest() for n in range(1000)]
+        self.write("list", "".join(f"{d}  name\n" for d in digests).encode())
+        found = json.loads(self.vex("index", "--json", "list", "list"))
+        self.assertEqual((2000, 900, 1100), (found["lines"], found["records"], found["duplicates"]))
+        self.assertGreater(found["memory"], 900 * 80)
+        self.assertLess(found["depth"], 12)
+        self.assertIn("duplicates  1\n", self.vex("index", "--files", "list", "list"))
+        self.write("bad", b"a" * 32 + b"  x\nzz  y\n")
+        self.vex("index", "bad", status=1)
+        self.assertIn("line 2 of 'bad'", self.error)
+        self.vex("index", "--bits", "30", "list", status=2)
+
     def test_identifiers_are_valid_and_differ(self):
         uids = self.vex("uid", "-n", "100").split()
         self.assertEqual(100, len(set(uids)))

@@ -18,6 +18,7 @@ struct Command {
 int runKeygen(int argc, char **argv);
 int runSeal(int argc, char **argv);
 int runOpen(int argc, char **argv);
+int runIndex(int argc, char **argv);
 int runInfo(int argc, char **argv);
 int runDigest(int argc, char **argv);
 int runUid(int argc, char **argv);
