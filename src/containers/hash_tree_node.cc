@@ -10,8 +10,8 @@ namespace {
 Outcome noRoom(const char *who, Path *path) {
     const auto depth = static_cast<unsigned>(path->depth);
     path->depth = 0;
-    ErrorA(ENOBUFS, "%s (%u): unable to push tree path: %s", who, depth, strerror(ENOBUFS));
     errno = ENOBUFS;
+    ErrorA(ENOBUFS, "%s (%u): unable to push tree path: %m", who, depth);  // keeps errno
     return Outcome::kError;
 }
 

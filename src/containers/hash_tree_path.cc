@@ -1,5 +1,6 @@
 #include <stdlib.h>
-#include <string.h>
+
+#include <algorithm>
 
 #include <vex/hash_tree.h>
 
@@ -98,8 +99,7 @@ VexHashTreeNode *VexHashTreePathRemove(VexHashTreePath *path, uint64_t depth) {
     if (!hasEntry(__func__, path, depth)) return nullptr;
     VexHashTreeNode *const removed = path->nodes[depth];
     --path->depth;
-    memmove(path->nodes + depth, path->nodes + depth + 1,
-            (path->depth - depth) * sizeof path->nodes[0]);
+    std::copy(path->nodes + depth + 1, path->nodes + path->depth + 1, path->nodes + depth);
     return removed;
 }
 

@@ -1,4 +1,6 @@
 // Walks over a preallocator's blocks: the iterator and the printed map.
+#include <cstring>
+
 #include <vex/preallocator.h>
 
 #include "containers/slab.h"
@@ -61,8 +63,9 @@ void preallocator_print(FILE *stream, preallocator *a) {
     if (stream == nullptr || a == nullptr)
         return VEX_FAIL(EINVAL, (void)0, "invalid NULL parameter");
     (void)fprintf(stream, "a->flags = 0x%08x\n", a->flags);
-    (void)fprintf(stream, "a->free_block_marker = %p\n",
-                  reinterpret_cast<void *>(a->free_block_marker));
+    void *marker = nullptr;  // printed as an address, in the platform's form
+    std::memcpy(&marker, &a->free_block_marker, sizeof marker);
+    (void)fprintf(stream, "a->free_block_marker = %p\n", marker);
     (void)fprintf(stream, "a->block_size = %lu\n", a->block_size);
     (void)fprintf(stream, "a->blocks_per_slab = %lu\n", a->blocks_per_slab);
     (void)fprintf(stream, "a->slab_size = %lu\n", a->slab_size);
