@@ -15,13 +15,12 @@ namespace {
 constexpr unsigned kNoCode = ~0U;
 
 /// Appends within the message's bounds.
-void appendArgs(vex::log::FatalSlot &slot, const char *format, va_list args) {
+VEX_PRINTF(2, 0) void appendArgs(vex::log::FatalSlot &slot, const char *format, va_list args) {
     const size_t used = std::strlen(slot.message);
     (void)vsnprintf(slot.message + used, sizeof slot.message - used, format, args);
 }
 
-void append(vex::log::FatalSlot &slot, const char *format, ...) VEX_PRINTF(2, 3);
-void append(vex::log::FatalSlot &slot, const char *format, ...) {
+VEX_PRINTF(2, 3) void append(vex::log::FatalSlot &slot, const char *format, ...) {
     va_list args;
     va_start(args, format);
     appendArgs(slot, format, args);

@@ -60,6 +60,7 @@ size_t formatPrefix(vexLogCtx *ctx, int code, int level) {
 }
 
 /// Appends the message and the newline; returns the whole length, 0 when there is nothing to say.
+VEX_PRINTF(3, 0)
 size_t formatLine(vexLogCtx *ctx, size_t prefix, const char *format, va_list args) {
     const size_t room = kLineSize - prefix;
     const int wanted = vsnprintf(ctx->line + prefix, room, format, args);

@@ -9,10 +9,10 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "command.h"
+#include "output_file.h"
 
 namespace tool {
 namespace {
@@ -67,11 +67,6 @@ int next(const char *path) {
     const int status = closeId(path, fd, step(path, fd, &value));
     if (status == kSuccess) std::printf("%" PRIu64 "\n", value);
     return status;
-}
-
-std::string directoryOf(const char *path) {
-    const char *slash = std::strrchr(path, '/');
-    return slash == nullptr ? "." : std::string(path, slash == path ? 1 : slash - path);
 }
 
 int create(const char *path, uint64_t value) {
