@@ -57,8 +57,10 @@ std::string directoryOf(const std::string &path) {
 }
 
 /// Keeps other writers out while it is open; a lock on a file of the store would go with the file.
+/// It is the directory of the file itself, since other writers may come through other links.
 UniqueFd lockDirectoryOf(const char *who, const char *key_file) {
-    const std::string directory = directoryOf(key_file);
+    const UniqueMalloc<char> real(::realpath(key_file, nullptr));
+    const std::string directory = directoryOf(real ? real.get() : key_file);
     UniqueFd fd(retryOnEintr(
         [&] { return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (!fd || retryOnEintr([&] { return ::flock(fd.get(), LOCK_EX); }) != 0)
