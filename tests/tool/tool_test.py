@@ -2,8 +2,11 @@
 import hashlib
 import json
 import os
+import signal
 import subprocess
 import tempfile
+import termios
+import time
 import unittest
 
 VEX = os.environ["VEX_TOOL"]
@@ -164,6 +167,18 @@ class ToolTest(unittest.TestCase):
         for args, data in ((["encrypt", *key, "s" * 496], b""), (["decode", "?"], b""), (["encode"], b"a\0b"),
                            (["encode"], b"x" * 5000), (["encrypt", "--key-file", "absent", "x"], b"")):
             self.assertEqual("", self.vex("passwd", *args, status=1, data=data))
+
+    def test_an_interrupted_prompt_gives_the_terminal_its_echo_back(self):
+        master, slave = os.openpty()
+        with subprocess.Popen([VEX, "passwd", "encode"], stdin=slave, stdout=slave, stderr=subprocess.PIPE) as process:
+            self.assertEqual(b"Text: ", process.stderr.read(6))
+            while termios.tcgetattr(slave)[3] & termios.ECHO:
+                time.sleep(0.001)
+            process.send_signal(signal.SIGTERM)
+        self.assertEqual(-signal.SIGTERM, process.returncode)
+        self.assertTrue(termios.tcgetattr(slave)[3] & termios.ECHO)
+        os.close(master)
+        os.close(slave)
 
     def test_sizes_show_bytes_and_both_texts(self):
         self.assertEqual("10737418240  10GiB  10 GiB\n1500  1500  1.46 KiB\n", self.vex("size", "10GiB", "1500"))

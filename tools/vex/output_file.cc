@@ -7,12 +7,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include "base/eintr.h"
 #include "command.h"
+#include "fatal_signal.h"
 
 namespace tool {
 namespace {
@@ -23,20 +23,9 @@ constexpr int kAttempts = 100;
 // the named temporary file that an interrupted process removes
 char removed_on_signal[4096];
 
-void removeAndDie(int signal) {
-    unlink(removed_on_signal);
-    raise(signal);  // its default action is back and ends the process
-}
-
 void removeOnSignal(const std::string &path) {
     if (vex_strcpy(removed_on_signal, sizeof removed_on_signal, path.c_str()) < 0) return;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
-        struct sigaction action {};
-        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
-        action.sa_handler = removeAndDie;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        (void)sigaction(signal, &action, nullptr);
-    }
+    onFatalSignal([] { unlink(removed_on_signal); });
 }
 
 /// A name beside the target that nobody else uses.

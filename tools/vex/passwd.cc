@@ -9,6 +9,7 @@
 #include <string>
 
 #include "command.h"
+#include "fatal_signal.h"
 
 namespace tool {
 namespace {
@@ -26,26 +27,34 @@ struct Secret {
     Secret &operator=(const Secret &) = delete;
 };
 
+termios before_prompt;
+
+/// Nobody is told of a failure: typing would stay unseen, no more.
+void restoreEcho() {
+    (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_prompt);
+}
+
 /// Switches off a terminal's echo for as long as it lives, and prompts; does nothing elsewhere.
 class Prompt {
 public:
-    explicit Prompt(const char *text) : active_(tcgetattr(STDIN_FILENO, &before_) == 0) {
+    explicit Prompt(const char *text) : active_(tcgetattr(STDIN_FILENO, &before_prompt) == 0) {
         if (!active_) return;
         (void)fputs(text, stderr);
-        termios quiet = before_;
+        onFatalSignal(restoreEcho);
+        termios quiet = before_prompt;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);  // typing is then seen, no more
     }
     ~Prompt() {
         if (!active_) return;
-        (void)tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);  // nobody to tell
+        restoreEcho();
+        onFatalSignal(nullptr);
         (void)fputc('\n', stderr);
     }
     Prompt(const Prompt &) = delete;
     Prompt &operator=(const Prompt &) = delete;
 
 private:
-    termios before_{};
     const bool active_;
 };
 
