@@ -2,11 +2,11 @@
 // other level merging from the array into the scratch memory and the next one back.
 //
 // Elements may own memory, and the comparison is the caller's: it may throw, and it may contradict
-// itself. So at each comparison either the array or the scratch memory holds all elements, and
-// whatever the comparison does, the array holds each of them once in the end.
+// itself. Whatever it does, the array holds each element once in the end.
 #ifndef VEX_CONTAINERS_MERGE_CORE_H
 #define VEX_CONTAINERS_MERGE_CORE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -24,6 +24,18 @@ struct AnySize {
     size_t size;
     size_t bytes() const { return size; }
     void move(char *to, const char *from) const { memcpy(to, from, size); }
+};
+
+/// Elements of one chunk and more, moved without a call; the last chunk may overlap the one before.
+struct ChunkedSize {
+    static constexpr size_t kChunk = 16;
+    size_t size;
+    size_t bytes() const { return size; }
+    void move(char *to, const char *from) const {
+        const size_t last = size - kChunk;
+        for (size_t at = 0; at < last; at += kChunk) memcpy(to + at, from + at, kChunk);
+        memcpy(to + last, from + last, kChunk);
+    }
 };
 
 /// @p Order has isAfter(a, b), true when a belongs behind b, and prepare(element), called a few
@@ -59,7 +71,7 @@ private:
 
     size_t bytes() const { return size_.bytes(); }
 
-    /// Leaves the sorted elements in @p out; the array keeps all of them in some order.
+    /// Leaves the sorted elements in @p out; the array keeps all of them, in some order.
     void sortInto(char *array, uint64_t count, char *out) const {
         if (count <= kInsertion) {
             insertionSort(array, count, out);
@@ -72,48 +84,57 @@ private:
         merge(array, half, count, out);
     }
 
-    /// By exchanges of neighbours, so that the array is whole at each comparison.
-    void insertionSort(char *array, uint64_t count, char *scratch) const {
+    /// Puts the element that is on its way into the gap it left.
+    struct Hole {
+        ~Hole() { size.move(place, element); }
+        Size size;
+        char *place;
+        const char *element;
+    };
+
+    [[gnu::noinline]] void insertionSort(char *array, uint64_t count, char *scratch) const {
+        const Order order = order_;
         char *const end = array + count * bytes();
         for (char *element = array + bytes(); element < end; element += bytes()) {
-            for (char *place = element; place != array; place -= bytes()) {
-                if (!order_.isAfter(place - bytes(), place)) break;
-                size_.move(scratch, place);
-                size_.move(place, place - bytes());
-                size_.move(place - bytes(), scratch);
-            }
+            if (!order.isAfter(element - bytes(), element)) continue;
+            size_.move(scratch, element);
+            Hole hole{size_, element, scratch};
+            do {
+                size_.move(hole.place, hole.place - bytes());
+                hole.place -= bytes();
+            } while (hole.place != array && order.isAfter(hole.place - bytes(), scratch));
         }
     }
 
     void merge(const char *from, uint64_t half, uint64_t count, char *to) const {
-        const char *const right = from + half * bytes();
-        if (!order_.isAfter(right - bytes(), right)) {
-            memcpy(to, from, count * bytes());
-        } else {
-            mergeForward(from, half, count, to);
-        }
-    }
-
-    void prepare(const char *element, const char *limit) const {
-        order_.prepare(element < limit ? element : limit);
-    }
-
-    void mergeForward(const char *from, uint64_t half, uint64_t count, char *to) const {
-        const char *left = from;
         const char *const middle = from + half * bytes();
+        if (order_.isAfter(middle - bytes(), middle))
+            mergeHalves(from, middle, from + count * bytes(), to);
+        else
+            memcpy(to, from, count * bytes());
+    }
+
+    /// The merge itself: the order copied and the function on its own, so that the compiler keeps
+    /// everything in registers over the calls.
+    [[gnu::noinline]] void mergeHalves(const char *left, const char *middle, const char *end,
+                                       char *to) const {
+        const Order order = order_;
         const char *right = middle;
-        const char *const end = from + count * bytes();
-        while (left != middle && right != end) {
-            prepare(left + kAhead * bytes(), end - bytes());
-            prepare(right + kAhead * bytes(), end - bytes());
-            if (order_.isAfter(left, right)) {
+        const char *const last = end - bytes();
+        for (;;) {
+            order.prepare(std::min(left + kAhead * bytes(), last));
+            order.prepare(std::min(right + kAhead * bytes(), last));
+            if (order.isAfter(left, right)) {
                 size_.move(to, right);
+                to += bytes();
                 right += bytes();
+                if (right == end) break;
             } else {
                 size_.move(to, left);
+                to += bytes();
                 left += bytes();
+                if (left == middle) break;
             }
-            to += bytes();
         }
         // on average a handful of elements is left
         for (; left != middle; left += bytes(), to += bytes()) size_.move(to, left);
@@ -121,7 +142,7 @@ private:
     }
 
     Size size_;
-    const Order &order_;
+    Order order_;
 };
 
 }  // namespace vex::sort

@@ -5,6 +5,8 @@
 
 namespace {
 
+using vex::sort::AnySize;
+using vex::sort::ChunkedSize;
 using vex::sort::FixedSize;
 using vex::sort::MergeSorter;
 
@@ -28,11 +30,13 @@ struct AddressOrder {
         return element;
     }
 
-    const CallerOrder &order;
+    CallerOrder order;
 };
 
 constexpr size_t kAddress = sizeof(char *);
 using AddressSize = FixedSize<kAddress>;
+/// Up to here, moving an element costs less than fetching it from wherever it lies.
+constexpr size_t kLargestMoved = 256;
 
 /// Puts each element into the place of its address, one cycle after the other.
 void arrange(char *array, uint64_t count, size_t size, char *addresses, char *spare) {
@@ -88,9 +92,10 @@ void BinarySortMergeSort(void *array, uint64_t count, uint64_t elementSize,
         case 16:
             return MergeSorter(FixedSize<16>(), order).sort(elements, count, spare);
         default:
-            if (elementSize < 2 * kAddress)
-                return MergeSorter(vex::sort::AnySize{elementSize}, order)
-                    .sort(elements, count, spare);
+            if (elementSize < ChunkedSize::kChunk)
+                return MergeSorter(AnySize{elementSize}, order).sort(elements, count, spare);
+            if (elementSize <= kLargestMoved)
+                return MergeSorter(ChunkedSize{elementSize}, order).sort(elements, count, spare);
             return sortByAddress(elements, count, elementSize, order, spare);
     }
 }
