@@ -43,6 +43,7 @@ TEST(Array, HoldsWhatWasAddedAndGrowsWithOneSlotUnused) {
             ASSERT_EQ(growths * row.step, array->capacity) << n;
             ASSERT_EQ(growths * (row.step - 1) - n - 1, array->freeSlots) << n;
         }
+        EXPECT_EQ(value(2), vexArrayNext(array));  // without First
         std::vector<void *> forward{vexArrayFirst(array)}, backward{vexArrayLast(array)};
         while (void *const v = vexArrayNext(array)) forward.push_back(v);
         while (void *const v = vexArrayPrev(array)) backward.push_back(v);
@@ -55,10 +56,6 @@ TEST(Array, HoldsWhatWasAddedAndGrowsWithOneSlotUnused) {
         EXPECT_EQ(0, vexArrayDestroy(array, noteFreed));
         EXPECT_EQ(model, freed);
     }
-    vexArray *const array = vexArrayCreate(0);
-    EXPECT_EQ(0, vexArrayAdd(array, value(1)) + vexArrayAdd(array, value(2)));
-    EXPECT_EQ(value(2), vexArrayNext(array));  // without First
-    EXPECT_EQ(0, vexArrayDestroy(array, nullptr));
 }
 
 TEST(Sequences, TellMissingMemoryAndNullAndStayAsTheyWere) {
@@ -69,38 +66,30 @@ TEST(Sequences, TellMissingMemoryAndNullAndStayAsTheyWere) {
     {
         FaultScope fault({"malloc", "calloc", "realloc"}, 1, ENOMEM);
         fault.keepFailing();
-        EXPECT_EQ(-1, vexArrayAdd(array, value(1)));
-        EXPECT_EQ(-1, vexListAdd(list, value(1)));
+        EXPECT_EQ(-2, vexArrayAdd(array, value(1)) + vexListAdd(list, value(1)));
         EXPECT_EQ(ENOMEM, errno);
         EXPECT_EQ(callbacks, vexCallbackAdd(callbacks, nullptr, value(2)));
-        EXPECT_EQ(nullptr, vexArrayCreate(0));
-        EXPECT_EQ(nullptr, vexListCreate());
+        EXPECT_TRUE(vexArrayCreate(0) == nullptr && vexListCreate() == nullptr);
     }
     EXPECT_EQ(nullptr, vexArrayCreate(UINT64_C(1) << 61));
-    EXPECT_EQ(ERANGE, errno);
     EXPECT_EQ(-1, vexListRemove(list, value(1)));
-    EXPECT_EQ(ENOENT, errno);
-    EXPECT_THAT(
-        log.lines(), ElementsAre("12 vexArrayAdd: unable to reallocate memory for size 8192. (Cannot allocate memory)",
-                         "12 vexListAdd: could not allocate memory",
-                         "90 Could not allocate 40 bytes (vexCallbackAdd at line 153 in ../callbacks)",
-                         "12 vexArrayCreate: unable to allocate memory for size 56. (Cannot allocate memory)",
-                         "12 vexListCreate: could not allocate memory",
-                         "34 vexArrayCreate: unable to allocate memory for size 2305843009213693952. "
-                         "(Numerical result out of range)",
-                         "2 vexListRemove: could not find node"));
-    EXPECT_EQ(0u, array->count + array->capacity);
-    EXPECT_EQ(nullptr, vexListFirst(list));
-    EXPECT_EQ(nullptr, callbacks->next);
-    log.clear();
     EXPECT_EQ(UINT64_MAX, vexArraySize(nullptr));
     EXPECT_EQ(-2, vexArrayAdd(nullptr, nullptr) + vexListRemove(nullptr, nullptr));
-    EXPECT_EQ(EINVAL, errno);
-    EXPECT_THAT(log.lines(), testing::Each(testing::EndsWith(": invalid NULL parameter")));
-    EXPECT_EQ(3u, log.lines().size());
-    EXPECT_EQ(0, vexArrayDestroy(nullptr, nullptr));
+    EXPECT_EQ(
+        "12 vexArrayAdd: unable to reallocate memory for size 8192. (Cannot allocate memory)\n"
+        "12 vexListAdd: could not allocate memory\n"
+        "90 Could not allocate 40 bytes (vexCallbackAdd at line 153 in ../callbacks)\n"
+        "12 vexArrayCreate: unable to allocate memory for size 56. (Cannot allocate memory)\n"
+        "12 vexListCreate: could not allocate memory\n"
+        "34 vexArrayCreate: unable to allocate memory for size 2305843009213693952. (Numerical result out of range)\n"
+        "2 vexListRemove: could not find node\n"
+        "22 vexArraySize: invalid NULL parameter\n22 vexArrayAdd: invalid NULL parameter\n"
+        "22 vexListRemove: invalid NULL parameter",
+        log.text());
+    EXPECT_EQ(0u, array->count + array->capacity);
+    EXPECT_TRUE(vexListFirst(list) == nullptr && callbacks->next == nullptr);
+    EXPECT_EQ(0, vexArrayDestroy(array, nullptr) + vexArrayDestroy(nullptr, nullptr));
     vexListDestroy(nullptr, nullptr);
-    EXPECT_EQ(0, vexArrayDestroy(array, nullptr));
     vexListDestroy(list, nullptr);
     vexCallbackListDelete(callbacks);
 }
@@ -161,60 +150,55 @@ struct Callbacks : testing::Test {
         EXPECT_EQ(value(7), second);
         const char name = static_cast<char>(reinterpret_cast<uintptr_t>(argument));
         test->calls += name;
-        if (const auto at = test->actions.find(std::string{' ', name}); at != std::string::npos) test->act(at + 2);
+        test->act(name);
     }
-    /// "+x" adds, "-x" removes, "-*" removes all, "!" calls the list; up to the next blank.
-    void act(size_t at) {
-        const std::string script = actions.substr(at, actions.find(' ', at) - at);
-        if (depth++ == 0)
-            for (size_t i = 0; i < script.size(); ++i) {
-                if (script[i] == '!') {
-                    list = vexCallCallbackList(list, this, value(7));
-                    continue;
-                }
-                const bool add = script[i] == '+';
-                const char name = script[++i];
-                if (add) list = vexCallbackAdd(list, call, value(static_cast<uintptr_t>(name)));
-                else if (name == '*') list = vexCallbackRemove(list, nullptr, nullptr);
-                else list = vexCallbackRemove(list, call, value(static_cast<uintptr_t>(name)));
-            }
-        --depth;
+    void run() { list = vexCallCallbackList(list, this, value(7)); }
+    /// Does what stands behind the name in actions: "+x" adds, "-x" removes, "-*" removes all, "!" calls the list.
+    void act(char name) {
+        size_t at = actions.find(std::string{' ', name});
+        if (at == std::string::npos || std::exchange(acting, true)) return;
+        for (at += 2; actions[at] != ' '; at += 2) {
+            const char whom = actions[at + 1];
+            void *const argument = value(static_cast<uintptr_t>(whom));
+            if (actions[at] == '!') run();
+            else if (actions[at] == '+') list = vexCallbackAdd(list, call, argument);
+            else list = vexCallbackRemove(list, whom == '*' ? nullptr : call, whom == '*' ? nullptr : argument);
+        }
+        acting = false;
     }
     std::string entries() const {
         std::string result;
-        const vexCallback *prev = nullptr;
-        for (const vexCallback *entry = list; entry != nullptr; prev = entry, entry = entry->next) {
-            EXPECT_EQ(prev, entry->prev);
-            EXPECT_EQ(0u, entry->executing);
+        for (const vexCallback *entry = list, *prev = nullptr; entry != nullptr; prev = entry, entry = entry->next) {
+            EXPECT_TRUE(entry->prev == prev && entry->executing == 0);
             result += static_cast<char>(reinterpret_cast<uintptr_t>(entry->argument));
         }
         return result;
     }
     vexCallback *list = nullptr;
     std::string calls, actions;
-    int depth = 0;
+    bool acting = false;
 };
 
 TEST_F(Callbacks, AreCalledInOrderAndSurviveEveryChangeFromInside) {
     static const struct {
         const char *name, *actions, *calls, *left;
     } kRows[] = {
-        {"added twice", "=+a+b+a ", "aab", "ab"},
-        {"added twice, removed once", "=+a+b+a-a ", "ab", "ab"},
-        {"all removed", "=+a+b-* ", "", ""},
-        {"removes itself", "=+a+b+c b-b ", "abc", "ac"},
-        {"removes itself in the first of two calls", "=+b+b b-b-b ", "bb", ""},
-        {"the only one removes itself", "=+a a-a ", "a", ""},
-        {"removes itself, then another", "=+a+b+c b-b-c ", "ab", "a"},
-        {"removes the head, which goes at once", "=+a+b+c c-a ", "abc", "bc"},
-        {"removes head and itself", "=+a+b+c c-a-c ", "abc", "b"},
-        {"removes the next", "=+a+b+c a-b ", "ac", "ac"},
-        {"removes all", "=+a+b+c b-* ", "ab", ""},
-        {"each appends another", "=+a b+c a+b ", "abc", "abc"},
-        {"appends itself again", "=+a a+a ", "a", "a"},
-        {"removes itself and calls the list", "=+a+b+c b-b! ", "abacc", "ac"},
-        {"removes the head inside a nested call", "=+a+b b-a! ", "abb", "b"},
-        {"removed below nothing, then added", "=+a+b a-a-a+a ", "ab", "b"},
+        {"added twice", " =+a+b+a ", "aab", "ab"},
+        {"added twice, removed once", " =+a+b+a-a ", "ab", "ab"},
+        {"all removed", " =+a+b-* ", "", ""},
+        {"removes itself", " =+a+b+c b-b ", "abc", "ac"},
+        {"removes itself in the first of two calls", " =+b+b b-b-b ", "bb", ""},
+        {"the only one removes itself", " =+a a-a ", "a", ""},
+        {"removes itself, then another", " =+a+b+c b-b-c ", "ab", "a"},
+        {"removes the head, which goes at once", " =+a+b+c c-a ", "abc", "bc"},
+        {"removes head and itself", " =+a+b+c c-a-c ", "abc", "b"},
+        {"removes the next", " =+a+b+c a-b ", "ac", "ac"},
+        {"removes all", " =+a+b+c b-* ", "ab", ""},
+        {"each appends another", " =+a b+c a+b ", "abc", "abc"},
+        {"appends itself again", " =+a a+a ", "a", "a"},
+        {"removes itself and calls the list", " =+a+b+c b-b!! ", "abacc", "ac"},
+        {"removes the head inside a nested call", " =+a+b b-a!! ", "abb", "b"},
+        {"removed below nothing, then added", " =+a+b a-a-a+a ", "ab", "b"},
     };
     for (const auto &row : kRows) {
         SCOPED_TRACE(row.name);
@@ -222,8 +206,8 @@ TEST_F(Callbacks, AreCalledInOrderAndSurviveEveryChangeFromInside) {
         list = nullptr;
         calls.clear();
         actions = row.actions;
-        act(1);
-        list = vexCallCallbackList(list, this, value(7));
+        act('=');
+        run();
         EXPECT_EQ(row.calls, calls);
         EXPECT_EQ(row.left, entries());
     }
@@ -231,13 +215,13 @@ TEST_F(Callbacks, AreCalledInOrderAndSurviveEveryChangeFromInside) {
 
 TEST_F(Callbacks, TraceWhatIsCollectedAndMatchByOneArgumentAlone) {
     LogCapture log(LogCapture::kAll);
-    actions = "=+a+b+c b-*";
-    act(1);
-    list = vexCallCallbackList(list, this, value(7));
-    actions = "=+a+b ";
-    act(1);
+    actions = " =+a+b+c b-* ";
+    act('=');
+    run();
+    actions = " =+a+b ";
+    act('=');
     list = vexCallbackAdd(list, nullptr, value('b'));  // is never called
-    list = vexCallCallbackList(list, this, value(7));
+    run();
     list = vexCallbackRemove(list, nullptr, value('b'));
     EXPECT_EQ("a", entries());
     list = vexCallbackRemove(list, call, nullptr);

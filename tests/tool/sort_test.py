@@ -19,36 +19,32 @@ class SortTest(unittest.TestCase):
         (self.dir / 'tmp').mkdir()
 
     def sort(self, data, *args, status=0, **options):
-        """Sorts through files; no temporary file may be left, and a failure must leave what was there."""
-        (self.dir / 'in').write_bytes(data)
-        out = self.dir / 'out'
-        out.write_bytes(b'old')
-        done = subprocess.run([VEX, 'sort', '--temp', self.dir / 'tmp', *args, self.dir / 'in', out],
+        """Sorts a file onto itself; no temporary file may be left, and a failure must leave what was there."""
+        path = self.dir / 'file'
+        path.write_bytes(data)
+        done = subprocess.run([VEX, 'sort', '--temp', self.dir / 'tmp', *args, path, path],
                               capture_output=True, timeout=120, **options)
-        self.assertEqual(status, done.returncode, done.stderr)
-        self.assertEqual([], os.listdir(self.dir / 'tmp'))
-        self.assertEqual(['in', 'out', 'tmp'], sorted(os.listdir(self.dir)))
+        self.assertEqual((status, status != 0), (done.returncode, done.stderr != b''), done.stderr)
+        self.assertEqual(([], ['file', 'tmp']), (os.listdir(self.dir / 'tmp'), sorted(os.listdir(self.dir))))
         if status:
-            self.assertEqual(b'old', out.read_bytes())
-            return done.stderr.decode()
-        self.assertEqual(b'', done.stderr)
-        return out.read_bytes()
+            self.assertEqual(data, path.read_bytes())
+        return done.stderr.decode() if status else path.read_bytes()
 
     def oracle(self, data, *args):
         return subprocess.run(['sort', *args], input=data, capture_output=True, check=True, env={'LC_ALL': 'C'}).stdout
 
     def test_lines_as_gnu_sort_does(self):
         words = [RANDOM.randbytes(RANDOM.randrange(40)).replace(b'\n', b'') for _ in range(20000)]
-        for data in (b'', b'\n', b'b\na', b'b\n\na\n', b'\n'.join(RANDOM.choices(words, k=120000)), b'x' * (3 << 20)):
+        for data in (b'', b'\n', b'b\n\na', b'\n'.join(RANDOM.choices(words, k=80000)), b'x' * (3 << 20)):
             for args in ((), ('--memory', '1MiB', '--merge', '2'), ('--memory', '1MiB', '--merge', '128')):
-                with self.subTest(args, size=len(data)):
-                    self.assertEqual(self.oracle(data), self.sort(data, *args))
-                    self.assertEqual(self.oracle(data, '-u'), self.sort(data, *args, '--unique'))
+                self.assertEqual(self.oracle(data), self.sort(data, *args))
+                self.assertEqual(self.oracle(data, '-u'), self.sort(data, *args, '--unique'))
+        done = subprocess.run([VEX, 'sort', '-', '-'], input=b'b\na\n', capture_output=True, check=True)
+        self.assertEqual((b'a\nb\n', b''), (done.stdout, done.stderr))
 
     def test_records_by_a_key_inside_them(self):
         # keys of few values, then a counter that shows the order of the input
-        records = [b'%06x-%02d-%08d\n' % (RANDOM.randrange(1 << 24), RANDOM.randrange(50), i) for i in range(60000)]
-        data = b''.join(records)
+        data = b''.join(b'%06x-%02d-%08d\n' % (RANDOM.randrange(1 << 24), RANDOM.randrange(50), i) for i in range(60000))
         for args in ((), ('--memory', '1MiB', '--merge', '3')):
             keyed = ('--record', '19', '--key', '7:2', *args)
             self.assertEqual(self.oracle(data, '-s', '-k1.8,1.9'), self.sort(data, *keyed))
@@ -56,26 +52,13 @@ class SortTest(unittest.TestCase):
             self.assertEqual(self.oracle(data), self.sort(data, '--record', '19', *args))
         self.assertIn('ends within a record', self.sort(data + b'x', '--record', '19', status=1))
 
-    def test_standard_streams_and_a_file_onto_itself(self):
-        done = subprocess.run([VEX, 'sort', '-', '-'], input=b'b\na\n', capture_output=True, check=True)
-        self.assertEqual((b'a\nb\n', b''), (done.stdout, done.stderr))
-        path = self.dir / 'in'
-        path.write_bytes(b'b\na\n')
-        subprocess.run([VEX, 'sort', path, path], check=True)
-        self.assertEqual(b'a\nb\n', path.read_bytes())
-
     def test_wrong_options_and_full_disks_leave_everything_as_it_was(self):
-        for args in (['--key', '0:1'], ['--record', '8', '--key', '8:1'], ['--record', '8', '--key', '0:0'],
-                     ['--record', '8', '--key', '1:18446744073709551615'], ['--record', '8', '--key', '1'],
-                     ['--record', '2GiB'], ['--memory', '1000'], ['--merge', '1'], ['--merge', '129'], ['extra']):
-            with self.subTest(args):
-                self.assertIn("'vex --help'", self.sort(b'b\na\n', *args, status=2))
+        for args in ('--key 0:1', '--record 8 --key 8:1', '--record 8 --key 0:0', '--record 8 --key 1', '--record 2GiB',
+                     '--record 8 --key 1:18446744073709551615', '--memory 1000', '--merge 1', '--merge 129', 'extra'):
+            self.assertIn("'vex --help'", self.sort(b'b\na\n', *args.split(), status=2))
         limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 20, resource.RLIM_INFINITY))
         data = b''.join(b'%d\n' % RANDOM.randrange(1 << 30) for _ in range(200000))
-        self.assertIn('make room in', self.sort(data, '--memory', '4MiB', status=1, preexec_fn=limit,
-                                            restore_signals=False))
-        self.assertIn('cannot be opened', subprocess.run([VEX, 'sort', self.dir / 'absent', self.dir / 'out'],
-                                                         capture_output=True, check=False).stderr.decode())
+        self.assertIn('make room in', self.sort(data, '--memory', '4MiB', status=1, preexec_fn=limit, restore_signals=False))
 
 
 if __name__ == '__main__':
