@@ -29,6 +29,12 @@ void *callRead(const BinarySortCtx &ctx, FILE *stream, uint64_t *size) {
     return object;
 }
 
+/// The end is no failure: its errno must not be taken for that of a later one.
+ReadResult atEnd() {
+    errno = 0;
+    return ReadResult::kEnd;
+}
+
 /// The number in front of an object: kEnd when the run ends before its first byte.
 ReadResult readNumber(const BinarySortCtx &ctx, FILE *run, uint64_t *number) {
     const size_t got = fread(number, 1, sizeof *number, run);
@@ -43,7 +49,7 @@ ReadResult readNumber(const BinarySortCtx &ctx, FILE *run, uint64_t *number) {
 ReadResult readSource(BinarySortCtx *ctx, FILE *source, OwnedEntry *out, uint64_t *size) {
     for (;;) {
         void *const object = callRead(*ctx, source, size);
-        if (object == nullptr && errno == ENOENT) return ReadResult::kEnd;
+        if (object == nullptr && errno == ENOENT) return atEnd();
         if (object == nullptr && errno != 0) {
             const int err = errno;
             SORT_FAIL(*ctx, "BinarySortFp", err, err, "Could not read object: %m");
@@ -71,7 +77,7 @@ ReadResult readRun(const BinarySortCtx &ctx, FILE *run, OwnedEntry *out) {
             return ReadResult::kObject;
         }
         if (errno == 0) continue;
-        if (errno == ENOENT && !numbers) return ReadResult::kEnd;
+        if (errno == ENOENT && !numbers) return atEnd();
         // a number without its object is a run that was cut off
         const int err = errno == ENOENT ? EIO : errno;
         SORT_FAIL(ctx, kReader, err, err, "Could not read object: %m");

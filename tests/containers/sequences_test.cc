@@ -1,13 +1,9 @@
 // Arrays, lists and callback lists.
 #include <errno.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <functional>
 #include <list>
 #include <random>
-#include <string>
-#include <vector>
 
 #include <vex/array.h>
 #include <vex/callbacks.h>
@@ -16,10 +12,10 @@
 #include "support/faults.h"
 #include "support/log_capture.h"
 #include "support/seed.h"
+#include "support/table.h"
 
 namespace {
 
-using testing::ElementsAre;
 using vextest::FaultScope;
 using vextest::LogCapture;
 
@@ -33,8 +29,7 @@ TEST(Array, HoldsWhatWasAddedAndGrowsWithOneSlotUnused) {
     for (const auto &row : kSteps) {
         vexArray *const array = vexArrayCreate(row.size);
         ASSERT_EQ(row.step, array->step);
-        EXPECT_EQ(nullptr, vexArrayFirst(array));
-        EXPECT_EQ(nullptr, vexArrayLast(array));
+        EXPECT_TRUE(vexArrayFirst(array) == nullptr && vexArrayLast(array) == nullptr);
         std::vector<void *> model;
         for (uintptr_t n = 0; n < 3000; ++n) {
             ASSERT_EQ(0, vexArrayAdd(array, value(n + 1)));
@@ -49,8 +44,7 @@ TEST(Array, HoldsWhatWasAddedAndGrowsWithOneSlotUnused) {
         while (void *const v = vexArrayPrev(array)) backward.push_back(v);
         EXPECT_EQ(model, forward);
         EXPECT_EQ(model, std::vector<void *>(backward.rbegin(), backward.rend()));
-        EXPECT_EQ(nullptr, vexArrayNext(array));  // stays at the end
-        EXPECT_EQ(nullptr, vexArrayPrev(array));
+        EXPECT_TRUE(vexArrayNext(array) == nullptr && vexArrayPrev(array) == nullptr);  // stay at the ends
         EXPECT_EQ(3000u, vexArraySize(array));
         freed.clear();
         EXPECT_EQ(0, vexArrayDestroy(array, noteFreed));
@@ -104,28 +98,18 @@ TEST(List, BehavesAsAPlainListWhileItsCursorWalks) {
     for (int i = 0; i < 20000; ++i) {
         void *const v = value(random() % 16 + 1);
         const auto at = std::find(model.begin(), model.end(), v);
-        switch (random() % 8) {
-            case 0:
-            case 1:
-            case 2:
-                if (random() % 4 == 0) list->last = nullptr;  // is found again by walking
-                ASSERT_EQ(0, vexListAdd(list, v));
-                model.push_back(v);
-                break;
-            case 3:
-            case 4:
-            case 5:
-                ASSERT_EQ(at == model.end() ? -1 : 0, vexListRemove(list, v));
-                if (at == model.end()) break;
-                if (at == cursor) ++cursor;
-                model.erase(at);
-                break;
-            case 6:
-                cursor = model.begin();
-                ASSERT_EQ(next(), vexListFirst(list));
-                break;
-            default:
-                ASSERT_EQ(next(), vexListNext(list));
+        if (const auto action = random() % 8; action < 3) {
+            if (action == 0) list->last = nullptr;  // is found again by walking
+            ASSERT_EQ(0, vexListAdd(list, v));
+            model.push_back(v);
+        } else if (action < 6) {
+            ASSERT_EQ(at == model.end() ? -1 : 0, vexListRemove(list, v));
+            if (at == model.end()) continue;
+            if (at == cursor) ++cursor;
+            model.erase(at);
+        } else {
+            if (action == 6) cursor = model.begin();
+            ASSERT_EQ(next(), action == 6 ? vexListFirst(list) : vexListNext(list));
         }
         auto *node = reinterpret_cast<vexListNode *>(list);
         for (void *const expected : model) {
@@ -133,9 +117,7 @@ TEST(List, BehavesAsAPlainListWhileItsCursorWalks) {
             node = node->next;
             ASSERT_EQ(expected, node->value);
         }
-        ASSERT_EQ(nullptr, node->next);
-        ASSERT_EQ(node, list->last);
-        ASSERT_TRUE(list->zero0 == nullptr && list->zero1 == nullptr);
+        ASSERT_TRUE(node->next == nullptr && node == list->last && !list->zero0 && !list->zero1);
     }
     freed.clear();
     vexListDestroy(list, noteFreed);
@@ -180,36 +162,21 @@ struct Callbacks : testing::Test {
 };
 
 TEST_F(Callbacks, AreCalledInOrderAndSurviveEveryChangeFromInside) {
-    static const struct {
-        const char *name, *actions, *calls, *left;
-    } kRows[] = {
-        {"added twice", " =+a+b+a ", "aab", "ab"},
-        {"added twice, removed once", " =+a+b+a-a ", "ab", "ab"},
-        {"all removed", " =+a+b-* ", "", ""},
-        {"removes itself", " =+a+b+c b-b ", "abc", "ac"},
-        {"removes itself in the first of two calls", " =+b+b b-b-b ", "bb", ""},
-        {"the only one removes itself", " =+a a-a ", "a", ""},
-        {"removes itself, then another", " =+a+b+c b-b-c ", "ab", "a"},
-        {"removes the head, which goes at once", " =+a+b+c c-a ", "abc", "bc"},
-        {"removes head and itself", " =+a+b+c c-a-c ", "abc", "b"},
-        {"removes the next", " =+a+b+c a-b ", "ac", "ac"},
-        {"removes all", " =+a+b+c b-* ", "ab", ""},
-        {"each appends another", " =+a b+c a+b ", "abc", "abc"},
-        {"appends itself again", " =+a a+a ", "a", "a"},
-        {"removes itself and calls the list", " =+a+b+c b-b!! ", "abacc", "ac"},
-        {"removes the head inside a nested call", " =+a+b b-a!! ", "abb", "b"},
-        {"removed below nothing, then added", " =+a+b a-a-a+a ", "ab", "b"},
-    };
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(row.name);
+    // what is done first and then by which callback; the calls; what is left
+    for (const auto &row : vextest::table(3,
+             " =+a+b+a-a+b+b |abbb|ab| =+a+b-* ||| =+a+b+c b-b |abc|ac| =+b+b b-b-b |bb|| =+a a-a |a|| =+a+b+c b-b-c "
+             "|ab|a|"
+             " =+a+b+c c-a |abc|bc| =+a+b+c c-a-c |abc|b| =+a+b+c a-b |ac|ac| =+a+b+c b-* |ab|| =+a b+c a+b |abc|abc|"
+             " =+a a+a |a|a| =+a+b+c b-b!! |abacc|ac| =+a+b b-a!! |abb|b| =+a+b a-a-a+a |ab|b|")) {
+        SCOPED_TRACE(row[0]);
         vexCallbackListDelete(list);
         list = nullptr;
         calls.clear();
-        actions = row.actions;
+        actions = row[0];
         act('=');
         run();
-        EXPECT_EQ(row.calls, calls);
-        EXPECT_EQ(row.left, entries());
+        EXPECT_EQ(row[1], calls);
+        EXPECT_EQ(row[2], entries());
     }
 }
 
@@ -226,11 +193,13 @@ TEST_F(Callbacks, TraceWhatIsCollectedAndMatchByOneArgumentAlone) {
     EXPECT_EQ("a", entries());
     list = vexCallbackRemove(list, call, nullptr);
     EXPECT_EQ(nullptr, list);
-    EXPECT_THAT(log.lines(VEX_LOG_TRACE),
-        ElementsAre("vexCallbackRemove: called while callback was currently executing. -3 callbacks will be collected "
-                    "at a later time",
-            "vexCallCallbackList: about to perform garbage collection", "vexCallbackRemove: cleaning 2 callbacks",
-            "vexCallbackRemove: cleaning 1 callbacks"));
+    std::string lines;
+    for (const std::string &line : log.lines(VEX_LOG_TRACE)) lines += line + "\n";
+    EXPECT_EQ(
+        "vexCallbackRemove: called while callback was currently executing. -3 callbacks will be collected at a later "
+        "time\nvexCallCallbackList: about to perform garbage collection\nvexCallbackRemove: cleaning 2 callbacks\n"
+        "vexCallbackRemove: cleaning 1 callbacks\n",
+        lines);
 }
 
 }  // namespace

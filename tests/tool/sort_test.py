@@ -1,11 +1,5 @@
 """Drives the companion command's sort; GNU sort is the oracle. VEX_TOOL is the command's path."""
-import os
-import pathlib
-import random
-import resource
-import subprocess
-import tempfile
-import unittest
+import os, pathlib, random, resource, subprocess, tempfile, unittest
 
 VEX = os.environ['VEX_TOOL']
 RANDOM = random.Random(1)
