@@ -42,7 +42,8 @@ VEX_BEGIN_DECLS
  * Orders two records: negative when @p a comes before @p b, 0 when they are equal, positive when it
  * comes after; -2 (VexHashTreeCompareFailed) when it could not tell, so never -2 for "before".
  *
- * @param a  the record in the tree.
+ * @param a  the record in the tree; aligned to 8 bytes when the slab size is a multiple of 8, else
+ * at any address.
  * @param b  the record or key that the caller gave.
  */
 typedef int (*VexHashTreeCompare)(void *user, const void *a, const void *b);

@@ -25,6 +25,13 @@ struct Record {
 static_assert(sizeof(Record) == 48);
 Record record(uint64_t key, uint64_t value = 0) { return {key, value, {key, key, key, ~key}}; }
 
+/// Records in a tree may lie at odd addresses.
+Record load(const void *p) {
+    Record r;
+    memcpy(&r, p, sizeof r);
+    return r;
+}
+
 /// A tree whose comparison can be told to fail, and its model: records by bucket and key.
 struct Subject {
     explicit Subject(uint32_t bits, uint64_t slab_size = kSlab)
@@ -33,12 +40,10 @@ struct Subject {
     static int compare(void *user, const void *a, const void *b) {
         auto &left = static_cast<Subject *>(user)->compares_left;
         if (left != 0 && --left == 0) return -2;
-        const uint64_t x = static_cast<const Record *>(a)->key, y = static_cast<const Record *>(b)->key;
+        const uint64_t x = load(a).key, y = load(b).key;
         return x < y ? -1 : x > y;
     }
-    static uint64_t hash(void *, const void *data) {
-        return static_cast<const Record *>(data)->key * 0x9e3779b97f4a7c15 >> 32;
-    }
+    static uint64_t hash(void *, const void *data) { return load(data).key * 0x9e3779b97f4a7c15 >> 32; }
     using Position = std::pair<uint64_t, uint64_t>;
     Position at(uint64_t key) const {
         const Record r = record(key);
@@ -87,7 +92,7 @@ void insertWithPath(Subject &s, const Record &r) {
     if (!known) s.model[s.at(r.key)] = r.value;
     EXPECT_EQ(s.model[s.at(r.key)], out.value);
     VexHashTreeNode *const node = VexHashTreePathPeek(&path);
-    EXPECT_EQ(r.key, static_cast<Record *>(VexHashTreeNodeGetNodeData(node))->key);
+    EXPECT_EQ(r.key, load(VexHashTreeNodeGetNodeData(node)).key);
     ASSERT_EQ(1, VexHashTreePathValidateCompletely(&path, s.tree->buckets[s.at(r.key).first], node));
 }
 
@@ -326,7 +331,7 @@ TEST(HashTreeNode, BuildsStepsThroughAndTakesApartOneBucket) {
     VexHashTreePathInit(&path);
     uint64_t key = 0;
     for (auto *node = VexHashTreeNodeFirst(root, &path); node != nullptr; ++key) {
-        ASSERT_EQ(key, static_cast<Record *>(VexHashTreeNodeGetNodeData(node))->key);
+        ASSERT_EQ(key, load(VexHashTreeNodeGetNodeData(node)).key);
         ASSERT_EQ(1, VexHashTreePathValidateCompletely(&path, root, node));
         ASSERT_EQ(node, VexHashTreeNodeFind(root, node, Subject::compare, &context, nullptr));
         node = VexHashTreeNodeNext(root, node, Subject::compare, &context, &path);
