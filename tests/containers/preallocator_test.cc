@@ -36,6 +36,7 @@ std::string printed(Write write) {
     write(stream);
     fclose(stream);
     std::string result = text;
+    free(text);
     for (size_t at = 0; (at = result.find("0x", at)) != std::string::npos; ++at) {
         const size_t end = result.find_first_not_of("0123456789abcdef", at + 2);
         if (end - at > 10) result.replace(at, end - at, "@");  // flags have eight digits
