@@ -2,8 +2,11 @@
 find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
 find_package(ZLIB REQUIRED)
 find_package(CURL REQUIRED)
+find_package(SQLite3 REQUIRED)
 find_package(Threads REQUIRED)
 
+find_path(JANSSON_INCLUDE_DIR jansson.h REQUIRED)
+find_library(JANSSON_LIBRARY jansson REQUIRED)
 find_path(LZO_INCLUDE_DIR lzo/lzo1x.h REQUIRED)
 find_library(LZO_LIBRARY lzo2 REQUIRED)
 if(NOT TARGET vex_lzo)

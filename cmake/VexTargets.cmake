@@ -31,9 +31,9 @@ function(vex_configure_library target)
         PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
     target_link_libraries(${target}
         PUBLIC OpenSSL::Crypto Threads::Threads
-        PRIVATE ZLIB::ZLIB CURL::libcurl ${LZO_LIBRARY}
+        PRIVATE ZLIB::ZLIB CURL::libcurl SQLite::SQLite3 ${JANSSON_LIBRARY} ${LZO_LIBRARY}
                 $<BUILD_INTERFACE:vex_warnings> $<BUILD_INTERFACE:vex_sanitize>)
-    target_include_directories(${target} PRIVATE ${LZO_INCLUDE_DIR})
+    target_include_directories(${target} PRIVATE ${LZO_INCLUDE_DIR} ${JANSSON_INCLUDE_DIR})
     get_target_property(type ${target} TYPE)
     if(type STREQUAL SHARED_LIBRARY)
         target_link_options(${target} PRIVATE

@@ -23,6 +23,7 @@ HEADERS = {
     'containers': ['preallocator.h', 'hash_tree.h', 'set.h', 'array.h', 'list.h', 'callbacks.h', 'merge_sort.h'],
     'crypto': ['magic.h', 'blowfish.h', 'cipher.h', 'crypt_stream.h', 'password.h'],
     'os': ['os.h', 'process.h'],
+    'clients': ['http.h', 'storage_http.h', 'cloud_config.h', 'json.h', 'sqlite.h'],
 }
 FREE = {'export.h', 'revision.h'}
 FAMILY_OF = {header: family for family, headers in HEADERS.items() for header in headers}

@@ -1,0 +1,125 @@
+/**
+ * @file storage_http.h
+ * An HTTP client for storage services: certificates, proxies, retries, ranges and streams.
+ *
+ * A client may be used by several threads at once: each request takes a connection from a pool and
+ * gives it back, open, for the next one. Only http and https are spoken; redirects are followed for
+ * get and head, to the same scheme, host and port only. Proxies come from the options, never from
+ * the environment. Neither keys nor passwords are logged.
+ *
+ * Requests that may be made twice (get, head, put, del) are tried again, up to
+ * StorageHttpOptions::retries times, when no connection came about, when the time was up before the
+ * first byte of the answer, and for the statuses 429, 502, 503 and 504: after 1, 2, 4 ... seconds,
+ * or after what "Retry-After" says, but never more than 60. An upload from a descriptor that cannot
+ * seek is tried once.
+ *
+ * @standard RFC 9110, RFC 6585 (429); libcurl does the work.
+ */
+#ifndef VEX_STORAGE_HTTP_H
+#define VEX_STORAGE_HTTP_H
+
+#ifdef __cplusplus
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <vex/export.h>
+
+struct StorageHttpOptions {
+    std::string base_url; /**< "https://host:port/prefix"; paths are appended as they are */
+    std::string ca_file;  /**< PEM; empty for the system's authorities */
+    std::string client_cert, client_key, client_key_password; /**< PEM files; empty for none */
+    std::string proxy; /**< "http://host:port", "socks5h://host:port" ...; empty for none */
+    std::string proxy_user, proxy_password;
+    std::string no_proxy; /**< hosts reached without the proxy, with commas between them */
+    long connect_timeout_s = 30, timeout_s = 300;
+    bool verify_host = true, verify_peer = true;
+    unsigned retries = 3;
+    uint64_t max_body = 256u << 20; /**< bytes that a response may keep in memory */
+};
+
+struct StorageHttpResponse {
+    int curl_code = 0; /**< libcurl's, of the last attempt */
+    long status = 0;   /**< of HTTP; 0 when no answer came */
+    std::string body;  /**< empty where it went to a descriptor; an error's body is here always */
+    std::vector<std::pair<std::string, std::string>>
+        headers;       /**< of the last answer, as they came */
+    std::string error; /**< why the transfer failed; empty when it did not */
+
+    /** The value of a header, its name in any case; NULL when absent. */
+    VEX_API const std::string *header(const std::string &name) const;
+};
+
+/** How a stream passes. */
+struct StorageHttpTransfer {
+    uint64_t offset = 0;          /**< of the first byte to download */
+    uint64_t length = UINT64_MAX; /**< bytes to download from there, at most */
+    /** Called now and then with the bytes that have passed and the total, 0 while that is unknown;
+     * false ends the transfer. */
+    std::function<bool(uint64_t done, uint64_t total)> progress;
+    bool want_digest = false; /**< compute the digest on the way */
+    std::string digest;       /**< SHA-512/256 of what passed, 64 hexadecimal digits */
+    uint64_t bytes = 0;       /**< that passed */
+};
+
+class VEX_API StorageHttpClient {
+public:
+    explicit StorageHttpClient(const StorageHttpOptions &options);
+    ~StorageHttpClient();
+    StorageHttpClient(const StorageHttpClient &) = delete;
+    StorageHttpClient &operator=(const StorageHttpClient &) = delete;
+
+    /**
+     * Make a request.
+     *
+     * @param path  appended to the base URL; escape it with UrlEncode where needed.
+     * @return 0 when an answer came, whatever its status; -1 with EIO (ETIMEDOUT, ENOMEM, EFBIG for
+     * a body above max_body, ECANCELED where they fit), logged once, the reason in the response.
+     */
+    int get(const std::string &path, StorageHttpResponse &response);
+    int head(const std::string &path, StorageHttpResponse &response);
+    int del(const std::string &path, StorageHttpResponse &response);
+    /** @param content_type  empty for none. */
+    int put(const std::string &path, const void *data, size_t n, const std::string &content_type,
+            StorageHttpResponse &response);
+    /** Never tried twice. */
+    int post(const std::string &path, const void *data, size_t n, const std::string &content_type,
+             StorageHttpResponse &response);
+
+    /**
+     * Download into a descriptor, from where it stands. Only the body of a status from 200 to 299
+     * is written. With an offset or length a range is asked for; a server that answers with the
+     * whole gives -1 with ENOTSUP.
+     */
+    int getToDescriptor(const std::string &path, int fd, StorageHttpTransfer &transfer,
+                        StorageHttpResponse &response);
+    /** Upload @p size bytes from a descriptor, from where it stands. */
+    int putFromDescriptor(const std::string &path, int fd, uint64_t size,
+                          const std::string &content_type, StorageHttpTransfer &transfer,
+                          StorageHttpResponse &response);
+
+    /** Download into a file, which appears, or changes, only when the whole body with a status from
+     * 200 to 299 is durable: temporary file, sync, rename, directory sync. */
+    int getToFile(const std::string &path, const std::string &file, StorageHttpResponse &response);
+    int putFromFile(const std::string &path, const std::string &file,
+                    StorageHttpResponse &response);
+
+    /**
+     * A header that all later requests carry; an empty value takes it away.
+     *
+     * @return 0; -1 with EINVAL, logged, for an empty name and for a line break in either.
+     */
+    int setHeader(const std::string &name, const std::string &value);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+#endif
+
+#endif

@@ -1,0 +1,233 @@
+// Real database files: written here and read by the sqlite3 command's library, contended, torn, damaged.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include <vex/sqlite.h>
+
+#include "support/temp_dir.h"
+
+namespace {
+
+/// An open connection to a file with the table "registry".
+struct Database : SQLiteConnection {
+    explicit Database(const std::string &path) {
+        SetDBFilename(path);
+        Open(&e);
+        EXPECT_TRUE(IsOpen() && CreateRegistryTable(&e));
+    }
+    SQLiteException e;
+};
+
+TEST(SqliteStatement, RowsTypesAndTheEndAreToldByTheRecord) {
+    vextest::TempDir dir;
+    Database db(dir / "db");
+    EXPECT_EQ(101, db.e.GetErrorCode());
+    ASSERT_TRUE(db.Execute("CREATE TABLE t (i INTEGER, d REAL, s TEXT)", &db.e));
+    std::unique_ptr<SQLitePreparedStatement> insert(db.PrepareStatement("INSERT INTO t VALUES (?, ?, ?)"));
+    const std::string texts[] = {"one", std::string("t\0wo", 4), ""};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(0, insert->SetInt64(1, (1LL << 40) * (i - 1)) | insert->SetDouble(2, i / 2.0) |
+                         insert->SetString(3, texts[i]));
+        EXPECT_TRUE(insert->Execute(&db.e));
+        EXPECT_EQ(101, db.e.GetErrorCode());
+    }
+    EXPECT_EQ(SQLITE_RANGE, insert->SetBoolean(4, true));
+    std::unique_ptr<SQLitePreparedStatement> select(db.PrepareStatement("SELECT i, d, s, NULL FROM t WHERE d <= ?"));
+    for (const double limit : {1.0, 0.5, -1.0}) {  // bound anew after every run
+        EXPECT_EQ(0, select->SetDouble(1, limit));
+        SQLiteResultSet rows = select->ExecuteQuery(&db.e);
+        int seen = 0;
+        while (db.e.IsGood() && !rows.IsLast()) {
+            EXPECT_EQ(100, db.e.GetErrorCode());
+            EXPECT_EQ((1LL << 40) * (seen - 1), rows.GetInt64(0));
+            EXPECT_EQ(seen == 2, rows.GetInt64(0) > 0);
+            EXPECT_EQ(seen / 2.0, rows.GetDouble(1));
+            EXPECT_EQ(texts[seen], rows.GetString(2));
+            EXPECT_EQ("", rows.GetString(3));
+            ++seen;
+            const bool end = rows.Next(&db.e);
+            EXPECT_EQ(end, rows.IsLast()) << "true only at the end";
+        }
+        EXPECT_EQ(static_cast<int>(limit * 2 + 1 > 0 ? limit * 2 + 1 : 0), seen);
+    }
+    std::unique_ptr<SQLitePreparedStatement> truth(db.PrepareStatement("SELECT -1, 2"));
+    SQLiteResultSet row = truth->ExecuteQuery(nullptr);
+    EXPECT_TRUE(!row.GetBoolean(0) && row.GetBoolean(1));
+
+    EXPECT_FALSE(db.Execute("SELEKT", &db.e));
+    EXPECT_EQ(1, db.e.GetErrorCode());
+    EXPECT_STREQ("near \"SELEKT\": syntax error", db.e.what());
+    EXPECT_EQ(nullptr, db.PrepareStatement("SELEKT"));
+    EXPECT_FALSE(db.Execute("", &db.e));
+    EXPECT_EQ(21, db.e.GetErrorCode());
+    ASSERT_TRUE(db.Execute("CREATE UNIQUE INDEX u ON t(s)", &db.e));
+    insert->SetString(3, texts[0]);
+    EXPECT_FALSE(insert->Execute(&db.e));
+    EXPECT_EQ(19, db.e.GetErrorCode());
+    EXPECT_EQ(5, db.Close()) << "statements are alive";
+    insert.reset(), select.reset(), truth.reset();
+    EXPECT_FALSE(db.Execute("SELECT 1", &db.e));
+    EXPECT_EQ(21, db.e.GetErrorCode());
+}
+
+TEST(SqliteRegistry, KeepsNamesAndValuesAndLocksNothing) {
+    vextest::TempDir dir;
+    Database db(dir / "db"), other(dir / "db");
+    const std::string odd("a'\0b", 4);
+    EXPECT_TRUE(db.SetRegistryItem("name", "old", &db.e) && db.SetRegistryItem("name", "new", nullptr));
+    EXPECT_TRUE(db.SetRegistryItem(odd, odd, &db.e));
+    EXPECT_EQ("new", other.GetRegistryItem("name", &other.e));
+    EXPECT_EQ(odd, other.GetRegistryItem(odd, &other.e));
+    EXPECT_EQ("", other.GetRegistryItem("absent", &other.e));
+    EXPECT_TRUE(other.e.IsGood() && other.e.GetErrorCode() == 101);
+    EXPECT_TRUE(db.SetRegistryItem("name", "at once", &db.e)) << "the read left no lock behind";
+    EXPECT_EQ("at once", other.GetRegistryItem("name", &other.e));
+    ASSERT_TRUE(db.Execute("DROP TABLE registry", &db.e));
+    EXPECT_EQ("", other.GetRegistryItem("name", &other.e));
+    EXPECT_EQ(1, other.e.GetErrorCode());
+    EXPECT_FALSE(db.SetRegistryItem("name", "x", &db.e));
+    EXPECT_EQ(1, db.e.GetErrorCode());
+    EXPECT_TRUE(db.CreateRegistryTable(&db.e) && db.SetRegistryItem("name", "back", &db.e));
+}
+
+TEST(SqliteTransactions, CommitRollBackAndReportThroughTheRecord) {
+    vextest::TempDir dir;
+    Database db(dir / "db");
+    for (int i = 0; i < 3; ++i) {  // the statements are kept, the record holds 101 from before
+        EXPECT_TRUE(db.SetAutoCommit(false, &db.e));
+        EXPECT_TRUE(db.SetRegistryItem("n", std::to_string(i), &db.e));
+        EXPECT_TRUE(i == 1 ? db.Rollback(&db.e) : db.SetAutoCommit(true, &db.e));
+    }
+    EXPECT_EQ("2", db.GetRegistryItem("n", &db.e));
+    EXPECT_TRUE(db.SetAutoCommit(true, &db.e)) << "whatever came of it";
+    EXPECT_EQ(1, db.e.GetErrorCode());
+    EXPECT_FALSE(db.Rollback(&db.e));
+}
+
+TEST(SqliteProcesses, WaitForEachOtherAndSurviveAKilledWriter) {
+    vextest::TempDir dir;
+    const std::string path = dir / "db";
+    { Database(path).SetRegistryItem("n", "0", nullptr); }
+    std::vector<pid_t> children;
+    for (int child = 0; child < 2; ++child) {
+        children.push_back(fork());
+        if (children.back() != 0) continue;
+        Database db(path);
+        for (int i = 0; i < 50; ++i) {
+            if (!db.SetAutoCommit(false, &db.e)) _exit(1);
+            const int n = std::stoi(db.GetRegistryItem("n", &db.e));
+            if (!db.SetRegistryItem("n", std::to_string(n + 1), &db.e) || !db.Commit(&db.e)) _exit(2);
+        }
+        _exit(0);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+    }
+    Database db(path);
+    EXPECT_EQ("100", db.GetRegistryItem("n", &db.e));
+    int ready[2];
+    ASSERT_EQ(0, pipe(ready));
+    const pid_t writer = fork();
+    if (writer == 0) {
+        Database own(path);
+        own.SetAutoCommit(false, &own.e);
+        for (int i = 0; i < 5000; ++i) own.SetRegistryItem(std::to_string(i), std::string(500, 'x'), &own.e);
+        _exit(write(ready[1], "", 1) == 1 && pause() != 0);
+    }
+    char byte;
+    ASSERT_EQ(1, read(ready[0], &byte, 1));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(db.SetAutoCommit(false, &db.e)) << "the lock is held";
+    EXPECT_EQ(5, db.e.GetErrorCode());
+    EXPECT_LE(9.5, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    kill(writer, SIGKILL);
+    waitpid(writer, nullptr, 0);
+    EXPECT_FALSE(db.SetAutoCommit(false, &db.e)) << "tells the old failure once more";
+    EXPECT_TRUE(db.SetAutoCommit(false, &db.e));
+    EXPECT_TRUE(db.SetRegistryItem("after", "1", &db.e) && db.Commit(&db.e));
+    EXPECT_EQ("100", db.GetRegistryItem("n", &db.e));
+    EXPECT_EQ("", db.GetRegistryItem("17", &db.e)) << "what was not committed is gone";
+}
+
+TEST(SqliteDamage, IsMarkedByItsCodesAndEveryPageMayBeHit) {
+    vextest::TempDir dir;
+    const std::string path = dir / "db";
+    {
+        Database db(path);
+        db.SetAutoCommit(false, nullptr);
+        for (int i = 0; i < 300; ++i) db.SetRegistryItem("name" + std::to_string(i), std::string(100, 'v'), nullptr);
+        db.Commit(nullptr);
+    }
+    const std::string whole = vextest::readFile(path);
+    int marked = 0;
+    for (size_t page = 0; page * 4096 < whole.size(); ++page) {
+        std::string damaged = whole;
+        damaged.replace(page * 4096, 4096, 4096, '\xff');
+        vextest::writeFile(path, damaged);
+        SQLiteConnection db;
+        db.SetDBFilename(path);
+        SQLiteException e;
+        ASSERT_TRUE(db.CheckOpen(&e)) << "damage shows at the first use";
+        bool failed = false;
+        for (int i = 0; i < 300 && !failed; ++i) {
+            const std::string value = db.GetRegistryItem("name" + std::to_string(i), &e);
+            failed = !e.IsGood();
+            EXPECT_TRUE(failed || value.empty() || value == std::string(100, 'v')) << "never another value";
+        }
+        EXPECT_EQ(failed, db.IsCorrupted()) << page << ": " << e.what();
+        EXPECT_EQ(failed, e.GetErrorCode() == 11 || e.GetErrorCode() == 26);
+        marked += failed ? 1 : 0;
+    }
+    EXPECT_LE(3, marked);
+    vextest::writeFile(path, whole);
+    EXPECT_EQ(std::string(100, 'v'), Database(path).GetRegistryItem("name7", nullptr)) << "nothing was lost";
+
+    SQLiteException e;
+    SQLiteConnection none;
+    for (const auto &[code, corrupted] : {std::pair(11, true), {267, true}, {26, true}, {523, false}, {5, false}}) {
+        Database db(path);
+        e.SetErrorCode(&db, code);
+        EXPECT_EQ(corrupted, db.IsCorrupted()) << code;
+        EXPECT_TRUE(db.Close() == 0 && db.IsCorrupted() == corrupted && db.Open(&e) && !db.IsCorrupted());
+    }
+    e.SetErrorCode(nullptr, 11);
+    EXPECT_STREQ("database disk image is malformed", e.what());
+    e.SetErrorCode(nullptr, 0);
+    EXPECT_STREQ("database disk image is malformed", e.what()) << "0 changes nothing else";
+    none.SetDBFilename(dir.path());
+    EXPECT_FALSE(none.Open(&e));
+    EXPECT_EQ(14, e.GetErrorCode());
+    EXPECT_FALSE(none.IsOpen());
+}
+
+TEST(SqliteDisk, AFullDiskLosesNothingThatWasCommitted) {
+    const pid_t child = fork();
+    if (child == 0) {
+        vextest::TempDir dir;
+        if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("none", dir.path().c_str(), "tmpfs", 0, "size=64k") != 0)
+            _exit(77);
+        Database db(dir / "db");
+        db.SetRegistryItem("first", "1", &db.e);
+        int stored = 0;
+        while (stored < 1000 && db.SetRegistryItem(std::to_string(stored), std::string(1000, 'x'), &db.e)) ++stored;
+        if (db.e.GetErrorCode() != 13 || stored == 0) _exit(1);
+        if (db.GetRegistryItem("first", &db.e) != "1" || db.IsCorrupted()) _exit(2);
+        _exit(db.GetRegistryItem(std::to_string(stored - 1), &db.e) == std::string(1000, 'x') ? 0 : 3);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no right to mount";
+    EXPECT_EQ(0, status);
+}
+
+}  // namespace
