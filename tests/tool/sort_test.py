@@ -7,9 +7,7 @@ RANDOM = random.Random(1)
 
 class SortTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.dir = pathlib.Path(folder.name)
+        self.dir = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         (self.dir / 'tmp').mkdir()
 
     def sort(self, data, *args, status=0, **options):
