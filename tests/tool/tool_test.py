@@ -1,13 +1,16 @@
 """What the companion command promises: its output, its exit statuses, and what a failure leaves on disk."""
 import hashlib
+import http.server
 import json
 import os
 import signal
 import subprocess
 import tempfile
+import threading
 import termios
 import time
 import unittest
+import unittest.mock
 
 VEX = os.environ["VEX_TOOL"]
 
@@ -58,6 +61,65 @@ class ToolTest(unittest.TestCase):
                          [facts["system"], facts["release"], facts["processors"]["allowed"]])
         self.assertGreater(facts["memory"]["total"], facts["memory"]["available"])
         self.assertIn("Deployment   : ", self.vex("os"))
+
+    def test_http_moves_files_and_tells_of_failures(self):
+        seen = []
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def handle_any(self):
+                body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+                seen.append((self.command, self.headers.get("X-Test"), body))
+                self.send_response(404 if self.path == "/absent" else 200)
+                self.send_header("Content-Length", "0" if self.command == "HEAD" else "4")
+                self.end_headers()
+                if self.command != "HEAD":
+                    self.wfile.write(b"body")
+            do_GET = do_PUT = do_POST = do_HEAD = do_DELETE = handle_any
+
+            def log_message(self, *_):
+                pass
+
+        with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+            url = f"http://127.0.0.1:{server.server_port}/"
+            self.write("up", b"uploaded")
+            self.assertEqual("body", self.vex("http", "get", url))
+            self.vex("http", "get", "--header", "X-Test: 1", url, "down")
+            self.assertEqual(b"body", self.read("down"))
+            self.vex("http", "get", url + "absent", "down", status=1)
+            self.assertIn("status 404", self.error)
+            self.assertEqual(b"body", self.read("down"))
+            self.vex("http", "put", url, "up")
+            self.assertEqual("body", self.vex("http", "post", url, data=b"posted"))
+            self.assertTrue(self.vex("http", "head", url).startswith("200\n"))
+            self.vex("http", "delete", url)
+            server.shutdown()
+        self.assertEqual([("GET", None, b""), ("GET", "1", b""), ("GET", None, b""), ("PUT", None, b"uploaded"),
+                          ("POST", None, b"posted"), ("HEAD", None, b""), ("DELETE", None, b"")], seen)
+        self.vex("http", "get", "--retries", "0", url, status=1)
+        self.vex("http", "nonsense", url, status=2)
+
+    def test_registry_and_cloud_keep_their_values(self):
+        self.vex("registry", "set", "db", "name", "value")
+        self.vex("registry", "set", "db", "also", "x y")
+        self.assertEqual("value\n", self.vex("registry", "get", "db", "name"))
+        self.assertEqual("also = x y\nname = value\n", self.vex("registry", "list", "db"))
+        self.vex("registry", "get", "db", "absent", status=1)
+        self.write("junk", b"no database" * 1000)
+        self.vex("registry", "list", "junk", status=1)
+        self.assertIn("'junk' is damaged", self.error)
+        self.vex("registry", "get", "absent", "x", status=1)
+        settings = {"enabled": False, "StoragePath": "/s", "CacheSizeGB": 1, "MaxFileSizeMB": 2}
+        self.write("cloud.json", json.dumps({"settings": settings}).encode())
+        self.write("registry", f"[CloudConfig]\nConfigFilePath={self.dir}/cloud.json\n".encode())
+        with unittest.mock.patch.dict(os.environ, ZQREGISTRY=f"{self.dir}/registry"):
+            self.assertEqual("changed\n", self.vex("cloud", "enable"))
+            self.assertEqual("as it was\n", self.vex("cloud", "enable"))
+            self.assertEqual("changed\n", self.vex("cloud", "cache-size", "7"))
+            self.assertEqual({"file": f"{self.dir}/cloud.json", "enabled": True, "storage_path": "/s",
+                              "cache_size_gb": 7, "max_file_size_mb": 2}, json.loads(self.vex("cloud", "show")))
+            os.remove(os.path.join(self.dir, "cloud.json"))
+            self.vex("cloud", "disable", status=1)
 
     def test_digests_agree_with_the_usual_tools_and_their_lists_with_the_usual_checkers(self):
         names = ["empty", "large", "back\\slash", "new\nline"]

@@ -38,12 +38,22 @@ constexpr std::array kCommands = {
     Command{"sort",
             "[--record N [--key OFF:LEN]] [--unique] [--memory SIZE] [--merge N]\n"
             "      [--temp DIR] IN OUT",
-            "sort lines, or records of N bytes, by their bytes; equal ones keep their order", runSort},
+            "sort lines, or records of N bytes, by their bytes; equal ones keep their order",
+            runSort},
     Command{"passwd", "encode|decode|encrypt|decrypt [--key-file STORE] [TEXT]",
             "make a password unreadable, or readable; standard input without TEXT", runPasswd},
     Command{"passwd-store", "init|rotate STORE", "make a key store, or give it a new current key",
             runPasswdStore},
     Command{"os", "[--json]", "describe the machine, and how much of it this process gets", runOs},
+    Command{"http",
+            "get|put|post|head|delete [--ca-file F] [--cert F --key F] [--proxy URL]\n"
+            "      [--header TEXT] [--content-type T] [--timeout S] [--retries N] [--digest] URL "
+            "[FILE]",
+            "make one request to a server; get writes to FILE or standard output", runHttp},
+    Command{"registry", "get|set|list DB [NAME [VALUE]]",
+            "read or change the names and values in an SQLite file", runRegistry},
+    Command{"cloud", "show|enable|disable|cache-size GB",
+            "read or change the cache in front of cloud storage", runCloud},
 };
 
 void printUsage(const char *progname) {
