@@ -47,28 +47,23 @@ std::string printed(Write write) {
 uint64_t &word(void *block, int index = 0) { return static_cast<uint64_t *>(block)[index]; }
 
 TEST(Preallocator, RefusesSizesWithTheirLines) {
-    static const struct {
-        uint64_t slab, block;
-        const char *line;
-    } kRows[] = {{36, 24, ""}, {35, 24, "slab size smaller than block size"}, {35, 23, "block size smaller than block"},
-        {8192, ~0UL - 3, "slab size smaller than block size"}};
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(row.block);
-        vextest::LogCapture log;
-        const Holder held(row.slab, row.block);
-        EXPECT_EQ(*row.line == '\0', held.a != nullptr);
-        EXPECT_EQ(*row.line == '\0' ? 1U : 0U, preallocator_calc_num_blocks_per_slab(row.slab, row.block));
-        std::vector<std::string> lines;
-        if (*row.line != '\0')
-            lines = {"22 preallocator_construct: " + std::string(row.line),
-                "34 preallocator_calc_num_blocks_per_slab: " + std::string(row.line)};
-        EXPECT_EQ(lines, log.lines());
-    }
-    vextest::LogCapture log;
+    EXPECT_EQ(1U, preallocator_calc_num_blocks_per_slab(36, 24));
     EXPECT_EQ(8012U, preallocator_calc_slab_size(100, 80));
-    for (const uint64_t block : {0UL, 1UL, 1UL << 60})
-        EXPECT_EQ(0U, preallocator_calc_slab_size(block == 1 ? ~0UL - 4 : 16, block));
-    EXPECT_EQ(std::vector<std::string>(3, "34 preallocator_calc_slab_size: too many blocks per slab"), log.lines());
+    vextest::LogCapture log;
+    EXPECT_EQ(nullptr, Holder(35, 24).a);
+    EXPECT_EQ(nullptr, Holder(35, 23).a);
+    EXPECT_EQ(nullptr, Holder(8192, ~0UL - 3).a);
+    EXPECT_EQ(0U, preallocator_calc_num_blocks_per_slab(35, 23));
+    EXPECT_EQ(0U, preallocator_calc_slab_size(16, 0));
+    EXPECT_EQ(0U, preallocator_calc_slab_size(~0UL - 4, 1));
+    EXPECT_EQ(
+        "22 preallocator_construct: slab size smaller than block size\n"
+        "22 preallocator_construct: block size smaller than block\n"
+        "22 preallocator_construct: slab size smaller than block size\n"
+        "34 preallocator_calc_num_blocks_per_slab: block size smaller than block\n"
+        "34 preallocator_calc_slab_size: too many blocks per slab\n"
+        "34 preallocator_calc_slab_size: too many blocks per slab",
+        log.text());
 }
 
 TEST(Preallocator, HandsOutBlocksInTheirOrderAndShowsThem) {
@@ -114,16 +109,11 @@ TEST(Preallocator, FindsEveryKindOfDamage) {
         {"sound", [](preallocator *, void **) {}, ""},
         {"too many slabs", [](preallocator *a, void **) { a->num_slabs = 1; },
             "Error: 2 slabs counted, a->num_slabs = 1"},
-        {"too few slabs", [](preallocator *a, void **) { a->num_slabs = 3; },
-            "Error: a->num_slabs = 3, but found only 2 slabs in a->slabs\n"},
         {"circle of slabs", [](preallocator *a, void **) { *static_cast<void **>(a->slabs) = a->slabs; },
             "Error: 3 slabs counted, a->num_slabs = 2Error: 8 blocks with free block markers found, "
             "a->num_free_blocks = 6\n"
             "Error: block @ in a->free_blocks but not in any slab\n"
             "Error: a->num_free_blocks = 6, but found only 4 blocks in a->free_blocks\n"},
-        {"count", [](preallocator *a, void **) { ++a->num_free_blocks; },
-            "Error: 6 blocks with free block markers found, a->num_free_blocks = 7\n"
-            "Error: a->num_free_blocks = 7, but found only 6 blocks in a->free_blocks\n"},
         {"lost marker", [](preallocator *a, void **) { word(a->free_blocks) = 5; },
             "Error: 5 blocks with free block markers found, a->num_free_blocks = 6\n"
             "Error: block->free_block_marker != a->free_block_marker in a->free_blocks for block @\n"
@@ -134,14 +124,6 @@ TEST(Preallocator, FindsEveryKindOfDamage) {
         {"wrong prev", [](preallocator *a, void **) { word(a->free_blocks, 1) = 1; },
             "Error: block->next->prev != block->next in a->free_blocks for block @\n"
             "Error: a->num_free_blocks = 6, but found only 0 blocks in a->free_blocks\n"},
-        {"freed twice",
-            [](preallocator *a, void **live) {
-                preallocator_free(a, live[0]);
-                preallocator_free(a, live[0]);
-            },
-            "Error: 7 blocks with free block markers found, a->num_free_blocks = 8\n"
-            "Error: block->next->prev != block->next in a->free_blocks for block @\n"
-            "Error: a->num_free_blocks = 8, but found only 0 blocks in a->free_blocks\n"},
         {"more than counted",
             [](preallocator *a, void **live) {
                 preallocator_free(a, live[1]);
