@@ -122,6 +122,8 @@ class SealTest(unittest.TestCase):
                 flipped = bytearray(sealed)
                 flipped[at] ^= 0x80
                 self.assertIn('vex: ', self.open(bytes(flipped), *how, status=1))
+                if 14 < at < 40:
+                    self.assertIn('unknown', self.info(status=1)['cipher'])
 
     def test_usage(self):
         for args in [['seal', 'a', 'b'], ['seal', '--no-encrypt', 'a'], ['seal', '--no-encrypt', '--cipher', 'x', 'a', 'b'],

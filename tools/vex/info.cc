@@ -44,6 +44,8 @@ const char *compression(const StreamScan &scan) {
 
 const char *cipher(const StreamScan &scan) {
     if (!scan.encrypted()) return "none";
+    if (scan.prefix == StreamScan::kUnknownPrefix)
+        return "unknown, since the first block is damaged";
     return scan.prefix == kVector ? "aes-256-ctr" : "blowfish, aes-256-cfb or aes-256-ofb";
 }
 

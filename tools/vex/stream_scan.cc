@@ -34,14 +34,14 @@ public:
 private:
     bool readHeader(uint64_t offset, Header *header) const;
     bool plausible(uint64_t offset) const;
-    int findPrefix() const;
+    bool findPrefix();
     void walk();
     void count(const Header &header);
     void readTrailer();
     void damaged(const char *what) {
         scan_->state = StreamScan::State::kDamaged;
         scan_->damage = what;
-        scan_->damage_offset = at_;
+        scan_->damage_offset = std::min(at_, scan_->size);
     }
 
     int fd_;
@@ -64,11 +64,21 @@ bool Scanner::plausible(uint64_t offset) const {
            (header.length <= capacity_ || header.length == kTrailerMark);
 }
 
-/// How long the prefix is depends on the cipher, which is not stored: the first block tells.
-int Scanner::findPrefix() const {
-    if (!scan_->encrypted()) return 0;
-    const int shorter = (scan_->magic & VEX_MAGIC_KEY_CHECK) != 0 ? kKeyCheck : 0;
-    return plausible(VEX_MAGIC_SIZE + static_cast<uint64_t>(shorter)) ? shorter : kVector;
+/// How long the prefix is depends on the cipher, which is not stored: the first block tells. False
+/// when that is damaged and nothing can be said of either.
+bool Scanner::findPrefix() {
+    at_ = VEX_MAGIC_SIZE;
+    scan_->prefix = 0;
+    if (!scan_->encrypted()) return true;
+    // the shorter one first: a trailer behind it looks like a block header from the longer one's
+    // end
+    scan_->prefix = (scan_->magic & VEX_MAGIC_KEY_CHECK) != 0 ? kKeyCheck : 0;
+    at_ += static_cast<uint64_t>(scan_->prefix);
+    if (plausible(at_)) return true;
+    const bool vector = plausible(VEX_MAGIC_SIZE + kVector);
+    scan_->prefix = vector ? kVector : StreamScan::kUnknownPrefix;
+    if (vector) at_ = VEX_MAGIC_SIZE + kVector;
+    return vector;
 }
 
 void Scanner::count(const Header &header) {
@@ -127,8 +137,8 @@ void Scanner::run() {
     if ((scan_->magic & kStream) == 0 || (scan_->magic & kForeignCipher) != 0) return;
     if (scan_->window > kLargestWindow) return damaged("the magic header's window is too large");
     capacity_ = (scan_->window < kLeastWindow ? kOwnWindow : scan_->window) - kBlockHeader;
-    scan_->prefix = findPrefix();
-    at_ = VEX_MAGIC_SIZE + static_cast<uint64_t>(scan_->prefix);
+    if (!findPrefix() && at_ + kBlockHeader <= scan_->size)
+        return damaged("the first block has no header");
     walk();
 }
 

@@ -22,6 +22,7 @@ struct StreamScan {
     uint64_t size = 0;  ///< of the file
     int magic = 0;      ///< result of the magic header's reader
     uint64_t window = 0;
+    static constexpr int kUnknownPrefix = -1;
     int prefix = 0;  ///< bytes between the magic header and the first block
     uint64_t blocks = 0, payload = 0, padding = 0;
     uint32_t least_payload = 0, most_payload = 0;
