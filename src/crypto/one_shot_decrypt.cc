@@ -141,6 +141,7 @@ unsigned dcpDecryptDataToBuffer(const VexKey &key, unsigned char cipherType,
         return kFailed;
     }
     const OpenReader reader(&stream);
+    errno = 0;  // an unknown cipher is no failure yet
     result = vex::crypto::settle(dcpDecrypt(&stream, 1));
     if (result != VEX_STREAM_END) {
         reportFailure(result, "<stream>: decryption error (%s)", dcpCryptError(result));
