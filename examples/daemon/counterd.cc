@@ -87,13 +87,14 @@ int main(int argc, char **argv) {
     foreground_option.type = OPT_TYPE_FLAG_ON;
     foreground_option.value = &foreground;
     opt_option *table[] = {&ini_option, &foreground_option, nullptr};
+    int status = 2;
+    char path[PATH_MAX];
     if (opt_parse(table, argc, argv) != argc) {
         usage(argv[0]);
-        return 2;
+    } else {
+        // the daemon works in "/": what is named relative to here must stay reachable
+        status = vex_path_resolve(ini, path, sizeof path) >= 0 ? run(path, foreground) : 1;
     }
-    // the daemon works in "/": what is named relative to here must stay reachable
-    char path[PATH_MAX];
-    const int status = vex_path_resolve(ini, path, sizeof path) >= 0 ? run(path, foreground) : 1;
     opt_free(table);
     return status;
 }
