@@ -1,5 +1,5 @@
-// Loads any bytes as an ini file, reads every value that it lists, and saves it: what was saved must load to the same
-// names and values.
+// Loads any bytes as an ini file, reads every value that it lists, and saves it: what was saved
+// must load to the same names and values.
 #include <unistd.h>
 
 #include <cstdint>
@@ -14,7 +14,8 @@
 namespace {
 
 std::vector<std::string> names(const char *section, const char *path) {
-    const int needed = InifileGetValueA(section, nullptr, std::string(1, '\0').data(), 1, nullptr, path);
+    const int needed =
+        InifileGetValueA(section, nullptr, std::string(1, '\0').data(), 1, nullptr, path);
     std::string buf(static_cast<size_t>(needed) + 1, '\0');
     InifileGetValueA(section, nullptr, buf.data(), static_cast<int>(buf.size()), nullptr, path);
     std::vector<std::string> result;
@@ -33,7 +34,8 @@ std::string contents(const char *path) {
             char value[512];
             int n = 0;
             do {
-                InifileGetNthValueA(n, section.c_str(), key.c_str(), value, sizeof value, nullptr, path);
+                InifileGetNthValueA(n, section.c_str(), key.c_str(), value, sizeof value, nullptr,
+                                    path);
                 out += key + "=" + value + "\n";
             } while (++n < 4);
         }

@@ -48,12 +48,10 @@ TEST_F(IniLoad, KeepsCommentsOrderAndDuplicatesThroughALoadAndSave) {
         {"comment split by a line that is skipped", "; a\n\x01junk\n; b\nk=1\n", "; a\n; b\nk=1\n"},
         {"no section", "a=1\n[s]\nb=2\n", "a=1\n[s]\nb=2\n"},
         {"sections that differ in case merge", "[Net]\na=1\n[b]\n; new\n[NET]\nc=3\nA=4\n",
-         "; new\n[Net]\na=1\nA=4\nc=3\n[b]\n"},
-        {"three values of one key", "[s]\nk=1\nother=x\nK=2\nk=3\n",
-         "[s]\nk=1\nK=2\nk=3\nother=x\n"},
+            "; new\n[Net]\na=1\nA=4\nc=3\n[b]\n"},
+        {"three values of one key", "[s]\nk=1\nother=x\nK=2\nk=3\n", "[s]\nk=1\nK=2\nk=3\nother=x\n"},
         {"every line break", "[s]\r\na=1\rb=2\r\n\r\nc=3\n", "[s]\na=1\nb=2\n\r\nc=3\n"},
-        {"long names fold", "[s]\nLONGER-THAN-8@=1\nlonger-than-8@=2\n",
-         "[s]\nLONGER-THAN-8@=1\nlonger-than-8@=2\n"},
+        {"long names fold", "[s]\nLONGER-THAN-8@=1\nlonger-than-8@=2\n", "[s]\nLONGER-THAN-8@=1\nlonger-than-8@=2\n"},
         {"only letters fold", "[s]\nk@y=1\nb=2\nk`y=3\n", "[s]\nk@y=1\nb=2\nk`y=3\n"},
         {"text behind the bracket goes", "[a b ]x]\nk=1", "[a b ]\nk=1\n"},
         {"ends at a NUL", nullptr, "a=1\n"},
@@ -72,11 +70,9 @@ TEST_F(IniLoad, ReportsEachBrokenLineOnceAndSkipsIt) {
     vextest::LogCapture log;
     load("[a]\r\nk=1\n[broken\nlost\n = 5\n\xe4=1\nm=2\n");
     EXPECT_THAT(log.lines(),
-                ElementsAre("22 Syntax error on line 3 while parsing configuration file " + path_ +
-                                ": \"]\" expected.",
-                            "22 Syntax error on line 4 while parsing configuration file " + path_ +
-                                ": \"=\" expected.",
-                            "22 Syntax error on line 5 while parsing configuration file " + path_));
+        ElementsAre("22 Syntax error on line 3 while parsing configuration file " + path_ + ": \"]\" expected.",
+            "22 Syntax error on line 4 while parsing configuration file " + path_ + ": \"=\" expected.",
+            "22 Syntax error on line 5 while parsing configuration file " + path_));
     EXPECT_EQ("2", value("a", "m", path_)) << "a broken header leaves the section as it was";
     EXPECT_EQ("[a]\r\nk=1\n[broken\nlost\n = 5\n\xe4=1\nm=2\n", vextest::readFile(path_));
 }
@@ -90,9 +86,8 @@ TEST_F(IniLoad, NeverReplacesAFileThatItCouldNotRead) {
         std::string path;
         int err;
         const char *text;
-    } rows[] = {{path_, EFBIG, "File too large"},
-                {folder, EISDIR, "Is a directory"},
-                {loop, ELOOP, "Too many levels of symbolic links"}};
+    } rows[] = {{path_, EFBIG, "File too large"}, {folder, EISDIR, "Is a directory"},
+        {loop, ELOOP, "Too many levels of symbolic links"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.text);
         InifileReleaseAll();
@@ -102,12 +97,12 @@ TEST_F(IniLoad, NeverReplacesAFileThatItCouldNotRead) {
         EXPECT_EQ(-1, InifileSaveA(row.path.c_str()));
         EXPECT_EQ(row.err, errno);
         EXPECT_EQ(-1, InifileFlushAll());
-        const std::string refusal = std::to_string(row.err) + " inifileSave: will not replace " +
-                                    row.path + ", which could not be read: " + row.text;
-        EXPECT_THAT(log.lines(), ElementsAre(std::to_string(row.err) +
-                                                 " inifileAdd: could not read configuration file " +
-                                                 row.path + ": " + row.text,
-                                             refusal, refusal));
+        const std::string refusal = std::to_string(row.err) + " inifileSave: will not replace " + row.path +
+                                    ", which could not be read: " + row.text;
+        EXPECT_THAT(
+            log.lines(), ElementsAre(std::to_string(row.err) + " inifileAdd: could not read configuration file " +
+                                         row.path + ": " + row.text,
+                             refusal, refusal));
     }
     EXPECT_THAT(dir_.list(), ElementsAre("a.ini", "folder", "loop"));
 }
@@ -158,7 +153,7 @@ TEST_F(IniLoad, PrintsWhatIsLoaded) {
                   "\" (modified: no)\n\t\t; head\\n\n\t\tSection \"s\"\n"
                   "\t\t\t\"k\" = \"a\\\"b\"\n\t\tSection \"empty\"\n\t\t\tNo entries found.\n"
                   "No INI files are currently loaded. :(\n",
-              testing::internal::GetCapturedStdout());
+        testing::internal::GetCapturedStdout());
 }
 
 }  // namespace

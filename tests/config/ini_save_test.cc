@@ -18,9 +18,8 @@ using testing::ElementsAre;
 using testing::SizeIs;
 using vextest::FaultScope;
 
-const std::vector<std::string> kDiskCalls = {"open",   "fstat", "fchmod",    "write",
-                                             "fsync",  "close", "unlink",    "link",
-                                             "rename", "stat",  "renameat2", "lstat"};
+const std::vector<std::string> kDiskCalls = {
+    "open", "fstat", "fchmod", "write", "fsync", "close", "unlink", "link", "rename", "stat", "renameat2", "lstat"};
 constexpr const char *kOld = "[s]\nk=old\n", *kNew = "[s]\nk=new\n";
 
 class IniSave : public testing::Test {
@@ -56,14 +55,13 @@ TEST_F(IniSave, AFailedCallLeavesTheOldFileOneLogLineAndNoStrayFile) {
         // at the last three calls the new file is in place and only its directory is not synced
         const bool renamed = !fault.fired() || calls.size() > 10;
         EXPECT_EQ(renamed ? kNew : kOld, vextest::readFile(path_));
-        for (const auto &name : dir_.list())
-            EXPECT_TRUE(name == "a.ini" || name == "a.ini.bak") << name;
+        for (const auto &name : dir_.list()) EXPECT_TRUE(name == "a.ini" || name == "a.ini.bak") << name;
         EXPECT_EQ(descriptors, vextest::openDescriptors());
         prepare();
     });
     // the new file is synced before the old one is touched, and the directory after it
-    EXPECT_THAT(calls, ElementsAre("stat", "open", "fchmod", "write", "fsync", "fstat", "close",
-                                   "unlink", "link", "rename", "open", "fsync", "close"));
+    EXPECT_THAT(calls, ElementsAre("stat", "open", "fchmod", "write", "fsync", "fstat", "close", "unlink", "link",
+                           "rename", "open", "fsync", "close"));
 }
 
 TEST_F(IniSave, ACrashAtAnyCallLeavesTheOldOrTheNewFile) {
@@ -147,20 +145,17 @@ TEST_F(IniSave, SavesToANewPathOnlyWhereNothingIs) {
     EXPECT_EQ(EEXIST, errno);
     EXPECT_EQ(-1, InifileSaveAsA((dir_ / "no/b").c_str(), path_.c_str()));
     EXPECT_EQ(-1, InifileSaveA("__default__"));
-    EXPECT_THAT(log.lines(), ElementsAre("2 InifileSaveAsA: cannot find key",
-                                         "17 InifileSaveNewA: file already exists",
-                                         "2 InifileSaveAsA: cannot open file " + (dir_ / "no/b"),
-                                         "22 inifileSave: cannot open file __default__"));
+    EXPECT_THAT(log.lines(),
+        ElementsAre("2 InifileSaveAsA: cannot find key", "17 InifileSaveNewA: file already exists",
+            "2 InifileSaveAsA: cannot open file " + (dir_ / "no/b"), "22 inifileSave: cannot open file __default__"));
     for (const int err : {EIO, EINVAL}) {  // EINVAL: a file system without exclusive renames
         vextest::forEachFault(kDiskCalls, err, [&](const FaultScope &fault) {
             const int result = IniFileLoadAndSaveAsA(target.c_str(), path_.c_str());
             const vextest::FaultPause pause;
             SCOPED_TRACE(fault.faultedCall());
             const auto names = dir_.list();
-            if (names.size() > 1)
-                EXPECT_EQ(kNew, vextest::readFile(target));
-            else
-                EXPECT_EQ(-1, result);
+            if (names.size() > 1) EXPECT_EQ(kNew, vextest::readFile(target));
+            else EXPECT_EQ(-1, result);
             EXPECT_TRUE(names == std::vector<std::string>({"a.ini", "b.ini"}) || names.size() == 1);
             unlink(target.c_str());
         });
@@ -173,21 +168,16 @@ TEST_F(IniSave, AFailedAllocationIsOneLineAndKeepsWhatWasThere) {
         vextest::LogCapture log;
         char value[16] = "";
         const int loaded = InifileLoadA(path_.c_str());
-        const int result =
-            loaded != 0 ? -1
-                        : InifileGetValueA("t", "k", value, sizeof value, "default", path_.c_str());
+        const int result = loaded != 0 ? -1 : InifileGetValueA("t", "k", value, sizeof value, "default", path_.c_str());
         const int saved = result == 0 || loaded != 0 ? -1 : InifileSaveA(path_.c_str());
         const vextest::FaultPause pause;
-        if (loaded == 0 && result == 0) {
-            EXPECT_STREQ("default", value);
-        }
+        if (loaded == 0 && result == 0) { EXPECT_STREQ("default", value); }
         EXPECT_EQ(fault.fired() ? -1 : 0, saved);
         if (fault.fired()) {
             EXPECT_EQ(kOld, vextest::readFile(path_));
             ASSERT_THAT(log.lines(), SizeIs(1));
-            EXPECT_THAT(log.lines()[0],
-                        testing::MatchesRegex("90 Could not allocate [0-9]+ bytes \\(\\w+ at line "
-                                              "[0-9]+ in \\.\\./inifile\\.cc\\)"));
+            EXPECT_THAT(log.lines()[0], testing::MatchesRegex("90 Could not allocate [0-9]+ bytes \\(\\w+ at line "
+                                                              "[0-9]+ in \\.\\./inifile\\.cc\\)"));
         } else {
             EXPECT_EQ("[s]\nk=old\n[t]\nk=default\n", vextest::readFile(path_));
         }

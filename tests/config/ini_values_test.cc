@@ -137,17 +137,14 @@ TEST_F(IniValues, RefusesNamesThatCouldNotBeReadBack) {
         log_.clear();
         EXPECT_EQ(-1, InifileSaveValueA("s", key, "v", kPath)) << key;
         EXPECT_EQ(EINVAL, errno);
-        EXPECT_THAT(
-            log_.lines(),
-            ElementsAre(std::string("22 InifileSaveValueA: invalid section or key [s] ") + key));
+        EXPECT_THAT(log_.lines(), ElementsAre(std::string("22 InifileSaveValueA: invalid section or key [s] ") + key));
         EXPECT_EQ(-1, InifileGetValueA("s", key, buf, sizeof buf, "d", kPath)) << "unstored";
     }
     log_.clear();
     EXPECT_EQ(-1, InifileSaveValueA("a]b", "k", "v", kPath));
     EXPECT_EQ(0, InifileGetValueA("s", "k", buf, 0, "", kPath));
-    EXPECT_THAT(log_.lines(),
-                ElementsAre("22 InifileSaveValueA: invalid section or key [a]b] k",
-                            "22 inifileGetNthValue: invalid NULL parameter or buflen"));
+    EXPECT_THAT(log_.lines(), ElementsAre("22 InifileSaveValueA: invalid section or key [a]b] k",
+                                  "22 inifileGetNthValue: invalid NULL parameter or buflen"));
 }
 
 TEST_F(IniValues, CommentsBelongToTheFileASectionOrAKey) {
@@ -180,12 +177,10 @@ TEST_F(IniValues, ChecksPathsAndReportsBadValuesInOneBlock) {
     };
     const std::string end = "\nFile     : f\nSection  : s\nEntry    : (none)\nReason   : ";
     EXPECT_EQ("EINVAL" + end + "Expected a non-empty value.", check("", S_IFDIR));
-    EXPECT_EQ("ENOENT" + end + "not a directory (No such file or directory)",
-              check(missing, S_IFDIR));
+    EXPECT_EQ("ENOENT" + end + "not a directory (No such file or directory)", check(missing, S_IFDIR));
     EXPECT_EQ("ENOTDIR" + end + "not a directory (" + file + ")", check(file, S_IFDIR));
     EXPECT_EQ("EISDIR" + end + "not a file (" + dir.path() + ")", check(dir.path(), S_IFREG));
-    EXPECT_EQ("EACCES" + end + "incorrect permissions. Expected: 0600, actual: 0400",
-              check(file, S_IFREG));
+    EXPECT_EQ("EACCES" + end + "incorrect permissions. Expected: 0600, actual: 0400", check(file, S_IFREG));
     InifileValueNoticeA("f", "s", nullptr, -4, "why");
     EXPECT_THAT(log_.lines(VEX_LOG_NOTICE), ElementsAre("\nBadValue : -4" + end + "why"));
 }
@@ -220,9 +215,7 @@ struct Model {
     std::vector<Key> keys;
     std::set<std::string> sections;
 
-    static bool same(const std::string &a, const std::string &b) {
-        return strcasecmp(a.c_str(), b.c_str()) == 0;
-    }
+    static bool same(const std::string &a, const std::string &b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
     Key &at(const std::string &section, const std::string &name) {
         for (Key &key : keys)
             if (same(key.section, section) && same(key.name, name)) return key;
@@ -282,8 +275,8 @@ TEST_F(IniValues, RandomOperationsAgreeWithAPlainModel) {
             model.set(model.at(section, name), value);
         } else if (action < 200) {
             const bool whole = pick(30) == 0;
-            ASSERT_EQ(model.erase(section, whole ? nullptr : &name) ? 0 : -1,
-                      InifileDeleteValueA(s, whole ? nullptr : k, p));
+            ASSERT_EQ(
+                model.erase(section, whole ? nullptr : &name) ? 0 : -1, InifileDeleteValueA(s, whole ? nullptr : k, p));
         } else if (action == 200) {
             ASSERT_EQ(0, InifileSaveA(p));
             ASSERT_EQ(0, InifileReleaseA(p));
@@ -297,8 +290,7 @@ TEST_F(IniValues, RandomOperationsAgreeWithAPlainModel) {
             const bool hit = n < key.values.size() && !key.values[n].empty();
             const std::string expected = hit ? key.values[n] : value;
             const int length = static_cast<int>(expected.size());
-            ASSERT_EQ(
-                hit ? length + 1 : -length,
+            ASSERT_EQ(hit ? length + 1 : -length,
                 InifileGetNthValueA(static_cast<int>(n), s, k, buf, sizeof buf, value.c_str(), p));
             ASSERT_EQ(expected, buf);
             if (!hit && (key.values.empty() || key.values[0].empty())) model.set(key, value);

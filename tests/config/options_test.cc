@@ -25,29 +25,21 @@ struct Program {
 
     opt_group general{"General"}, network{"Network"};
     opt_option options[11] = {make('q', "loud", OPT_TYPE_FLAG_OFF, &quiet),
-                              make('v', nullptr, OPT_TYPE_FLAG_ON, &verbose),
-                              make(0, "text", OPT_TYPE_STRING, &text),
-                              make(0, "text-utf8", OPT_TYPE_UTF8, &utf8),
-                              make('i', "ini", OPT_TYPE_INI_FILE, &ini_path),
-                              make('p', "port", OPT_TYPE_NUMBER16, &port),
-                              make('n', "number", OPT_TYPE_NUMBER64, &number),
-                              make('s', nullptr, OPT_TYPE_SIZE64, &size),
-                              make(0, "size32", OPT_TYPE_SIZE32, &size32),
-                              make('b', "bool", OPT_TYPE_BOOLEAN, &truth),
-                              make(0, "secret", OPT_TYPE_RAW_STRING, &secret)};
+        make('v', nullptr, OPT_TYPE_FLAG_ON, &verbose), make(0, "text", OPT_TYPE_STRING, &text),
+        make(0, "text-utf8", OPT_TYPE_UTF8, &utf8), make('i', "ini", OPT_TYPE_INI_FILE, &ini_path),
+        make('p', "port", OPT_TYPE_NUMBER16, &port), make('n', "number", OPT_TYPE_NUMBER64, &number),
+        make('s', nullptr, OPT_TYPE_SIZE64, &size), make(0, "size32", OPT_TYPE_SIZE32, &size32),
+        make('b', "bool", OPT_TYPE_BOOLEAN, &truth), make(0, "secret", OPT_TYPE_RAW_STRING, &secret)};
     opt_option *table[12] = {};
 
     static opt_option make(char short_name, const char *long_name, int type, void *value) {
-        return {nullptr, nullptr, short_name, long_name, type, nullptr,
-                nullptr, nullptr, nullptr,    0,         value};
+        return {nullptr, nullptr, short_name, long_name, type, nullptr, nullptr, nullptr, nullptr, 0, value};
     }
     Program() {
         for (size_t i = 0; i < 11; ++i) table[i] = &options[i];
-        for (size_t i = 0; i < 11; ++i)
-            options[i].group = i < 4 ? &general : i == 4 ? nullptr : &network;
+        for (size_t i = 0; i < 11; ++i) options[i].group = i < 4 ? &general : i == 4 ? nullptr : &network;
         options[0].help = "Print nothing.";
-        options[2].default_value = "none", options[5].default_value = "80",
-        options[10].default_value = "hush";
+        options[2].default_value = "none", options[5].default_value = "80", options[10].default_value = "hush";
         options[2].ini_section = options[5].ini_section = "s";
         options[2].ini_key = "text", options[5].ini_key = "port";
         options[3].metavar = "WORD";
@@ -79,9 +71,8 @@ struct Program {
             return out.str();
         }
         EXPECT_THAT(log.lines(), ElementsAre());
-        out << result << ": " << quiet << verbose << truth << " " << text << " "
-            << (utf8 != nullptr ? utf8 : "-") << " " << port << " " << number << " " << size << " "
-            << size32;
+        out << result << ": " << quiet << verbose << truth << " " << text << " " << (utf8 != nullptr ? utf8 : "-")
+            << " " << port << " " << number << " " << size << " " << size32;
         return out.str();
     }
 };
@@ -114,8 +105,8 @@ TEST(OptParse, AppliesTheCommandLineOverTheDefaultsAndReportsEachErrorOnce) {
         {"-s5kx", "EINVAL opt_parse: invalid value \"5kx\" for option -s SIZE"},
         {"--size32=5G", "ERANGE opt_parse: invalid value \"5G\" for option --size32=SIZE"},
         {"-bmaybe",
-         "EINVAL 34 strtobool: value outside of range opt_parse: invalid value \"maybe\" "
-         "for option -b, --bool=BOOLEAN"},
+            "EINVAL 34 strtobool: value outside of range opt_parse: invalid value \"maybe\" "
+            "for option -b, --bool=BOOLEAN"},
     };
     for (const auto &row : kRows) {
         Program program;
@@ -127,8 +118,7 @@ TEST(OptParse, AppliesTheCommandLineOverTheDefaultsAndReportsEachErrorOnce) {
     Program program;
     {
         const vextest::FaultScope fault("strdup", 1, ENOMEM);
-        EXPECT_EQ("ENOMEM opt_parse: error copying value \"none\" for option --text=STRING",
-                  program.parse(""));
+        EXPECT_EQ("ENOMEM opt_parse: error copying value \"none\" for option --text=STRING", program.parse(""));
     }
     program.options[10].flags |= OPT_MANDATORY;
     program.options[10].default_value = program.options[5].default_value = nullptr;
@@ -148,18 +138,15 @@ TEST(OptParse, TakesValuesFromTheIniFileWhereverItIsNamed) {
     EXPECT_NE(0U, program.options[4].flags & OPT_FROM_INI);
     opt_free(program.table);
     EXPECT_EQ(-1, InifileReleaseA(one.c_str())) << "opt_free released it";
-    EXPECT_EQ("3: 100 none - 2 0 0 0", program.parse("-i" + one + " --ini=" + two))
-        << "the last one";
+    EXPECT_EQ("3: 100 none - 2 0 0 0", program.parse("-i" + one + " --ini=" + two)) << "the last one";
     opt_free(program.table);
     program.options[4].default_value = one.c_str();
     EXPECT_EQ("1: 100 from_one - 1 0 0 0", program.parse(""));
     opt_free(program.table);
     vextest::writeFile(one, "[s]\nport=99999\n");
     vextest::writeFile(two, "[s]\ntext=" + std::string(1024, 'x') + "\n");
-    EXPECT_EQ("ERANGE opt_parse: invalid value \"99999\" for option -p, --port=NUMBER",
-              program.parse(""));
-    EXPECT_EQ(
-        "ENOBUFS opt_parse: value of [s] text in " + two + " is too long for option --text=STRING",
+    EXPECT_EQ("ERANGE opt_parse: invalid value \"99999\" for option -p, --port=NUMBER", program.parse(""));
+    EXPECT_EQ("ENOBUFS opt_parse: value of [s] text in " + two + " is too long for option --text=STRING",
         program.parse("-i " + two));
 }
 
@@ -169,23 +156,18 @@ TEST(OptValidate, RefusesAFaultyTable) {
         {"duplicate option --text", [](auto *o) { o[3].long_name = "text"; }},
         {"invalid option type 3 for option -v ", [](auto *o) { o[1].type = 3; }},
         {"invalid option type 16 for option -v ", [](auto *o) { o[1].type = 16; }},
-        {"short option name cannot be '-' for option --, --loud",
-         [](auto *o) { o->short_name = '-'; }},
+        {"short option name cannot be '-' for option --, --loud", [](auto *o) { o->short_name = '-'; }},
         {"long option name cannot be empty for option -q, --", [](auto *o) { o->long_name = ""; }},
         {"pointer to value is NULL for option -v ", [](auto *o) { o[1].value = nullptr; }},
-        {"invalid default value for option -p, --port=NUMBER",
-         [](auto *o) { o[5].default_value = "x"; }},
-        {"ini_section without ini_key for option --text=STRING",
-         [](auto *o) { o[2].ini_key = nullptr; }},
-        {"ini_key without ini_section for option --text=STRING",
-         [](auto *o) { o[2].ini_section = nullptr; }},
+        {"invalid default value for option -p, --port=NUMBER", [](auto *o) { o[5].default_value = "x"; }},
+        {"ini_section without ini_key for option --text=STRING", [](auto *o) { o[2].ini_key = nullptr; }},
+        {"ini_key without ini_section for option --text=STRING", [](auto *o) { o[2].ini_section = nullptr; }},
     };
     for (const auto &[line, spoil] : rows) {
         Program program;
         spoil(program.options);
-        EXPECT_EQ("EINVAL opt_validate: internal option configuration error: " + line +
-                      " opt_parse: invalid options",
-                  program.parse(""));
+        EXPECT_EQ("EINVAL opt_validate: internal option configuration error: " + line + " opt_parse: invalid options",
+            program.parse(""));
     }
     Program program;
     program.options[1].short_name = 0;
@@ -199,8 +181,8 @@ TEST(OptValidate, RefusesAFaultyTable) {
     EXPECT_EQ(17, opt_snprintf(buf, 18, &program.options[5]));
     EXPECT_EQ(-1, opt_snprintf(buf, 17, &program.options[5]));
     EXPECT_EQ(-1, opt_parse(nullptr, 0, nullptr));
-    EXPECT_THAT(log.lines(), ElementsAre("105 opt_snprintf: target buffer too small",
-                                         "22 opt_parse: invalid NULL parameter"));
+    EXPECT_THAT(
+        log.lines(), ElementsAre("105 opt_snprintf: target buffer too small", "22 opt_parse: invalid NULL parameter"));
 }
 
 TEST(OptHelp, ShowsNamesDefaultsAndWrappedText) {

@@ -15,9 +15,7 @@ ChildResult runChild(const std::function<void()> &body) {
     fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        if (freopen(out.c_str(), "a", stdout) == nullptr ||
-            freopen(err.c_str(), "a", stderr) == nullptr)
-            _exit(99);
+        if (freopen(out.c_str(), "a", stdout) == nullptr || freopen(err.c_str(), "a", stderr) == nullptr) _exit(99);
         body();
         fflush(nullptr);
         _exit(0);  // the parent's exit handlers and leak check are not the child's

@@ -1,10 +1,9 @@
 #include "support/faults.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstring>
-
-#include <gtest/gtest.h>
 
 namespace vextest {
 namespace {
@@ -41,8 +40,8 @@ int faultFor(const char *call) {
     return 0;
 }
 
-unsigned forEachFault(const std::vector<std::string> &calls, int err,
-                      const std::function<void(const FaultScope &)> &scenario) {
+unsigned forEachFault(
+    const std::vector<std::string> &calls, int err, const std::function<void(const FaultScope &)> &scenario) {
     for (unsigned nth = 1; nth < kMostRuns; ++nth) {
         FaultScope scope(calls, nth, err);
         scenario(scope);

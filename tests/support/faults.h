@@ -47,8 +47,8 @@ int faultFor(const char *call);
 /// Runs @p scenario with the first, second, third … of the named calls failing, until a run meets no fault.
 /// The scenario checks its promise itself; it gets the scope to ask what failed. Set-up that must not fail goes
 /// before it. Returns how many runs met a fault, so that a test can see that the harness did bite.
-unsigned forEachFault(const std::vector<std::string> &calls, int err,
-                      const std::function<void(const FaultScope &)> &scenario);
+unsigned forEachFault(
+    const std::vector<std::string> &calls, int err, const std::function<void(const FaultScope &)> &scenario);
 
 /// Lifts all faults while it lives: for the checks inside a scenario.
 class FaultPause {

@@ -27,9 +27,7 @@ void LogCapture::receive(int level, int code, const char *message, int saved_err
     if (current != nullptr) current->entries_.push_back({level, code, message, saved_errno});
 }
 
-std::vector<std::string> LogCapture::lines() const {
-    return lines(VEX_LOG_CRIT | VEX_LOG_ERR | VEX_LOG_WARN);
-}
+std::vector<std::string> LogCapture::lines() const { return lines(VEX_LOG_CRIT | VEX_LOG_ERR | VEX_LOG_WARN); }
 
 std::vector<std::string> LogCapture::lines(int levels) const {
     std::vector<std::string> result;

@@ -1,8 +1,7 @@
+#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <cstdio>
-
-#include <gtest/gtest.h>
 
 #include "support/seed.h"
 

@@ -2,6 +2,7 @@
 // it links with -Wl,--wrap=<call>.
 #include <errno.h>
 #include <fcntl.h>
+#include <openssl/evp.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,22 +15,20 @@
 
 #include <new>
 
-#include <openssl/evp.h>
-
 #include "support/faults.h"
 
-using vextest::FaultScope;
 using vextest::faultFor;
+using vextest::FaultScope;
 
 // VEX_WRAP(result type, name, value on failure, (parameters), (arguments))
-#define VEX_WRAP(type, name, failed, parameters, arguments)      \
-    extern "C" type __real_##name parameters;                    \
-    extern "C" type __wrap_##name parameters {                   \
-        if (const int err = faultFor(#name); err > 0) {          \
-            errno = err;                                         \
-            return failed;                                       \
-        }                                                        \
-        return __real_##name arguments;                          \
+#define VEX_WRAP(type, name, failed, parameters, arguments) \
+    extern "C" type __real_##name parameters;               \
+    extern "C" type __wrap_##name parameters {              \
+        if (const int err = faultFor(#name); err > 0) {     \
+            errno = err;                                    \
+            return failed;                                  \
+        }                                                   \
+        return __real_##name arguments;                     \
     }
 
 // The same for transfers, where FaultScope::kShort moves one byte only.
@@ -152,7 +151,7 @@ VEX_WRAP(int, rename, -1, (const char *from, const char *to), (from, to))
 #endif
 #ifdef VEX_WRAP_renameat2
 VEX_WRAP(int, renameat2, -1, (int from_dir, const char *from, int to_dir, const char *to, unsigned flags),
-         (from_dir, from, to_dir, to, flags))
+    (from_dir, from, to_dir, to, flags))
 #endif
 #ifdef VEX_WRAP_select
 VEX_WRAP(int, select, -1, (int n, fd_set *r, fd_set *w, fd_set *e, struct timeval *timeout), (n, r, w, e, timeout))
@@ -183,7 +182,7 @@ VEX_WRAP(int, fstat, -1, (int fd, struct stat *out), (fd, out))
 #endif
 #ifdef VEX_WRAP_mmap
 VEX_WRAP(void *, mmap, MAP_FAILED, (void *at, size_t n, int protection, int flags, int fd, off_t offset),
-         (at, n, protection, flags, fd, offset))
+    (at, n, protection, flags, fd, offset))
 #endif
 #ifdef VEX_WRAP_malloc
 VEX_WRAP(void *, malloc, nullptr, (size_t n), (n))
