@@ -19,7 +19,7 @@ HEADERS = {
     'frame': ['frame.h', 'alloc.h'],
     'config': ['inifile.h', 'options.h'],
     'identity': ['serialize.h', 'uid.h', 'digest.h', 'bloom_filter.h'],
-    'fs': ['file.h', 'id_file.h', 'directory.h'],
+    'fs': ['file.h', 'id_file.h', 'dir.h'],
     'containers': ['preallocator.h', 'hash_tree.h', 'set.h', 'array.h', 'list.h', 'callbacks.h', 'merge_sort.h'],
     'crypto': ['magic.h', 'blowfish.h', 'cipher.h', 'crypt_stream.h', 'password.h'],
     'os': ['os.h', 'process.h'],

@@ -14,6 +14,7 @@
 #include <vex/cloud_config.h>
 #include <vex/crypt_stream.h>
 #include <vex/digest.h>
+#include <vex/dir.h>
 #include <vex/encoding.h>
 #include <vex/export.h>
 #include <vex/file.h>

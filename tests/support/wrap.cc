@@ -221,3 +221,15 @@ VEX_WRAP(int, nanosleep, -1, (const struct timespec *wanted, struct timespec *le
 #ifdef VEX_WRAP_unlinkat
 VEX_WRAP(int, unlinkat, -1, (int fd, const char *path, int flags), (fd, path, flags))
 #endif
+#ifdef VEX_WRAP_chdir
+VEX_WRAP(int, chdir, -1, (const char *path), (path))
+#endif
+#ifdef VEX_WRAP_fchdir
+VEX_WRAP(int, fchdir, -1, (int fd), (fd))
+#endif
+#ifdef VEX_WRAP_fstatat
+VEX_WRAP(int, fstatat, -1, (int fd, const char *path, struct stat *out, int flags), (fd, path, out, flags))
+#endif
+#ifdef VEX_WRAP_getdents64
+VEX_WRAP(ssize_t, getdents64, -1, (int fd, void *buffer, size_t n), (fd, buffer, n))
+#endif
