@@ -65,6 +65,11 @@ Outcome search(const char *who, Order order, Node *root, const void *key, Side s
 
 }  // namespace
 
+void reportFailedFind() {
+    const int err = comparisonError();
+    VEX_FAIL_AS("VexHashTreeNodeFind", err, err, (void)0, "unable to compare nodes: %m");
+}
+
 Outcome find(Order order, Node *root, const void *key, Path *path, Node **found) {
     for (Node *node = root; node != nullptr;) {
         if (path != nullptr && !push(path, node)) return noRoom("VexHashTreeNodeFind", path);
@@ -75,9 +80,8 @@ Outcome find(Order order, Node *root, const void *key, Path *path, Node **found)
         }
         if (result == VexHashTreeCompareFailed) {
             if (path != nullptr) path->depth = 0;
-            const int err = comparisonError();
-            return VEX_FAIL_AS("VexHashTreeNodeFind", err, err, Outcome::kError,
-                               "unable to compare nodes: %m");
+            reportFailedFind();
+            return Outcome::kError;
         }
         node = child(node, result < 0 ? kRight : kLeft);
     }

@@ -19,9 +19,10 @@ namespace {
 using namespace vex::tree;
 
 /// True when neither is null and a block is free; else false after a report under @p who.
-bool ready(const char *who, VexHashTree *tree, const void *key) {
+inline bool ready(const char *who, VexHashTree *tree, const void *key) {
     if (tree == nullptr || key == nullptr)
         return VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
+    if (tree->allocator != nullptr && tree->allocator->free_blocks != nullptr) return true;
     return haveBlock(who, tree);
 }
 
@@ -50,13 +51,37 @@ Outcome insert(const char *node_function, VexHashTree *tree, const void *data, P
     return outcome;
 }
 
-int findNode(const char *who, VexHashTree *tree, const void *key, void *out, Path *path) {
-    if (path != nullptr) path->depth = 0;
+int findFailed(const char *who) {
+    return VEX_FAIL_AS(who, errno, errno, -1, "error occurred: %m");
+}
+
+/// Find without a path, small and in one piece: look-ups that do not depend on each other overlap
+/// only as far as the processor can see ahead of the memory it waits for.
+int lookUp(const char *who, VexHashTree *tree, const void *key, void *out) {
+    if (!ready(who, tree, key)) return -1;
+    const Order order = orderOf(tree);
+    for (Node *node = tree->buckets[bucketOf(tree, key)]; node != nullptr;) {
+        const int result = order(node, key);
+        if (result == 0) {
+            giveRecord(tree, node, out);
+            return 1;
+        }
+        if (result == VexHashTreeCompareFailed) {
+            reportFailedFind();
+            return findFailed(who);
+        }
+        node = child(node, result < 0 ? kRight : kLeft);
+    }
+    return 0;
+}
+
+int findWithPath(const char *who, VexHashTree *tree, const void *key, void *out, Path *path) {
+    path->depth = 0;
     if (!ready(who, tree, key)) return -1;
     Node *node = nullptr;
     const Outcome outcome =
         find(orderOf(tree), tree->buckets[bucketOf(tree, key)], key, path, &node);
-    if (outcome == Outcome::kError) return VEX_FAIL_AS(who, errno, errno, -1, "error occurred: %m");
+    if (outcome == Outcome::kError) return findFailed(who);
     if (outcome == Outcome::kAbsent) return 0;
     giveRecord(tree, node, out);
     return 1;
@@ -117,9 +142,10 @@ int VexHashTreeRemove(VexHashTree *tree, const void *key, void *out) {
 }
 
 int VexHashTreeGet(VexHashTree *tree, const void *key, void *out) {
-    return findNode("VexHashTreeFindNode", tree, key, out, nullptr);
+    return lookUp("VexHashTreeFindNode", tree, key, out);
 }
 
 int VexHashTreeFindNode(VexHashTree *tree, const void *key, void *out, VexHashTreePath *path) {
-    return findNode(__func__, tree, key, out, path);
+    return path == nullptr ? lookUp(__func__, tree, key, out)
+                           : findWithPath(__func__, tree, key, out, path);
 }

@@ -136,6 +136,8 @@ Outcome detach(Order order, Link *root, const void *key, Node **removed);
 /// The equal of @p key, with a path that is not null left at it, or empty. Reports errors as
 /// VexHashTreeNodeFind.
 Outcome find(Order order, Node *root, const void *key, Path *path, Node **found);
+/// The line of a search whose comparison failed; errno as comparisonError() has it.
+void reportFailedFind();
 /// The outermost node on @p side; null for an empty tree. The path must have been emptied; false in
 /// @p *ok after a report when it is full.
 Outcome outermost(const char *who, Node *root, Side side, Path *path, Node **found);
