@@ -22,6 +22,7 @@ HEADERS = {
     'fs': ['file.h', 'id_file.h', 'dir.h'],
     'containers': ['preallocator.h', 'hash_tree.h', 'set.h', 'array.h', 'list.h', 'callbacks.h', 'merge_sort.h'],
     'crypto': ['magic.h', 'blowfish.h', 'cipher.h', 'crypt_stream.h', 'password.h'],
+    'net': ['net.h', 'iprange.h', 'interface.h'],
     'os': ['os.h', 'process.h'],
     'clients': ['http.h', 'storage_http.h', 'cloud_config.h', 'json.h', 'sqlite.h'],
 }

@@ -23,13 +23,16 @@
 #include <vex/http.h>
 #include <vex/id_file.h>
 #include <vex/inifile.h>
+#include <vex/interface.h>
 #include <vex/io.h>
+#include <vex/iprange.h>
 #include <vex/json.h>
 #include <vex/list.h>
 #include <vex/log.h>
 #include <vex/log_file.h>
 #include <vex/magic.h>
 #include <vex/merge_sort.h>
+#include <vex/net.h>
 #include <vex/options.h>
 #include <vex/os.h>
 #include <vex/password.h>

@@ -2,6 +2,8 @@
 #ifndef VEX_BASE_ASCII_H
 #define VEX_BASE_ASCII_H
 
+#include <string_view>
+
 namespace vex::ascii {
 
 template <typename Char>
@@ -24,6 +26,12 @@ constexpr bool isAlpha(Char c) {
 template <typename Char>
 constexpr bool isSpace(Char c) {
     return (c >= '\t' && c <= '\r') || c == ' ';
+}
+/// The text without white space at its ends.
+constexpr std::string_view trim(std::string_view text) {
+    while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
+    return text;
 }
 /// Printable, but neither letter, digit nor blank.
 template <typename Char>

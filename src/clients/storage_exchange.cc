@@ -17,12 +17,6 @@ namespace {
 constexpr size_t kMostHeaderBytes = 300 << 10;
 constexpr long kBuffer = 512 << 10;
 
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && ascii::isSpace(text.front())) text.remove_prefix(1);
-    while (!text.empty() && ascii::isSpace(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 bool succeeded(CURL *curl) {
     long status = 0;
     (void)curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);  // 0 stays when there is none
@@ -168,8 +162,8 @@ size_t Exchange::header(std::string_view line) {
     const size_t colon = line.find(':');
     if (colon == std::string_view::npos) return line.size();
     try {
-        response_->headers.emplace_back(trimmed(line.substr(0, colon)),
-                                        trimmed(line.substr(colon + 1)));
+        response_->headers.emplace_back(ascii::trim(line.substr(0, colon)),
+                                        ascii::trim(line.substr(colon + 1)));
     } catch (const std::bad_alloc &) {
         return stop(ENOMEM);
     }

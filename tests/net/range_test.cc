@@ -1,0 +1,158 @@
+// Networks in texts, by both ways of reading them, against an oracle that counts in 32-bit numbers.
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <string.h>
+
+#include <random>
+
+#include <vex/interface.h>
+#include <vex/iprange.h>
+#include <vex/net.h>
+
+#include "support/failures.h"
+#include "support/faults.h"
+#include "support/seed.h"
+
+using vextest::LogCapture;
+
+namespace {
+
+NetInterface interfaceOf(const std::string &address) {
+    NetInterface one{};
+    strncpy(one.address, address.c_str(), sizeof one.address - 1);
+    return one;
+}
+
+std::string dotted(uint32_t host_order) {
+    in_addr address{htonl(host_order)};
+    char text[INET_ADDRSTRLEN];
+    return inet_ntop(AF_INET, &address, text, sizeof text);
+}
+
+TEST(CheckIPRange, TellsWhatIsWrongAndWhere) {
+    static const struct {
+        const char *ranges, *address;
+        int result, error;
+        const char *log;
+    } kRows[] = {
+        {nullptr, "junk", 1, 0, ""},
+        {"", nullptr, 1, 0, ""},
+        {" , ,", "1.2.3.4", 0, 0, ""},
+        {"10", "10.255.0.1", 1, 0, ""},
+        {"10.1, 192.168.1.7/32,172.16/12", "172.31.255.255", 1, 0,
+         "68 : Bad match: 172.31.255.255 outside 10.1.0.0/255.255.0.0\n68 : Bad match: 172.31.255.255 outside 192.168.1.7/255.255.255.255"},
+        {"0/0", "255.255.255.255", 1, 0, ""},
+        {"10,junk", "10.0.0.1", 1, 0, ""},
+        {"10/8,10.1/16,1.2.3.4", nullptr, 1, 0, ""},
+        {"10", "1.2.3", 0, EINVAL, "64 : incomplete IP address: 1.2.3"},
+        {"10", "", 0, EINVAL, "64 : incomplete IP address: "},
+        {"10", "1.2.3.256", 0, EINVAL, "63 : bad IP address: 1.2.3.256"},
+        {"10", "1.2.3.4.5", 0, EINVAL, "63 : bad IP address: 1.2.3.4.5"},
+        {"10", "1.2.3.4 ", 0, EINVAL, "63 : bad IP address: 1.2.3.4 "},
+        {"x", nullptr, 0, EINVAL, "64 : incomplete IP address: x"},
+        {"10.x", nullptr, 0, EINVAL, "63 : bad IP address: 10.x"},
+        {"10.99999999999999999999", nullptr, 0, EINVAL, "63 : bad IP address: 10.99999999999999999999"},
+        {"10/", nullptr, 0, EINVAL, "63 : bad IP address: 10/"},
+        {"10/8x", nullptr, 0, EINVAL, "63 : bad IP address: 10/8x"},
+        {"10.0.0.0/33", nullptr, 0, EINVAL,
+         "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10.0.0.0/33"},
+        {"10/-1", nullptr, 0, EINVAL, "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/-1"},
+        {"10/99999999999", nullptr, 0, EINVAL,
+         "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/2147483647"},
+        {"10.1/8", nullptr, 0, EINVAL, "67 : Incorrect IP range (field 2 must be a multiple of 256). Actual value: 10.1/8"},
+        {"10.1.3/23", nullptr, 0, EINVAL, "67 : Incorrect IP range (field 3 must be a multiple of 2). Actual value: 10.1.3/23"},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.ranges == nullptr ? "NULL" : row.ranges);
+        std::string expected = row.log;
+        for (size_t at = 0; (at = expected.find(" : ", at)) != expected.npos; ++at) expected.insert(at + 1, "NetCheckIPRange");
+        for (const bool verbose : {true, false}) {
+            LogCapture log;
+            errno = 0;
+            EXPECT_EQ(row.result, NetCheckIPRange(row.ranges, row.address, verbose));
+            EXPECT_EQ(row.error, errno);
+            EXPECT_EQ(verbose ? expected : "", log.text());
+        }
+    }
+}
+
+TEST(IpRange, FailsWithItsOwnLineAndThenItsCallers) {
+    const auto create = [](const char *text) {
+        return [text] { return long{iprange_create(text) != nullptr}; };
+    };
+    const auto list = [](const char *text) {
+        return [text] { return long{iprange_list_create(text) != nullptr}; };
+    };
+    const std::string invalid = "\n22 getmasklen: invalid mask\n22 iprange_create: IP address format is invalid.";
+    const std::string convert = "22 iprange_create : could not convert ip address to address";
+    const std::string no_slash = "22 getmasklen: invalid parameter: does not contain '/'" + invalid;
+    const std::string large = "22 getmasklen: mask not 0-32 (33)" + invalid;
+    const std::string negative = "22 getmasklen: mask not 0-32 (18446744073709551615)" + invalid;
+    const std::string no_digit = "22 getmasklen: no digit found" + invalid;
+    const std::string in_list = convert + "\n22 iprange_list_create: get ip range address failed Invalid argument";
+    vextest::expectFailures({
+        {"22 iprange_create: invalid NULL parameter", EINVAL, 0, create("")},
+        {no_slash.c_str(), EINVAL, 0, create("10.0.0.0")},
+        {large.c_str(), EINVAL, 0, create("10.0.0.0/33")},
+        {negative.c_str(), EINVAL, 0, create("10.0.0.0/-1")},
+        {no_digit.c_str(), EINVAL, 0, create("10.0.0.0/x")},
+        {"34 getmasklen: invalid input: 18446744073709551616\n34 iprange_create: IP address format is invalid.", ERANGE, 0,
+         create("1.2.3.4/18446744073709551616")},
+        {convert.c_str(), EINVAL, 0, create("10.0.0.0 /8")},
+        {convert.c_str(), EINVAL, 0, create("10.1/8")},
+        {"22 iprange_list_create: invalid NULL parameter", EINVAL, 0, list(nullptr)},
+        {in_list.c_str(), EINVAL, 0, list("10.0.0.0/8,1234567890123456")},
+        {in_list.c_str(), EINVAL, 0, list("10.0.0.0/8, ,")},
+        {"69 iprange_list_create: 12345678901234567: IP Range format error: Invalid argument", EINVAL, 0,
+         list("1.2.3.4, 12345678901234567 ")},
+        {"22 getmasklen: invalid NULL parameter\n22 getmasklen: invalid mask", EINVAL, -1, [] { return getmasklen(nullptr); }},
+    });
+    iprange *const range = iprange_create(" \t10.1.2.3/8 and more");
+    ASSERT_NE(nullptr, range);
+    EXPECT_EQ(0xff000000u, range->mask);
+    EXPECT_STREQ("10.0.0.0", range->address);
+    EXPECT_EQ(inet_addr("10.0.0.0"), range->network);
+    iprange_destroy(range);
+    vexList *const none = iprange_list_create(",");
+    const NetInterface one = interfaceOf("10.0.0.1");
+    EXPECT_TRUE(none != nullptr && iprange_list_lookup(none, &one) == -1);
+    iprange_list_destroy(none);
+}
+
+TEST(IpRange, LosesNothingWithoutMemory) {
+    EXPECT_LT(5u, vextest::forEachFault({"malloc", "calloc", "strdup"}, ENOMEM, [](const vextest::FaultScope &fault) {
+                  LogCapture log;
+                  vexList *const list = iprange_list_create("10.0.0.0/8,1.2.3.4");
+                  EXPECT_EQ(list != nullptr, !fault.fired());
+                  EXPECT_TRUE(list != nullptr || (errno == ENOMEM && !log.lines().empty()));
+                  iprange_list_destroy(list);
+              }));
+}
+
+TEST(Ranges, AgreeWithAnOracleOnGeneratedTexts) {
+    std::mt19937 engine(static_cast<unsigned>(vextest::testSeed()));
+    const auto random = [&] { return static_cast<uint32_t>(engine()); };
+    for (int round = 0; round < 2000; ++round) {
+        std::string text;
+        const uint32_t address = random();
+        bool inside = false;
+        for (unsigned n = random() % 5 + 1; n > 0; --n) {
+            const unsigned length = random() % 33;
+            const uint32_t mask = length == 0 ? 0 : ~uint32_t{0} << (32 - length);
+            // near the address, so that half of them hold it
+            const uint32_t network = (address ^ (random() % 2 == 0 ? 0 : 1u << random() % 32)) & mask;
+            inside = inside || (address & mask) == network;
+            text += (text.empty() ? "" : random() % 2 == 0 ? "," : " , ") + dotted(network);
+            if (length < 32 || random() % 2 == 0) text += "/" + std::to_string(length);
+        }
+        SCOPED_TRACE(text + " " + dotted(address));
+        ASSERT_EQ(inside ? 1 : 0, NetCheckIPRange(text.c_str(), dotted(address).c_str(), 0));
+        text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
+        vexList *const list = iprange_list_create(text.c_str());
+        const NetInterface one = interfaceOf(dotted(address));
+        ASSERT_EQ(inside ? 0 : -1, iprange_list_lookup(list, &one));
+        iprange_list_destroy(list);
+    }
+}
+
+}  // namespace
