@@ -11,6 +11,7 @@
 #include <vex/inifile.h>
 #include <vex/io.h>
 
+#include "base/directory_of.h"
 #include "base/eintr.h"
 #include "base/errno_guard.h"
 #include "base/unique_fd.h"
@@ -66,12 +67,6 @@ String render(const File &file) {
     return out;
 }
 
-String directoryOf(std::string_view path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string_view::npos) return ".";
-    return String(path.substr(0, slash == 0 ? 1 : slash));
-}
-
 /// Where a symbolic link at the path leads, whether or not something is there: the file is
 /// replaced, not the link.
 String followLinks(std::string_view path) {
@@ -84,7 +79,7 @@ String followLinks(std::string_view path) {
         if (text.front() == '/') {
             current = text;
         } else {
-            current = directoryOf(current);
+            current = String(directoryOf(current));
             current += '/';
             current += text;
         }
@@ -198,7 +193,7 @@ int inifileSave(File &file) {
 
     const String text = render(file);
     const String target = followLinks(file.path), backup = target + ".bak",
-                 directory = directoryOf(target);
+                 directory(directoryOf(target));
     timespec mtime{};
     TemporaryFile temporary;
     if (!temporary.create(target)) return VEX_FAIL(errno, -1, "failed to open temporary file");
@@ -224,7 +219,7 @@ int saveToNew(const char *who, File &file, const char *target) {
     if (::lstat(target, &status) == 0)
         return VEX_FAIL_AS(who, EEXIST, EEXIST, -1, "file already exists");
 
-    const String text = render(file), path = target, directory = directoryOf(path);
+    const String text = render(file), path = target, directory(directoryOf(path));
     timespec mtime{};
     TemporaryFile temporary;
     if (!temporary.create(path))

@@ -15,6 +15,7 @@
 #include <vex/password.h>
 #include <vex/random.h>
 
+#include "base/directory_of.h"
 #include "base/eintr.h"
 #include "base/errno_guard.h"
 #include "base/unique_fd.h"
@@ -50,17 +51,11 @@ void render(const KeyStore &store, KeyFileText *text) {
             append(text, "key%u_%u=%u\n", key, word, store.keys[key][word]);
 }
 
-std::string directoryOf(const std::string &path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return path.substr(0, slash == 0 ? 1 : slash);
-}
-
 /// Keeps other writers out while it is open; a lock on a file of the store would go with the file.
 /// It is the directory of the file itself, since other writers may come through other links.
 UniqueFd lockDirectoryOf(const char *who, const char *key_file) {
     const UniqueMalloc<char> real(::realpath(key_file, nullptr));
-    const std::string directory = directoryOf(real ? real.get() : key_file);
+    const std::string directory(directoryOf(real ? real.get() : key_file));
     UniqueFd fd(retryOnEintr(
         [&] { return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (!fd || retryOnEintr([&] { return ::flock(fd.get(), LOCK_EX); }) != 0)
@@ -95,7 +90,7 @@ int replaceFile(const char *who, const std::string &path, std::string_view text,
     if (!real && errno != ENOENT)
         return VEX_FAIL_AS(who, errno, errno, -1, "could not look at %s: %m", path.c_str());
     const std::string target = real ? std::string(real.get()) : path;
-    const std::string temporary = target + ".tmp", directory = directoryOf(target);
+    const std::string temporary = target + ".tmp", directory(directoryOf(target));
     if (writeTemporary(who, temporary.c_str(), text, access) == 0 &&
         rename_dirfsync(temporary.c_str(), target.c_str(), directory.c_str(), 0) == 0)
         return 0;

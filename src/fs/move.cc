@@ -9,6 +9,7 @@
 #include <vex/file.h>
 #include <vex/log.h>
 
+#include "base/directory_of.h"
 #include "base/errno_guard.h"
 #include "fs/copy.h"
 #include "log/report.h"
@@ -22,14 +23,9 @@ bool exists(const char *path) {
     return lstat(path, &status) == 0;
 }
 
-std::string directoryOf(const std::string &path) {
-    const size_t slash = path.find_last_of('/');
-    return slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
-}
-
 /// Copies and removes the source, which goes only when content and name of the copy are durable.
 bool moveByCopy(const char *who, const char *from, const char *to, int mode) {
-    const std::string directory = directoryOf(to);
+    const std::string directory(vex::directoryOf(to));
     if (vex::fs::copyFile(from, to, mode, true) < 0)
         return VEX_FAIL_AS(who, errno, errno, false, "copy failed");
     const bool durable = dirfsync(directory.c_str(), 1) == 0;

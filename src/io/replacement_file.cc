@@ -9,6 +9,7 @@
 #include <vex/path.h>
 #include <vex/random.h>
 
+#include "base/directory_of.h"
 #include "base/eintr.h"
 #include "base/errno_guard.h"
 
@@ -16,12 +17,6 @@ namespace vex::io {
 namespace {
 
 constexpr int kAttempts = 100;
-
-std::string directoryOf(const std::string &path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return path.substr(0, slash == 0 ? 1 : slash);
-}
 
 }  // namespace
 
@@ -56,7 +51,7 @@ bool ReplacementFile::commit() {
         ::rename(temporary_.c_str(), target_.c_str()) != 0)
         return false;
     temporary_.clear();
-    return dirfsync(directoryOf(target_).c_str(), 1) == 0;
+    return dirfsync(std::string(directoryOf(target_)).c_str(), 1) == 0;
 }
 
 bool replaceFile(const std::string &path, const std::string &text, mode_t mode) {

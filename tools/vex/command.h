@@ -9,9 +9,9 @@ namespace tool {
 enum ExitStatus { kSuccess = 0, kFailure = 1, kUsage = 2 };
 
 struct Command {
-    const char *name;      ///< "seal"; commands of two words are one command ("id")
-    const char *synopsis;  ///< what follows the name in the usage text
-    const char *summary;   ///< one line of help
+    const char *name;                   ///< "seal"; commands of two words are one command ("id")
+    const char *synopsis;               ///< what follows the name in the usage text
+    const char *summary;                ///< one line of help
     int (*run)(int argc, char **argv);  ///< argv[0] is the command's name; returns an ExitStatus
 };
 
@@ -33,8 +33,8 @@ int runHttp(int argc, char **argv);
 int runRegistry(int argc, char **argv);
 int runCloud(int argc, char **argv);
 
-/// Tells the person at the terminal what went wrong and what to do next, as "vex: <text>" on standard error, and
-/// logs it; returns kFailure.
+/// Tells the person at the terminal what went wrong and what to do next, as "vex: <text>" on
+/// standard error, and logs it; returns kFailure.
 int fail(const char *format, ...) VEX_PRINTF(1, 2);
 /// The same for a wrong command line, with a pointer to --help; returns kUsage.
 int usageError(const char *format, ...) VEX_PRINTF(1, 2);

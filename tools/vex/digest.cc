@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "command.h"
+#include "command_options.h"
 #include "json.h"
 
 namespace tool {
@@ -189,25 +190,14 @@ int runDigest(int argc, char **argv) {
     bool md5 = false;
     bool json = false;
     char *list = nullptr;
-    opt_option md5_option{}, json_option{}, check_option{};
-    md5_option.long_name = "md5";
-    md5_option.type = OPT_TYPE_FLAG_ON;
-    md5_option.value = &md5;
-    json_option.long_name = "json";
-    json_option.type = OPT_TYPE_FLAG_ON;
-    json_option.value = &json;
-    check_option.long_name = "check";
-    check_option.type = OPT_TYPE_PATH;
-    check_option.metavar = "LIST";
-    check_option.value = &list;
-    opt_option *options[] = {&md5_option, &json_option, &check_option, nullptr};
-    const int first = opt_parse(options, argc, argv);
-    const std::string path = list != nullptr ? list : "";
-    const bool checking = list != nullptr;
-    opt_free(options);
+    CommandOptions options;
+    options.flag("md5", &md5);
+    options.flag("json", &json);
+    options.add("check", OPT_TYPE_PATH, &list).metavar = "LIST";
+    const int first = options.parse(argc, argv);
     if (first < 0) return usageError("wrong options for 'digest'");
     const std::vector<std::string> names(argv + first, argv + argc);
-    if (checking) return Checker(path, json).run(names);
+    if (list != nullptr) return Checker(list, json).run(names);
     if (names.empty()) return usageError("'digest' needs a file; '-' is standard input");
     int status = kSuccess;
     for (const std::string &name : names)

@@ -11,7 +11,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/directory_of.h"
 #include "command.h"
+#include "command_options.h"
 #include "output_file.h"
 
 namespace tool {
@@ -70,7 +72,8 @@ int next(const char *path) {
 }
 
 int create(const char *path, uint64_t value) {
-    if (WriteIdToPath(path, kName, value) == 0 && dirfsync(directoryOf(path).c_str(), 0) == 0)
+    if (WriteIdToPath(path, kName, value) == 0 &&
+        dirfsync(std::string(vex::directoryOf(path)).c_str(), 0) == 0)
         return kSuccess;
     return fail("the counter is not stored in '%s': check directory and disk, then write again",
                 path);
@@ -100,8 +103,7 @@ int write(const char *path, const char *text) {
 }  // namespace
 
 int runId(int argc, char **argv) {
-    opt_option *none[] = {nullptr};
-    const int first = opt_parse(none, argc, argv);
+    const int first = CommandOptions().parse(argc, argv);
     if (first < 0) return usageError("'id' has no options");
     const int count = argc - first;
     const std::string action = count > 0 ? argv[first] : "";

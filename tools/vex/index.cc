@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "command.h"
+#include "command_options.h"
 
 namespace tool {
 namespace {
@@ -186,19 +187,11 @@ int runIndex(int argc, char **argv) {
     bool files = false;
     bool json = false;
     uint32_t bits = 0;
-    opt_option files_option{}, json_option{}, bits_option{};
-    files_option.long_name = "files";
-    files_option.type = OPT_TYPE_FLAG_ON;
-    files_option.value = &files;
-    json_option.long_name = "json";
-    json_option.type = OPT_TYPE_FLAG_ON;
-    json_option.value = &json;
-    bits_option.long_name = "bits";
-    bits_option.type = OPT_TYPE_NUMBER32;
-    bits_option.value = &bits;
-    opt_option *options[] = {&files_option, &json_option, &bits_option, nullptr};
-    const int first = opt_parse(options, argc, argv);
-    opt_free(options);
+    CommandOptions options;
+    options.flag("files", &files);
+    options.flag("json", &json);
+    options.add("bits", OPT_TYPE_NUMBER32, &bits);
+    const int first = options.parse(argc, argv);
     if (first < 0) return usageError("wrong options for 'index'");
     if (bits > 29) return usageError("--bits takes 0 to 29");
     if (first == argc) return usageError("'index' needs a list of digests; '-' is standard input");

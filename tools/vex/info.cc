@@ -7,6 +7,7 @@
 #include <string>
 
 #include "command.h"
+#include "command_options.h"
 #include "input_file.h"
 #include "json.h"
 #include "stream_scan.h"
@@ -129,20 +130,9 @@ int inform(const char *path, bool json) {
 
 int runInfo(int argc, char **argv) {
     bool json = false;
-    opt_option json_option{"print one object per line",
-                           nullptr,
-                           0,
-                           "json",
-                           OPT_TYPE_FLAG_ON,
-                           nullptr,
-                           nullptr,
-                           nullptr,
-                           nullptr,
-                           0,
-                           &json};
-    opt_option *table[] = {&json_option, nullptr};
-    const int first = opt_parse(table, argc, argv);
-    opt_free(table);
+    CommandOptions options;
+    options.flag("json", &json);
+    const int first = options.parse(argc, argv);
     if (first < 0) return usageError("info: the options cannot be understood");
     if (first == argc) return usageError("info: name a file");
     int status = kSuccess;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "command.h"
+#include "command_options.h"
 
 namespace tool {
 namespace {
@@ -139,8 +140,7 @@ constexpr struct {
 }  // namespace
 
 int runIni(int argc, char **argv) {
-    opt_option *none[] = {nullptr};
-    const int first = opt_parse(none, argc, argv);
+    const int first = CommandOptions().parse(argc, argv);
     if (first < 0) return usageError("'ini' has no options");
     const int count = argc - first - 1;
     const auto operand = [&](int i) { return i <= count ? argv[first + i] : nullptr; };

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/directory_of.h"
 #include "base/unique_fd.h"
 #include "command.h"
 #include "output_file.h"
@@ -15,7 +16,7 @@ namespace {
 /// Writes the new file and makes it durable; errno on failure.
 bool store(vex::UniqueFd *fd, const char *path, const char *text, ssize_t size) {
     return safe_write(fd->get(), text, size) == size && safe_fsync(fd->get()) == 0 &&
-           fd->close() == 0 && dirfsync(directoryOf(path).c_str(), 0) == 0;
+           fd->close() == 0 && dirfsync(std::string(vex::directoryOf(path)).c_str(), 0) == 0;
 }
 
 }  // namespace

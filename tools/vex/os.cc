@@ -6,6 +6,7 @@
 #include <string>
 
 #include "command.h"
+#include "command_options.h"
 #include "json.h"
 
 namespace tool {
@@ -80,12 +81,9 @@ void printJson(const Facts &facts) {
 
 int runOs(int argc, char **argv) {
     bool json = false;
-    opt_option json_option{};
-    json_option.long_name = "json";
-    json_option.type = OPT_TYPE_FLAG_ON;
-    json_option.value = &json;
-    opt_option *table[] = {&json_option, nullptr};
-    const int first = opt_parse(table, argc, argv);
+    CommandOptions options;
+    options.flag("json", &json);
+    const int first = options.parse(argc, argv);
     if (first < 0 || first < argc) return usageError("'os' takes no argument but --json");
     Facts facts;
     if (const int status = gather(&facts); status != kSuccess) return status;

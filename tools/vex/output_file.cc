@@ -44,12 +44,6 @@ mode_t newFileMode() {
 
 }  // namespace
 
-std::string directoryOf(const std::string &path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 bool OutputFile::failed(const char *what) const {
     fail("%s %s: %m; %s", name_.c_str(), what,
          direct() ? "what was written so far is incomplete" : "what was there is unchanged");
@@ -72,7 +66,7 @@ bool OutputFile::open(const char *path) {
     char *const real = exists ? realpath(path, nullptr) : nullptr;
     target_ = real != nullptr ? real : path;
     std::free(real);
-    directory_ = directoryOf(target_);
+    directory_ = vex::directoryOf(target_);
     mode_ = exists ? status.st_mode & kPermissions : newFileMode();
     if (exists) owner_ = {status.st_uid, status.st_gid};
     return createUnnamed() || createNamed() || failed("cannot be created");

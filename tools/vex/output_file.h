@@ -9,12 +9,10 @@
 #include <cstddef>
 #include <string>
 
+#include "base/directory_of.h"
 #include "base/unique_fd.h"
 
 namespace tool {
-
-/// The directory that holds a path: "." for a bare name.
-std::string directoryOf(const std::string &path);
 
 class OutputFile {
 public:

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "command.h"
+#include "command_options.h"
 #include "fatal_signal.h"
 
 namespace tool {
@@ -120,15 +121,10 @@ int runPasswd(int argc, char **argv) {
     if (action == nullptr) return usageError("'passwd' takes encode, decode, encrypt or decrypt");
 
     char *option = nullptr;
-    opt_option key_file{};
-    key_file.long_name = "key-file";
-    key_file.type = OPT_TYPE_PATH;
-    key_file.metavar = "STORE";
-    key_file.value = &option;
-    opt_option *table[] = {&key_file, nullptr};
-    const int first = opt_parse(table, argc - 1, argv + 1);
+    CommandOptions options;
+    options.add("key-file", OPT_TYPE_PATH, &option).metavar = "STORE";
+    const int first = options.parse(argc - 1, argv + 1);
     const std::string store = option != nullptr ? option : "";
-    opt_free(table);
     if (first < 0) return usageError("wrong options for 'passwd %s'", action->name);
     const int operands = argc - 1 - first;
     if (operands > 1) return usageError("'passwd %s' takes one text", action->name);
@@ -140,8 +136,7 @@ int runPasswd(int argc, char **argv) {
 }
 
 int runPasswdStore(int argc, char **argv) {
-    opt_option *none[] = {nullptr};
-    const int first = opt_parse(none, argc, argv);
+    const int first = CommandOptions().parse(argc, argv);
     if (first < 0) return usageError("'passwd-store' has no options");
     const std::string action = first < argc ? argv[first] : "";
     if (argc - first != 2 || (action != "init" && action != "rotate"))

@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "command.h"
+#include "command_options.h"
 #include "input_file.h"
 #include "key_file.h"
 #include "output_file.h"
@@ -16,79 +17,16 @@ struct SealOptions {
     bool no_encrypt = false;
     uint16_t level = 0, window = 0;
 
-    opt_option key_file_option{"file that holds the key",
-                               nullptr,
-                               0,
-                               "key-file",
-                               OPT_TYPE_RAW_STRING,
-                               "FILE",
-                               nullptr,
-                               nullptr,
-                               nullptr,
-                               0,
-                               &key_file};
-    opt_option cipher_option{"blowfish, aes-256-cfb, aes-256-ofb or aes-256-ctr",
-                             nullptr,
-                             0,
-                             "cipher",
-                             OPT_TYPE_RAW_STRING,
-                             "NAME",
-                             "aes-256-ctr",
-                             nullptr,
-                             nullptr,
-                             0,
-                             &cipher};
-    opt_option compress_option{"lzo, deflate or none",
-                               nullptr,
-                               0,
-                               "compress",
-                               OPT_TYPE_RAW_STRING,
-                               "NAME",
-                               "lzo",
-                               nullptr,
-                               nullptr,
-                               0,
-                               &compress};
-    opt_option no_encrypt_option{"leave the data readable; needs no key",
-                                 nullptr,
-                                 0,
-                                 "no-encrypt",
-                                 OPT_TYPE_FLAG_ON,
-                                 nullptr,
-                                 nullptr,
-                                 nullptr,
-                                 nullptr,
-                                 0,
-                                 &no_encrypt};
-    opt_option level_option{"effort: 6 to 16 for lzo, 1 to 10 for deflate",
-                            nullptr,
-                            0,
-                            "level",
-                            OPT_TYPE_NUMBER16,
-                            nullptr,
-                            nullptr,
-                            nullptr,
-                            nullptr,
-                            0,
-                            &level};
-    opt_option window_option{"size of a block as a power of two, 12 to 22",
-                             nullptr,
-                             0,
-                             "window",
-                             OPT_TYPE_NUMBER16,
-                             nullptr,
-                             nullptr,
-                             nullptr,
-                             nullptr,
-                             0,
-                             &window};
-    opt_option *table[7] = {&key_file_option, &cipher_option, &compress_option, &no_encrypt_option,
-                            &level_option,    &window_option, nullptr};
+    CommandOptions table;
+    opt_option &level_option = table.add("level", OPT_TYPE_NUMBER16, &level);
+    opt_option &window_option = table.add("window", OPT_TYPE_NUMBER16, &window);
 
-    SealOptions() = default;
-    SealOptions(const SealOptions &) = delete;
-    SealOptions &operator=(const SealOptions &) = delete;
-    ~SealOptions() { opt_free(table); }
+    SealOptions() {
+        table.add("key-file", OPT_TYPE_RAW_STRING, &key_file).metavar = "FILE";
+        table.add("cipher", OPT_TYPE_RAW_STRING, &cipher, "aes-256-ctr").metavar = "NAME";
+        table.add("compress", OPT_TYPE_RAW_STRING, &compress, "lzo").metavar = "NAME";
+        table.flag("no-encrypt", &no_encrypt);
+    }
 };
 
 /// Turns the options into settings; kSuccess or kUsage.
@@ -129,7 +67,7 @@ int settle(const SealOptions &options, SealSettings *settings) {
 
 int runSeal(int argc, char **argv) {
     SealOptions options;
-    const int first = opt_parse(options.table, argc, argv);
+    const int first = options.table.parse(argc, argv);
     if (first < 0) return usageError("seal: the options cannot be understood");
     if (argc - first != 2)
         return usageError("seal: name one input and one output behind the options");

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "command.h"
+#include "command_options.h"
 
 namespace tool {
 namespace {
@@ -20,12 +21,9 @@ bool parse(const char *text, uint64_t *size) {
 
 int runSize(int argc, char **argv) {
     bool json = false;
-    opt_option json_option{};
-    json_option.long_name = "json";
-    json_option.type = OPT_TYPE_FLAG_ON;
-    json_option.value = &json;
-    opt_option *table[] = {&json_option, nullptr};
-    const int first = opt_parse(table, argc, argv);
+    CommandOptions options;
+    options.flag("json", &json);
+    const int first = options.parse(argc, argv);
     if (first < 0) return usageError("wrong options for 'size'");
     if (first == argc) return usageError("'size' needs a size, such as 10GiB");
     int status = kSuccess;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "command.h"
+#include "command_options.h"
 #include "input_file.h"
 #include "output_file.h"
 #include "sort_items.h"
@@ -101,32 +102,22 @@ bool parseKey(const char *text, SortKey *key) {
            key->offset <= key->record - key->length;
 }
 
-opt_option option(const char *name, int type, void *value, const char *by_default) {
-    opt_option result{};
-    result.long_name = name;
-    result.type = type;
-    result.value = value;
-    result.default_value = by_default;
-    return result;
-}
-
 /// Index of the first operand, or -1 when the options are wrong, which was told.
 int parse(int argc, char **argv, Request *request) {
     char *key = nullptr;
     char *temp = nullptr;
-    opt_option record = option("record", OPT_TYPE_SIZE64, &request->key.record, "0");
-    opt_option key_range = option("key", OPT_TYPE_STRING, &key, nullptr);
-    opt_option memory = option("memory", OPT_TYPE_SIZE64, &request->memory, "256MiB");
-    opt_option unique = option("unique", OPT_TYPE_FLAG_ON, &request->unique, nullptr);
-    opt_option merge = option("merge", OPT_TYPE_NUMBER64, &request->merge, "64");
-    opt_option directory = option("temp", OPT_TYPE_PATH, &temp, nullptr);
-    opt_option *options[] = {&record, &key_range, &memory, &unique, &merge, &directory, nullptr};
-    const int first = opt_parse(options, argc, argv);
+    CommandOptions options;
+    options.add("record", OPT_TYPE_SIZE64, &request->key.record, "0");
+    options.add("key", OPT_TYPE_STRING, &key);
+    options.add("memory", OPT_TYPE_SIZE64, &request->memory, "256MiB");
+    options.flag("unique", &request->unique);
+    options.add("merge", OPT_TYPE_NUMBER64, &request->merge, "64");
+    options.add("temp", OPT_TYPE_PATH, &temp);
+    const int first = options.parse(argc, argv);
     const std::string key_text = key != nullptr ? key : "0:" + std::to_string(request->key.record);
     const bool keyed = key != nullptr;
     const char *const environment = vex_getenv("TMPDIR");
     request->temp = temp != nullptr ? temp : environment != nullptr ? environment : "/tmp";
-    opt_free(options);
     if (first < 0) return usageError("wrong options for 'sort'"), -1;
     constexpr uint64_t kMostRecord = 1U << 30U;
     if (request->key.record > kMostRecord) return usageError("--record takes 1 byte to 1 GiB"), -1;
