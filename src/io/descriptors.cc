@@ -7,21 +7,6 @@
 
 namespace {
 
-/// Calls @p move(bytes done, bytes left) until all is moved, it returns 0 or it fails; the bytes
-/// moved, or -1.
-template <typename Move>
-ssize_t transferAll(ssize_t count, Move move) {
-    ssize_t done = 0;
-    while (done < count) {
-        const ssize_t moved =
-            vex::retryOnEintr([&] { return move(done, static_cast<size_t>(count - done)); });
-        if (moved < 0) return -1;
-        if (moved == 0) break;
-        done += moved;
-    }
-    return done;
-}
-
 bool invalid(const void *buffer, ssize_t count) {
     return buffer == nullptr || count < 0;
 }
@@ -31,7 +16,7 @@ bool invalid(const void *buffer, ssize_t count) {
 ssize_t safe_read(int fd, void *buffer, ssize_t count) {
     if (count == 0) return 0;
     if (invalid(buffer, count)) return VEX_FAIL(EINVAL, -1, "invalid buffer");
-    return transferAll(count, [&](ssize_t done, size_t left) {
+    return vex::transferAll(count, [&](ssize_t done, size_t left) {
         return ::read(fd, static_cast<char *>(buffer) + done, left);
     });
 }
@@ -39,7 +24,7 @@ ssize_t safe_read(int fd, void *buffer, ssize_t count) {
 ssize_t safe_write(int fd, const void *buffer, ssize_t count) {
     if (count == 0) return 0;
     if (invalid(buffer, count)) return VEX_FAIL(EINVAL, -1, "invalid buffer");
-    const ssize_t written = transferAll(count, [&](ssize_t done, size_t left) {
+    const ssize_t written = vex::transferAll(count, [&](ssize_t done, size_t left) {
         return ::write(fd, static_cast<const char *>(buffer) + done, left);
     });
     return written < 0 ? VEX_FAIL(errno, -1, "write failed") : written;
@@ -48,7 +33,7 @@ ssize_t safe_write(int fd, const void *buffer, ssize_t count) {
 ssize_t safe_pread(int fd, void *buffer, ssize_t count, off_t offset) {
     if (count == 0) return 0;
     if (invalid(buffer, count)) return VEX_FAIL(EINVAL, -1, "invalid buffer");
-    return transferAll(count, [&](ssize_t done, size_t left) {
+    return vex::transferAll(count, [&](ssize_t done, size_t left) {
         return ::pread(fd, static_cast<char *>(buffer) + done, left, offset + done);
     });
 }
@@ -56,7 +41,7 @@ ssize_t safe_pread(int fd, void *buffer, ssize_t count, off_t offset) {
 ssize_t safe_pwrite(int fd, const void *buffer, ssize_t count, off_t offset) {
     if (count == 0) return 0;
     if (invalid(buffer, count)) return VEX_FAIL(EINVAL, -1, "invalid buffer");
-    const ssize_t written = transferAll(count, [&](ssize_t done, size_t left) {
+    const ssize_t written = vex::transferAll(count, [&](ssize_t done, size_t left) {
         return ::pwrite(fd, static_cast<const char *>(buffer) + done, left, offset + done);
     });
     return written < 0 ? VEX_FAIL(errno, -1, "write failed") : written;

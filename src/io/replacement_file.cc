@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <vex/io.h>
 #include <vex/path.h>
@@ -41,7 +42,13 @@ bool ReplacementFile::open(mode_t mode) {
         if (!fd_ && errno == EEXIST) continue;
         if (!fd_) return false;
         temporary_ = name;
-        return !exists || ::fchmod(fd(), status.st_mode & 07777) == 0;
+        if (!exists) return true;
+        // a service must still be able to read its file when root has changed it; who may not give
+        // files away leaves one of his own
+        const bool foreign = status.st_uid != geteuid() || status.st_gid != getegid();
+        if (foreign && ::fchown(fd(), status.st_uid, status.st_gid) != 0 && errno != EPERM)
+            return false;
+        return ::fchmod(fd(), status.st_mode & 07777) == 0;
     }
     return false;
 }
@@ -56,8 +63,7 @@ bool ReplacementFile::commit() {
 
 bool replaceFile(const std::string &path, const std::string &text, mode_t mode) {
     ReplacementFile file(path);
-    const auto size = static_cast<ssize_t>(text.size());
-    return file.open(mode) && safe_write(file.fd(), text.data(), size) == size && file.commit();
+    return file.open(mode) && writeAll(file.fd(), text.data(), text.size()) && file.commit();
 }
 
 }  // namespace vex::io

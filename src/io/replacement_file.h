@@ -20,8 +20,8 @@ public:
     ReplacementFile(const ReplacementFile &) = delete;
     ReplacementFile &operator=(const ReplacementFile &) = delete;
 
-    /// Creates the temporary file with the target's mode, or @p mode less the umask where there is
-    /// none; false with errno.
+    /// Creates the temporary file with the target's mode, and as far as allowed its owner, or
+    /// @p mode less the umask where there is none; false with errno.
     bool open(mode_t mode);
     int fd() const { return fd_.get(); }
     /// Syncs, renames over the target and syncs the directory; false with errno.
