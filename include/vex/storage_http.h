@@ -11,7 +11,8 @@
  * StorageHttpOptions::retries times, when no connection came about, when the time was up before the
  * first byte of the answer, and for the statuses 429, 502, 503 and 504: after 1, 2, 4 ... seconds,
  * or after what "Retry-After" says, but never more than 60. An upload from a descriptor that cannot
- * seek is tried once.
+ * seek is tried once. A post that a kept connection swallows fails, for the server may have acted
+ * on it.
  *
  * @standard RFC 9110, RFC 6585 (429); libcurl does the work.
  */
@@ -59,7 +60,7 @@ struct StorageHttpTransfer {
     uint64_t offset = 0;          /**< of the first byte to download */
     uint64_t length = UINT64_MAX; /**< bytes to download from there, at most */
     /** Called now and then with the bytes that have passed and the total, 0 while that is unknown;
-     * false ends the transfer. */
+     * false, and a std::exception, end the transfer. */
     std::function<bool(uint64_t done, uint64_t total)> progress;
     bool want_digest = false; /**< compute the digest on the way */
     std::string digest;       /**< SHA-512/256 of what passed, 64 hexadecimal digits */
@@ -68,6 +69,7 @@ struct StorageHttpTransfer {
 
 class VEX_API StorageHttpClient {
 public:
+    /** Copies the options. Throws std::bad_alloc; nothing else here throws. */
     explicit StorageHttpClient(const StorageHttpOptions &options);
     ~StorageHttpClient();
     StorageHttpClient(const StorageHttpClient &) = delete;
@@ -78,7 +80,8 @@ public:
      *
      * @param path  appended to the base URL; escape it with UrlEncode where needed.
      * @return 0 when an answer came, whatever its status; -1 with EIO (ETIMEDOUT, ENOMEM, EFBIG for
-     * a body above max_body, ECANCELED where they fit), logged once, the reason in the response.
+     * a body above max_body, ECANCELED where they fit, EINVAL for a size without data and a content
+     * type with a line break), logged once without the path's query, the reason in the response.
      */
     int get(const std::string &path, StorageHttpResponse &response);
     int head(const std::string &path, StorageHttpResponse &response);
@@ -93,7 +96,7 @@ public:
     /**
      * Download into a descriptor, from where it stands. Only the body of a status from 200 to 299
      * is written. With an offset or length a range is asked for; a server that answers with the
-     * whole gives -1 with ENOTSUP.
+     * whole, or with another range, gives -1 with ENOTSUP.
      */
     int getToDescriptor(const std::string &path, int fd, StorageHttpTransfer &transfer,
                         StorageHttpResponse &response);

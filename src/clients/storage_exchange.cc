@@ -4,12 +4,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
-#include <string_view>
+#include <exception>
 
 #include <vex/io.h>
 
 #include "base/ascii.h"
+#include "base/eintr.h"
 
 namespace vex::clients {
 namespace {
@@ -27,12 +30,13 @@ Exchange *exchange(void *self) {
     return static_cast<Exchange *>(self);
 }
 
-}  // namespace
-
+/// Whether the request is for a part of the body only.
 bool asksForRange(const StorageRequest &request) {
     return request.sink >= 0 && request.transfer != nullptr &&
            (request.transfer->offset != 0 || request.transfer->length != UINT64_MAX);
 }
+
+}  // namespace
 
 Exchange::~Exchange() {
     if (hashing_) SHA256Finalize(&digest_);
@@ -65,8 +69,10 @@ bool Exchange::setOptions(const std::string &url) {
     const auto set = [&](CURLoption option, auto value) {
         return curl_easy_setopt(curl_, option, value) == CURLE_OK;
     };
+    // of a proxy's answer to CONNECT the caller is told nothing: it is no byte of the server's
     return set(CURLOPT_URL, url.c_str()) && set(CURLOPT_PROTOCOLS_STR, "http,https") &&
-           set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_ERRORBUFFER, error_) &&
+           set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
+           set(CURLOPT_ERRORBUFFER, error_) &&
            set(CURLOPT_CONNECTTIMEOUT, options_.connect_timeout_s) &&
            set(CURLOPT_TIMEOUT, options_.timeout_s) && set(CURLOPT_BUFFERSIZE, kBuffer) &&
            set(CURLOPT_UPLOAD_BUFFERSIZE, kBuffer) && set(CURLOPT_HEADERFUNCTION, onHeader) &&
@@ -80,7 +86,8 @@ bool Exchange::setOptions(const std::string &url) {
 }
 
 bool Exchange::setSecurity() {
-    // an empty text of the certificates must not be set at all; of the proxy it means none
+    // an empty text of the certificates must not be set at all; of the proxy, and of the hosts
+    // reached without it, it means none, where nothing would mean what the environment says
     const auto text = [&](CURLoption option, const std::string &value) {
         return value.empty() || curl_easy_setopt(curl_, option, value.c_str()) == CURLE_OK;
     };
@@ -90,7 +97,7 @@ bool Exchange::setSecurity() {
            curl_easy_setopt(curl_, CURLOPT_PROXY, options_.proxy.c_str()) == CURLE_OK &&
            text(CURLOPT_PROXYUSERNAME, options_.proxy_user) &&
            text(CURLOPT_PROXYPASSWORD, options_.proxy_password) &&
-           text(CURLOPT_NOPROXY, options_.no_proxy) &&
+           curl_easy_setopt(curl_, CURLOPT_NOPROXY, options_.no_proxy.c_str()) == CURLE_OK &&
            curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, options_.verify_host ? 2L : 0L) ==
                CURLE_OK &&
            curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, options_.verify_peer ? 1L : 0L) ==
@@ -110,7 +117,9 @@ bool Exchange::setMethod() {
         case Method::kPut:
             return set(CURLOPT_UPLOAD, 1L) && set(CURLOPT_INFILESIZE_LARGE, size);
         case Method::kPost:
-            return set(CURLOPT_POST, 1L) && set(CURLOPT_POSTFIELDSIZE_LARGE, size);
+            // over a kept connection that dies libcurl would send all of an empty one again
+            return set(CURLOPT_POST, 1L) && set(CURLOPT_POSTFIELDSIZE_LARGE, size) &&
+                   set(CURLOPT_FRESH_CONNECT, size == 0 ? 1L : 0L);
         case Method::kGet:
             break;
     }
@@ -131,7 +140,8 @@ bool Exchange::setHeaders(const std::vector<std::string> &headers) {
     };
     for (const std::string &line : headers)
         if (!add(line)) return false;
-    if (!request_.content_type.empty() && !add("Content-Type: " + request_.content_type))
+    if (!request_.content_type.empty() &&
+        !add(std::string("Content-Type: ").append(request_.content_type)))
         return false;
     return add("Expect:") && curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, list_.get()) == CURLE_OK;
 }
@@ -176,11 +186,9 @@ size_t Exchange::onBody(char *block, size_t size, size_t n, void *self) {
 
 size_t Exchange::body(const char *block, size_t size) {
     if (request_.sink >= 0 && succeeded(curl_)) {
-        long status = 0;
-        (void)curl_easy_getinfo(curl_, CURLINFO_RESPONSE_CODE, &status);
-        if (asksForRange(request_) && status != 206) return stop(ENOTSUP);
-        const auto count = static_cast<ssize_t>(size);
-        if (safe_write(request_.sink, block, count) != count) return stop(errno);
+        if (!range_held_ && asksForRange(request_) && !holdsTheRange()) return stop(ENOTSUP);
+        range_held_ = true;
+        if (!writeAll(request_.sink, block, size)) return stop(errno);
         passed(block, size);
         return size;
     }
@@ -191,6 +199,19 @@ size_t Exchange::body(const char *block, size_t size) {
         return stop(ENOMEM);
     }
     return size;
+}
+
+/// Whether what comes is the part that was asked for, and no more of it.
+bool Exchange::holdsTheRange() const {
+    long status = 0;
+    (void)curl_easy_getinfo(curl_, CURLINFO_RESPONSE_CODE, &status);
+    const std::string *const range = response_->header("Content-Range");
+    uint64_t first = 0, last = 0;
+    if (status != 206 || range == nullptr ||
+        sscanf(range->c_str(), "bytes %" SCNu64 "-%" SCNu64, &first, &last) != 2)
+        return false;
+    return first == request_.transfer->offset && last >= first &&
+           last - first < request_.transfer->length;
 }
 
 size_t Exchange::onUpload(char *block, size_t size, size_t n, void *self) {
@@ -216,8 +237,10 @@ size_t Exchange::upload(char *block, size_t room) {
 /// libcurl sends an upload again from its start when a kept connection turned out to be dead.
 int Exchange::onSeek(void *self, curl_off_t offset, int origin) {
     Exchange *const one = exchange(self);
-    if (origin != SEEK_SET || offset != 0) return CURL_SEEKFUNC_CANTSEEK;
     const StorageRequest &request = one->request_;
+    // what the server may have acted on already must not reach it a second time
+    if (origin != SEEK_SET || offset != 0 || request.method == Method::kPost)
+        return CURL_SEEKFUNC_CANTSEEK;
     if (request.source >= 0 &&
         (one->source_start_ < 0 || ::lseek(request.source, one->source_start_, SEEK_SET) < 0))
         return CURL_SEEKFUNC_CANTSEEK;
@@ -236,7 +259,10 @@ int Exchange::onProgress(void *self, curl_off_t dltotal, curl_off_t dlnow, curl_
     const bool uploading = one->request_.method == Method::kPut;
     const auto done = static_cast<uint64_t>(uploading ? ulnow : dlnow);
     const auto total = static_cast<uint64_t>(uploading ? ultotal : dltotal);
-    if (one->request_.transfer->progress(done, total)) return 0;
+    try {
+        if (one->request_.transfer->progress(done, total)) return 0;
+    } catch (const std::exception &) {  // must not pass through libcurl
+    }
     one->err_ = ECANCELED;
     return 1;
 }

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <vex/digest.h>
@@ -19,8 +20,8 @@ enum class Method { kGet, kHead, kPut, kPost, kDelete };
 struct StorageRequest {
     const char *who = "";  // the public function, for messages
     Method method = Method::kGet;
-    std::string path = {};
-    std::string content_type = {};
+    std::string_view path = {};
+    std::string_view content_type = {};
     const char *data = nullptr;  // upload from memory ...
     int source = -1;             // ... or from a descriptor
     uint64_t size = 0;           // of either
@@ -65,6 +66,7 @@ private:
 
     size_t header(std::string_view line);
     size_t body(const char *block, size_t size);
+    bool holdsTheRange() const;
     size_t upload(char *block, size_t room);
     void passed(const char *block, size_t size);
     void finishDigest();
@@ -80,12 +82,10 @@ private:
     uint64_t uploaded_ = 0;
     off_t source_start_ = 0;
     bool answered_ = false, hashing_ = false;
-    int err_ = 0;  // of our own: why a callback ended the transfer
+    bool range_held_ = false;  // the answer's range is the one that was asked for
+    int err_ = 0;              // of our own: why a callback ended the transfer
     SHA256Context digest_ = {};
 };
-
-/// Whether the request is for a part of the body only.
-bool asksForRange(const StorageRequest &request);
 
 }  // namespace vex::clients
 

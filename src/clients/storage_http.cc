@@ -25,6 +25,8 @@ namespace {
 
 constexpr long kLongestPause = 60;
 constexpr int kMostRedirects = 5;
+constexpr size_t kLongestPlace = 1024;  // of a path, in a log line
+constexpr std::string_view kLineEnds("\r\n\0", 3);
 
 struct EasyDeleter {
     void operator()(CURL *curl) const { curl_easy_cleanup(curl); }
@@ -47,6 +49,11 @@ std::string originOf(const char *text) {
         curl_free(value);
     }
     return origin;
+}
+
+bool valid(const StorageRequest &request) {
+    return request.content_type.find_first_of(kLineEnds) == std::string_view::npos &&
+           (request.size == 0 || request.data != nullptr || request.source >= 0);
 }
 
 bool mayRepeat(const StorageRequest &request) {
@@ -88,23 +95,22 @@ public:
 
     /// Makes the request, again where that helps; 0, or -1 after one log line.
     int request(const StorageRequest &request, StorageHttpResponse *response) {
-        Easy curl = take();
-        if (curl == nullptr)
-            return VEX_FAIL_AS(request.who, ENOMEM, ENOMEM, -1, "no libcurl handle");
-        const off_t start = request.source >= 0 ? ::lseek(request.source, 0, SEEK_CUR) : 0;
-        const unsigned attempts = mayRepeat(request) ? options_.retries + 1 : 1;
-        int err = 0;
-        for (unsigned attempt = 0; attempt < attempts; ++attempt) {
-            if (request.source >= 0 && attempt > 0) (void)::lseek(request.source, start, SEEK_SET);
-            bool again = false;
-            err = attemptOnce(curl.get(), request, response, &again);
-            if (!again || attempt + 1 == attempts) break;
-            pauseFor(pauseAfter(curl.get(), attempt));
-        }
-        give(std::move(curl));
-        if (err == 0) return 0;
-        return VEX_FAIL_AS(request.who, err, err, -1, "%s: %s", request.path.c_str(),
-                           response->error.c_str());
+        return vex::guard(request.who, -1, [&] {
+            if (!valid(request))
+                return VEX_FAIL_AS(request.who, EINVAL, EINVAL, -1,
+                                   "no data, or a line break in the content type");
+            Easy curl = take();
+            if (curl == nullptr)
+                return VEX_FAIL_AS(request.who, ENOMEM, ENOMEM, -1, "no libcurl handle");
+            const int err = repeat(curl.get(), request, response);
+            give(std::move(curl));
+            if (err == 0) return 0;
+            // a query may hold a signature that grants access
+            const auto place = static_cast<int>(std::min(request.path.find('?'), kLongestPlace));
+            return VEX_FAIL_AS(request.who, err, err, -1, "%.*s: %s",
+                               std::min(place, static_cast<int>(request.path.size())),
+                               request.path.data(), response->error.c_str());
+        });
     }
 
     void setHeader(const std::string &name, const std::string &value) {
@@ -117,10 +123,23 @@ public:
     }
 
 private:
+    /// The attempts, until one came to something that another could not better; its errno or 0.
+    int repeat(CURL *curl, const StorageRequest &request, StorageHttpResponse *response) {
+        const off_t start = request.source >= 0 ? ::lseek(request.source, 0, SEEK_CUR) : 0;
+        const unsigned retries = mayRepeat(request) ? options_.retries : 0;
+        for (unsigned attempt = 0;; ++attempt) {
+            bool again = false;
+            const int err = attemptOnce(curl, request, response, &again);
+            if (!again || attempt == retries) return err;
+            pauseFor(pauseAfter(curl, attempt));
+            if (request.source >= 0 && ::lseek(request.source, start, SEEK_SET) < 0) return err;
+        }
+    }
+
     /// 0 when an answer came, else an errno.
     int attemptOnce(CURL *curl, const StorageRequest &request, StorageHttpResponse *response,
                     bool *again) {
-        std::string url = options_.base_url + request.path;
+        std::string url = std::string(options_.base_url).append(request.path);
         const std::vector<std::string> lines = headers();
         for (int redirects = 0;; ++redirects) {
             Exchange exchange(curl, options_, request, response);
@@ -160,6 +179,7 @@ private:
     }
 
     void give(Easy curl) {
+        curl_easy_reset(curl.get());  // it points into this request
         const std::lock_guard lock(mutex_);
         pool_.push_back(std::move(curl));
     }
@@ -201,7 +221,7 @@ int StorageHttpClient::put(const std::string &path, const void *data, size_t n,
                            .path = path,
                            .content_type = content_type,
                            .data = static_cast<const char *>(data),
-                           .size = data != nullptr ? n : 0},
+                           .size = n},
                           &response);
 }
 
@@ -212,7 +232,7 @@ int StorageHttpClient::post(const std::string &path, const void *data, size_t n,
                            .path = path,
                            .content_type = content_type,
                            .data = static_cast<const char *>(data),
-                           .size = data != nullptr ? n : 0},
+                           .size = n},
                           &response);
 }
 
@@ -249,21 +269,22 @@ int StorageHttpClient::putFromDescriptor(const std::string &path, int fd, uint64
 int StorageHttpClient::getToFile(const std::string &path, const std::string &file,
                                  StorageHttpResponse &response) {
     constexpr char kWho[] = "StorageHttpClient::getToFile";
-    vex::io::ReplacementFile target(file);
-    StorageHttpTransfer transfer;
-    if (!target.open(0644))
+    return vex::guard(kWho, -1, [&] {
+        vex::io::ReplacementFile target(file);
+        StorageHttpTransfer transfer;
+        if (!target.open(0644))
+            return VEX_FAIL_AS(kWho, errno, errno, -1, "could not write %s: %m", file.c_str());
+        if (getToDescriptor(path, target.fd(), transfer, response) != 0) return -1;
+        if (response.status < 200 || response.status > 299 || target.commit()) return 0;
         return VEX_FAIL_AS(kWho, errno, errno, -1, "could not write %s: %m", file.c_str());
-    if (getToDescriptor(path, target.fd(), transfer, response) != 0) return -1;
-    if (response.status < 200 || response.status > 299) return 0;
-    if (target.commit()) return 0;
-    return VEX_FAIL_AS(kWho, errno, errno, -1, "could not write %s: %m", file.c_str());
+    });
 }
 
 int StorageHttpClient::putFromFile(const std::string &path, const std::string &file,
                                    StorageHttpResponse &response) {
     constexpr char kWho[] = "StorageHttpClient::putFromFile";
     const vex::UniqueFd source(
-        vex::retryOnEintr([&] { return ::open(file.c_str(), O_RDONLY | O_CLOEXEC); }));
+        vex::retryOnEintr([&] { return ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
     struct stat status {};
     if (!source || fstat(source.get(), &status) != 0)
         return VEX_FAIL_AS(kWho, errno, errno, -1, "could not read %s: %m", file.c_str());
@@ -275,10 +296,13 @@ int StorageHttpClient::putFromFile(const std::string &path, const std::string &f
 }
 
 int StorageHttpClient::setHeader(const std::string &name, const std::string &value) {
-    if (name.empty() || (name + value).find_first_of("\r\n") != std::string::npos ||
-        name.find(':') != std::string::npos)
-        return VEX_FAIL_AS("StorageHttpClient::setHeader", EINVAL, EINVAL, -1,
-                           "invalid header name or value");
-    impl_->setHeader(name, value);
-    return 0;
+    constexpr char kWho[] = "StorageHttpClient::setHeader";
+    if (name.empty() || name.find(':') != std::string::npos ||
+        name.find_first_of(kLineEnds) != std::string::npos ||
+        value.find_first_of(kLineEnds) != std::string::npos)
+        return VEX_FAIL_AS(kWho, EINVAL, EINVAL, -1, "invalid header name or value");
+    return vex::guard(kWho, -1, [&] {
+        impl_->setHeader(name, value);
+        return 0;
+    });
 }

@@ -50,7 +50,7 @@ TEST(StorageHttp, RequestsCarryTheirHeadersAndBodiesOverKeptConnections) {
     EXPECT_EQ("no", response.body);
     EXPECT_EQ("a b", *response.header("x-answer"));
     EXPECT_EQ(nullptr, response.header("X-Interim"));
-    EXPECT_EQ(0, client.put("/p", "data", 4, "text/x", response) | client.post("/p", nullptr, 0, "", response) |
+    EXPECT_EQ(0, client.put("/p", "data", 4, "text/x", response) | client.post("/p", "x", 1, "", response) |
                      client.del("/p", response));
     const auto seen = server.requests();
     EXPECT_THAT(seen[0].head, HasSubstr("GET /base/a?b HTTP/1.1\r\n"));
@@ -58,13 +58,17 @@ TEST(StorageHttp, RequestsCarryTheirHeadersAndBodiesOverKeptConnections) {
     EXPECT_THAT(seen[0].head, testing::Not(testing::AnyOf(HasSubstr("old"), HasSubstr("X-Gone"))));
     EXPECT_THAT(seen[1].head, HasSubstr("Content-Type: text/x\r\n"));
     EXPECT_EQ("data", seen[1].body);
-    EXPECT_THAT(seen[2].head, HasSubstr("Content-Length: 0\r\n"));
+    EXPECT_THAT(seen[2].head, HasSubstr("Content-Length: 1\r\n"));
     EXPECT_THAT(seen[3].head, HasSubstr("DELETE /base/p "));
     EXPECT_EQ(1, seen.back().connection);
     vextest::LogCapture log;
     EXPECT_EQ(-1, client.setHeader("A", "b\r\nC: d"));
     EXPECT_EQ(-1, client.setHeader("", "b"));
-    EXPECT_EQ(2u, log.lines().size());
+    EXPECT_EQ(-1, client.put("/p", "data", 4, "text/x\r\nA: b", response));
+    EXPECT_EQ(-1, client.post("/p", nullptr, 4, "", response));
+    EXPECT_EQ(EINVAL, errno);
+    EXPECT_EQ(4u, log.lines().size());
+    EXPECT_EQ(4u, server.requests().size());
 }
 
 TEST(StorageHttp, TriesAgainOnlyWhereThatIsSafe) {
@@ -85,16 +89,30 @@ TEST(StorageHttp, TriesAgainOnlyWhereThatIsSafe) {
     EXPECT_EQ(503, response.status);
     EXPECT_EQ(3u, server.requests().size());
 
+    vextest::LogCapture log;
+    ScriptedServer dying([&](const auto &request, int socket) {
+        if (request.head.find("/drop") != std::string::npos) return false;
+        return sendText(socket, answer(200, "")), true;
+    });
+    StorageHttpClient dropped(optionsFor(dying.url()));
+    EXPECT_EQ(0, dropped.get("/", response));
+    EXPECT_EQ(-1, dropped.post("/drop?secret", "once", 4, "", response));
+    EXPECT_EQ(2u, dying.requests().size()) << "the server may have acted on it";
+    EXPECT_EQ(0, dropped.get("/", response));
+    EXPECT_EQ(-1, dropped.put("/drop", "twice", 5, "", response));
+    EXPECT_EQ(5u, dying.requests().size()) << "the kept connection was dead";
+    for (const auto &line : log.lines()) EXPECT_THAT(line, testing::Not(HasSubstr("secret")));
+
     options = optionsFor("http://127.0.0.1:" + std::to_string(vextest::freePort()));
     options.retries = 1;
-    vextest::LogCapture log;
+    const size_t before = log.lines().size();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(-1, StorageHttpClient(options).get("/x", response));
     EXPECT_EQ(EIO, errno);
     EXPECT_LE(1.0, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     EXPECT_EQ(7, response.curl_code);
-    ASSERT_EQ(1u, log.lines().size());
-    EXPECT_THAT(log.lines()[0], HasSubstr("5 StorageHttpClient::get: /x: Failed to connect to 127.0.0.1"));
+    ASSERT_EQ(before + 1, log.lines().size());
+    EXPECT_THAT(log.lines().back(), HasSubstr("5 StorageHttpClient::get: /x: Failed to connect to 127.0.0.1"));
 }
 
 TEST(StorageHttp, FollowsRedirectsToTheSameServerOnly) {
@@ -130,6 +148,8 @@ TEST(StorageHttp, BadServersEndWithAReasonAndBoundedMemory) {
             sendText(socket, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nshort");
         } else if (asked(" /large ")) {
             sendText(socket, answer(200, std::string(100000, 'x')));
+        } else if (asked(" /range ")) {
+            sendText(socket, answer(206, "other", "Content-Range: bytes 0-4/9\r\n"));
         } else if (asked(" /slow ")) {
             sendText(socket, "HTTP/1.1 200 OK\r\n");
             for (int i = 0; i < 30; ++i) usleep(100000), sendText(socket, "X");
@@ -139,6 +159,7 @@ TEST(StorageHttp, BadServersEndWithAReasonAndBoundedMemory) {
     StorageHttpOptions options = optionsFor(server.url());
     options.max_body = 99999;
     options.timeout_s = 1;
+    options.retries = UINT_MAX;
     StorageHttpClient client(options);
     const std::pair<const char *, int> rows[] = {
         {"/headers", EFBIG}, {"/short", EIO}, {"/large", EFBIG}, {"/reset", EIO}, {"/slow", ETIMEDOUT}};
@@ -150,6 +171,12 @@ TEST(StorageHttp, BadServersEndWithAReasonAndBoundedMemory) {
         EXPECT_FALSE(response.error.empty());
         EXPECT_EQ(1u, log.lines().size()) << path;
     }
+    StorageHttpResponse response;
+    StorageHttpTransfer transfer;
+    transfer.offset = 4;
+    vextest::LogCapture log;
+    EXPECT_EQ(-1, client.getToDescriptor("/range", STDIN_FILENO, transfer, response));
+    EXPECT_EQ(ENOTSUP, errno) << "bytes from elsewhere";
 }
 
 /// nginx with a plain and a TLS port, files and WebDAV uploads below the directory "www".
@@ -232,8 +259,10 @@ TEST_F(StorageNginx, FilesGoUpAndComeDownWhole) {
     close(fd);
     fd = open("/dev/full", O_WRONLY);
     transfer = {};
+    const size_t before = log.lines().size();
     EXPECT_EQ(-1, client.getToDescriptor("/file", fd, transfer, response));
     EXPECT_EQ(ENOSPC, errno);
+    EXPECT_EQ(before + 1, log.lines().size());
     close(fd);
     EXPECT_EQ(0, client.put("/small", std::string(100, 'x').data(), 100, "", response));
     EXPECT_EQ(413, response.status);
@@ -271,6 +300,7 @@ TEST_F(StorageNginx, ProxiesAreAskedWithTheirPassword) {
     vextest::writeFile(dir_ / "www/file", "through");
     StorageHttpOptions options = optionsFor(plainUrl());
     options.proxy = "http://127.0.0.1:" + std::to_string(port);
+    setenv("no_proxy", "*", 1);  // proxies never come from the environment, nor does their absence
     StorageHttpResponse response;
     EXPECT_EQ(0, StorageHttpClient(options).get("/file", response));
     EXPECT_EQ(407, response.status);
