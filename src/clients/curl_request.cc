@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstring>
+#include <memory>
 
 #include <vex/http.h>
 
@@ -18,7 +20,8 @@ int discard(CURL *, curl_infotype, char *, size_t, void *) {
     return 0;
 }
 
-/// libcurl may have to send an upload again from its start, over a fresh connection.
+/// libcurl may have to send an upload again from its start, over a fresh connection. A POST it must
+/// not: the server may have acted on it.
 int seekUpload(void *user, curl_off_t offset, int origin) {
     auto *const buffer = static_cast<CurlRequest::CurlBuffer *>(user);
     if (origin != SEEK_SET || offset < 0 || static_cast<size_t>(offset) > buffer->size)
@@ -92,11 +95,7 @@ bool CurlRequest::setCommonOptions(const std::string &url, long connect_timeout_
         .set(CURLOPT_WRITEDATA,
              use_download_ ? static_cast<void *>(&download_) : static_cast<void *>(&body_))
         .set(CURLOPT_HEADERFUNCTION, getStringCallback_)
-        .set(CURLOPT_HEADERDATA, &header_)
-        .set(CURLOPT_READFUNCTION, putDataCallback_)
-        .set(CURLOPT_READDATA, &upload_)
-        .set(CURLOPT_SEEKFUNCTION, seekUpload)
-        .set(CURLOPT_SEEKDATA, &upload_);
+        .set(CURLOPT_HEADERDATA, &header_);
     return options.good();
 }
 
@@ -111,12 +110,19 @@ bool CurlRequest::setMethod(HttpMethod method) {
         case POST:
             options.set(kForm, reinterpret_cast<void *>(1))
                 .set(CURLOPT_POSTFIELDS, nullptr)
+                .set(CURLOPT_READFUNCTION, putDataCallback_)
+                .set(CURLOPT_READDATA, &upload_)
                 .set(CURLOPT_POSTFIELDSIZE_LARGE, size);
             break;
         case GET:
             break;
         case PUT:
-            options.set(CURLOPT_UPLOAD, 1L).set(CURLOPT_INFILESIZE_LARGE, size);
+            options.set(CURLOPT_UPLOAD, 1L)
+                .set(CURLOPT_READFUNCTION, putDataCallback_)
+                .set(CURLOPT_READDATA, &upload_)
+                .set(CURLOPT_SEEKFUNCTION, seekUpload)
+                .set(CURLOPT_SEEKDATA, &upload_)
+                .set(CURLOPT_INFILESIZE_LARGE, size);
             break;
         case DELETE:
             options.set(CURLOPT_CUSTOMREQUEST, "DELETE");
@@ -183,6 +189,7 @@ int CurlRequest::perform() {
     CURLcode code = curl_easy_setopt(curl_, CURLOPT_HTTPHEADER, list_);
     if (code == CURLE_OK) code = curl_easy_perform(curl_);
     use_download_ = false;
+    download_ = {};  // a transfer without start must not find memory that the caller has freed
     return code;
 }
 
@@ -202,11 +209,11 @@ void CurlRequest::putData(const char *buffer, size_t length) {
 }
 
 std::string CurlRequest::encodeUrl(const std::string &text) {
-    if (curl_ == nullptr || text.empty()) return {};  // a length of 0 would mean strlen
-    char *const escaped = curl_easy_escape(curl_, text.data(), static_cast<int>(text.size()));
-    const std::string result = escaped != nullptr ? escaped : "";
-    curl_free(escaped);
-    return result;
+    // a length of 0 would mean strlen
+    if (curl_ == nullptr || text.empty() || text.size() > INT_MAX) return {};
+    const std::unique_ptr<char, decltype(&curl_free)> escaped(
+        curl_easy_escape(curl_, text.data(), static_cast<int>(text.size())), curl_free);
+    return escaped != nullptr ? escaped.get() : "";
 }
 
 size_t CurlRequest::getDataCallback_(char *block, size_t size, size_t n, void *user) {
