@@ -69,7 +69,7 @@ public:
     double GetDouble(unsigned column);
     /** True when the column's integer is above 0. */
     bool GetBoolean(unsigned column);
-    /** The column's text with all its bytes; empty for NULL. */
+    /** The column's text with all its bytes; empty for NULL, and without memory for it. */
     std::string GetString(unsigned column);
 
 private:
@@ -118,7 +118,8 @@ public:
 
 private:
     friend class SQLiteConnection;
-    /** Ends a run: locks and borrowed strings go. */
+    /** Ends a run and its locks. Parameters keep pointing at borrowed strings until they are bound
+     * anew. */
     void release();
     template <typename Bind>
     int bind(Bind bind);

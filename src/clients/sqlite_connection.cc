@@ -1,5 +1,8 @@
 #include <sqlite3.h>
 
+#include <new>
+#include <utility>
+
 #include <vex/sqlite.h>
 
 namespace {
@@ -20,7 +23,11 @@ void SQLiteException::SetErrorCode(SQLiteConnection *connection, int code) {
     code_ = code;
     if (code == SQLITE_OK) return;
     sqlite3 *const handle = connection != nullptr ? connection->GetHandle() : nullptr;
-    message_ = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
+    try {
+        message_ = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
+    } catch (const std::bad_alloc &) {
+        message_.clear();
+    }
     if (handle != nullptr && tellsOfDamage(code)) connection->SetCorrupted();
 }
 
@@ -63,7 +70,7 @@ int SQLiteConnection::Close() {
 SQLitePreparedStatement *SQLiteConnection::PrepareStatement(const std::string &sql) {
     if (handle_ == nullptr) return nullptr;
     SQLiteException exception;
-    Cached statement(new SQLitePreparedStatement(this, sql, &exception));
+    Cached statement(new (std::nothrow) SQLitePreparedStatement(this, sql, &exception));
     return exception.GetErrorCode() == SQLITE_OK ? statement.release() : nullptr;
 }
 
@@ -80,9 +87,10 @@ SQLitePreparedStatement *SQLiteConnection::prepareOnce(Cached *cached, const cha
                                                        SQLiteException *exception) {
     if (*cached != nullptr) return cached->get();
     SQLiteException prepared;
-    *cached = std::make_unique<SQLitePreparedStatement>(this, sql, &prepared);
+    cached->reset(new (std::nothrow) SQLitePreparedStatement(this, sql, &prepared));
+    if (*cached == nullptr) prepared.SetErrorCode(nullptr, SQLITE_NOMEM);
     if (prepared.GetErrorCode() == SQLITE_OK) return cached->get();
-    if (exception != nullptr) *exception = prepared;
+    if (exception != nullptr) *exception = std::move(prepared);
     cached->reset();
     return nullptr;
 }
@@ -115,10 +123,18 @@ std::string SQLiteConnection::GetRegistryItem(const std::string &name, SQLiteExc
     if (exception == nullptr) exception = &unasked;
     SQLitePreparedStatement *const statement = prepareOnce(&select_, kSelect, exception);
     if (statement == nullptr) return {};
-    (void)statement->SetString(1, name);  // a failure shows when it runs
-    SQLiteResultSet result = statement->ExecuteQuery(exception);
     std::string value;
-    if (exception->IsGood() && !result.IsLast()) value = result.GetString(0);
+    // without its value the parameter would be NULL, and the query find nothing
+    if (const int code = statement->SetString(1, name); code != SQLITE_OK) {
+        exception->SetErrorCode(this, code);
+        return value;
+    }
+    SQLiteResultSet result = statement->ExecuteQuery(exception);
+    if (exception->IsGood() && !result.IsLast()) {
+        value = result.GetString(0);
+        if (static_cast<int>(value.size()) != sqlite3_column_bytes(statement->statement_, 0))
+            exception->SetErrorCode(nullptr, SQLITE_NOMEM);
+    }
     statement->release();
     return value;
 }
@@ -127,8 +143,12 @@ bool SQLiteConnection::SetRegistryItem(const std::string &name, const std::strin
                                        SQLiteException *exception) {
     SQLitePreparedStatement *const statement = prepareOnce(&insert_, kInsert, exception);
     if (statement == nullptr) return false;
-    (void)statement->SetString(1, name);  // a failure shows when it runs
-    (void)statement->SetString(2, value);
+    int code = statement->SetString(1, name);
+    if (code == SQLITE_OK) code = statement->SetString(2, value);
+    if (code != SQLITE_OK) {  // it would store NULL
+        if (exception != nullptr) exception->SetErrorCode(this, code);
+        return false;
+    }
     const bool stored = statement->Execute(exception);
     statement->release();
     return stored;

@@ -1,6 +1,7 @@
 #include <sqlite3.h>
 
 #include <climits>
+#include <new>
 
 #include <vex/sqlite.h>
 
@@ -81,7 +82,6 @@ SQLiteResultSet SQLitePreparedStatement::ExecuteQuery(SQLiteException *exception
 
 void SQLitePreparedStatement::release() {
     (void)sqlite3_reset(statement_);  // tells the last run's failure once more
-    (void)sqlite3_clear_bindings(statement_);
 }
 
 bool SQLiteResultSet::Next(SQLiteException *exception) {
@@ -112,5 +112,9 @@ std::string SQLiteResultSet::GetString(unsigned index) {
     const auto *const text =
         reinterpret_cast<const char *>(sqlite3_column_text(statement_, column(index)));
     if (text == nullptr) return {};
-    return {text, static_cast<size_t>(sqlite3_column_bytes(statement_, column(index)))};
+    try {
+        return {text, static_cast<size_t>(sqlite3_column_bytes(statement_, column(index)))};
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }

@@ -89,6 +89,12 @@ TEST(SqliteRegistry, KeepsNamesAndValuesAndLocksNothing) {
     EXPECT_TRUE(other.e.IsGood() && other.e.GetErrorCode() == 101);
     EXPECT_TRUE(db.SetRegistryItem("name", "at once", &db.e)) << "the read left no lock behind";
     EXPECT_EQ("at once", other.GetRegistryItem("name", &other.e));
+    sqlite3_limit(db.GetHandle(), SQLITE_LIMIT_LENGTH, 1000);
+    const std::string large(1001, 'x');
+    EXPECT_FALSE(db.SetRegistryItem("name", large, &db.e)) << "what cannot be bound is not stored as NULL";
+    EXPECT_EQ(18, db.e.GetErrorCode());
+    EXPECT_TRUE(db.GetRegistryItem(large, &db.e).empty() && db.e.GetErrorCode() == 18);
+    EXPECT_EQ("at once", db.GetRegistryItem("name", &db.e));
     ASSERT_TRUE(db.Execute("DROP TABLE registry", &db.e));
     EXPECT_EQ("", other.GetRegistryItem("name", &other.e));
     EXPECT_EQ(1, other.e.GetErrorCode());
