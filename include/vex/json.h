@@ -52,7 +52,7 @@ public:
      */
     int save(const char *path) const;
     /** The object as text, members in the order of their making. @param indent blanks a level, 0
-     * for one line. */
+     * for one line. Throws std::bad_alloc, as copies do; nothing else here throws. */
     std::string dump(int indent = 0) const;
 
     bool has(const char *key) const;

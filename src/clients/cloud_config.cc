@@ -2,13 +2,18 @@
 #include <jansson.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstring>
 #include <memory>
+#include <utility>
 
 #include <vex/cloud_config.h>
 #include <vex/log.h>
 #include <vex/text.h>
 
+#include "base/unique_fd.h"
 #include "base/unique_ptr.h"
+#include "clients/json_file.h"
 #include "io/replacement_file.h"
 #include "log/report.h"
 
@@ -37,6 +42,16 @@ uint32_t asUint32(const json_t *value) {
 
 }  // namespace
 
+json_t *vex::clients::loadJson(const char *path, json_error_t *error) {
+    // jansson's own opening of a file would leave it open in programs that another thread starts
+    const UniqueFile file(fopen(path, "rbe"));
+    if (file) return json_loadf(file.get(), 0, error);
+    *error = {};
+    error->line = -1;
+    (void)snprintf(error->text, sizeof error->text, "unable to open: %s", strerrordesc_np(errno));
+    return nullptr;
+}
+
 int CloudConfigItem::loadFromJson(json_t *object) {
     CloudConfigItem read;
     const auto member = [&](const char *name) { return json_object_get(object, name); };
@@ -50,13 +65,15 @@ int CloudConfigItem::loadFromJson(json_t *object) {
     if (batch != nullptr && !isUint32(batch))
         return mistyped("MaxDCUploadBatchNumber", "an integer");
     read.enabled = json_is_true(is_enabled);
-    read.StoragePath = json_string_value(storage);
     read.CacheSizeGB = asUint32(member("CacheSizeGB"));
     read.MaxFileSizeMB = asUint32(member("MaxFileSizeMB"));
     if (batch != nullptr) read.MaxDCUploadBatchNumber = asUint32(batch);
     read.OutputSegmentsHistory = json_is_true(member("OutputSegmentsHistory"));
-    *this = read;
-    return 0;
+    return vex::guard(__func__, -1, [&] {
+        read.StoragePath = json_string_value(storage);
+        *this = std::move(read);
+        return 0;
+    });
 }
 
 json_t *CloudConfigItem::jsonObject() const {
@@ -80,7 +97,7 @@ int CloudConfig::initFromConfigFile(const char *config_path) {
         return -1;
     }
     json_error_t error;
-    const Json root(json_load_file(config_path, 0, &error));
+    const Json root(vex::clients::loadJson(config_path, &error));
     if (root == nullptr)
         return VEX_FAIL_AS(__func__, kJsonCode, EINVAL, -1,
                            "Load JSON file %s error: on line %d: %s.", config_path, error.line,

@@ -13,6 +13,7 @@
 #include <vex/inifile.h>
 #include <vex/log.h>
 
+#include "clients/json_file.h"
 #include "config/registry.h"
 #include "log/report.h"
 
@@ -174,7 +175,7 @@ bool CloudConfig::is_cloud_direct_enabled() {
             return false;
         }
         json_error_t error;
-        json_t *const root = json_load_file(path.c_str(), 0, &error);
+        json_t *const root = vex::clients::loadJson(path.c_str(), &error);
         json_t *const settings = json_object_get(root, "settings");
         const bool good = json_is_object(settings);
         const bool enabled = good && json_is_true(json_object_get(settings, "enabled"));

@@ -20,17 +20,19 @@ json_t *orThrow(json_t *value) {
     return value;
 }
 
-/// Takes over what a parse gave; -1 after reporting its place.
-int adopt(const char *who, json_t *value, const json_error_t &error, json_t **object) {
+/// Takes over what a parse gave; -1 after reporting its place. @p file is "file: ", or empty.
+int adopt(const char *who, const std::string &file, json_t *value, const json_error_t &error,
+          json_t **object) {
     if (value != nullptr && json_is_object(value)) {
         json_decref(*object);
         *object = value;
         return 0;
     }
     json_decref(value);
-    if (value != nullptr) return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "the text is no JSON object");
-    return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "on line %d, column %d: %s", error.line,
-                       error.column, error.text);
+    if (value != nullptr)
+        return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "%sthe text is no JSON object", file.c_str());
+    return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "%son line %d, column %d: %s", file.c_str(),
+                       error.line, error.column, error.text);
 }
 
 /// One step of a path: the key, or index, up to the next '/', with its escapes undone.
@@ -66,10 +68,12 @@ const json_t *find(const json_t *object, const char *name) {
 /// The three answers of every getter; @p take stores a value of the right type, or refuses it.
 template <typename Take>
 int get(const char *who, const json_t *object, const char *name, const char *type, Take take) {
-    const json_t *const value = find(object, name);
-    if (value == nullptr) return 0;
-    if (take(value)) return 1;
-    return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "%s is no %s", name, type);
+    return vex::guard(who, -1, [&] {
+        const json_t *const value = find(object, name);
+        if (value == nullptr) return 0;
+        if (take(value)) return 1;
+        return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "%s is no %s", name, type);
+    });
 }
 
 /// Takes over a new value; jansson refuses what is no UTF-8.
@@ -115,16 +119,20 @@ JsonObject &JsonObject::operator=(JsonObject &&other) noexcept {
 int JsonObject::parse(const std::string &text, JsonObject &out) {
     json_error_t error;
     json_t *const value = json_loadb(text.data(), text.size(), JSON_ALLOW_NUL, &error);
-    return adopt("JsonObject::parse", value, error, &out.object_);
+    return adopt("JsonObject::parse", "", value, error, &out.object_);
 }
 
 int JsonObject::load(const char *path, JsonObject &out) {
     size_t size = 0;
     const vex::UniqueMalloc<void> text(FileToBuffer(path, &size));
     if (text == nullptr) return -1;
-    json_error_t error;
-    json_t *const value = json_loadb(static_cast<const char *>(text.get()), size, JSON_ALLOW_NUL, &error);
-    return adopt("JsonObject::load", value, error, &out.object_);
+    return vex::guard("JsonObject::load", -1, [&] {
+        const std::string file = std::string(path) + ": ";
+        json_error_t error;
+        json_t *const value =
+            json_loadb(static_cast<const char *>(text.get()), size, JSON_ALLOW_NUL, &error);
+        return adopt("JsonObject::load", file, value, error, &out.object_);
+    });
 }
 
 int JsonObject::save(const char *path) const {
@@ -144,7 +152,7 @@ std::string JsonObject::dump(int indent) const {
 }
 
 bool JsonObject::has(const char *key) const {
-    return find(object_, key) != nullptr;
+    return vex::guard("JsonObject::has", false, [&] { return find(object_, key) != nullptr; });
 }
 
 int JsonObject::getString(const char *key, std::string &out) const {
