@@ -69,7 +69,7 @@ class ToolTest(unittest.TestCase):
             def handle_any(self):
                 body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
                 seen.append((self.command, self.headers.get("X-Test"), body))
-                self.send_response(404 if self.path == "/absent" else 200)
+                self.send_response({"/absent": 404, "/moved": 302}.get(self.path, 200))
                 self.send_header("Content-Length", "0" if self.command == "HEAD" else "4")
                 self.end_headers()
                 if self.command != "HEAD":
@@ -86,15 +86,17 @@ class ToolTest(unittest.TestCase):
             self.assertEqual("body", self.vex("http", "get", url))
             self.vex("http", "get", "--header", "X-Test: 1", url, "down")
             self.assertEqual(b"body", self.read("down"))
-            self.vex("http", "get", url + "absent", "down", status=1)
-            self.assertIn("status 404", self.error)
+            for name, answer in (("absent", "status 404"), ("moved", "status 302")):
+                self.vex("http", "get", url + name, "down", status=1)
+                self.assertIn(answer, self.error)
             self.assertEqual(b"body", self.read("down"))
             self.vex("http", "put", url, "up")
+            self.vex("http", "put", url, "-", data=b"of unknown size", status=1)
             self.assertEqual("body", self.vex("http", "post", url, data=b"posted"))
             self.assertTrue(self.vex("http", "head", url).startswith("200\n"))
             self.vex("http", "delete", url)
             server.shutdown()
-        self.assertEqual([("GET", None, b""), ("GET", "1", b""), ("GET", None, b""), ("PUT", None, b"uploaded"),
+        self.assertEqual([("GET", None, b""), ("GET", "1", b""), ("GET", None, b""), ("GET", None, b""), ("PUT", None, b"uploaded"),
                           ("POST", None, b"posted"), ("HEAD", None, b""), ("DELETE", None, b"")], seen)
         self.vex("http", "get", "--retries", "0", url, status=1)
         self.vex("http", "nonsense", url, status=2)

@@ -50,7 +50,7 @@ int setHeader(StorageHttpClient *client, const char *header) {
 /// What an answer means for the exit status.
 int judge(const Arguments &arguments, int result, const StorageHttpResponse &response) {
     if (result != 0) return fail("no answer from '%s': %s", arguments.url, response.error.c_str());
-    if (response.status < 400) return kSuccess;
+    if (response.status >= 200 && response.status < 300) return kSuccess;
     (void)fwrite(response.body.data(), 1, response.body.size(), stderr);
     return fail("'%s' answered with status %ld", arguments.url, response.status);
 }
@@ -88,6 +88,7 @@ int put(StorageHttpClient *client, const Arguments &arguments) {
     if (arguments.file == nullptr) return usageError("'http put' needs a file");
     InputFile in;
     if (!in.open(arguments.file)) return kFailure;
+    if (!in.regular()) return fail("'%s' has no size: put it into a file first", arguments.file);
     StorageHttpTransfer transfer;
     StorageHttpResponse response;
     int result = 0;

@@ -26,7 +26,8 @@ bool InputFile::open(const char *path) {
         fail("%s is a directory; name a file", name_);
         return false;
     }
-    if (S_ISREG(status.st_mode)) {
+    regular_ = S_ISREG(status.st_mode);
+    if (regular_) {
         size_ = static_cast<uint64_t>(status.st_size);
         (void)posix_fadvise(fd_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);  // only a hint
     }

@@ -22,11 +22,13 @@ public:
     int fd() const { return fd_.get(); }
     /// Bytes of a regular file, 0 for anything else.
     uint64_t size() const { return size_; }
+    bool regular() const { return regular_; }
 
 private:
     vex::UniqueFd fd_;
     const char *name_ = "";
     uint64_t size_ = 0;
+    bool regular_ = false;
 };
 
 }  // namespace tool
