@@ -42,7 +42,7 @@ bool Server::open(const std::string &socket_path, const std::string &counter_pat
         return report("use the name", socket_path);
     // what an earlier run left; the PID file's lock tells that it is gone
     if (unlink(socket_path.c_str()) != 0 && errno != ENOENT) return report("remove", socket_path);
-    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     socket_path_ = socket_path;
     if (listener_ < 0 ||
         bind(listener_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||

@@ -34,7 +34,8 @@ VEX_BEGIN_DECLS
  * is started.
  *
  * @param pid_file  created as by VexPidFileCreate before the descriptors go, so that its failure
- *                  shows on the terminal; removed by VexDaemonStop. NULL for none.
+ *                  shows on the terminal; removed by VexDaemonStop. NULL for none. Standard
+ *                  descriptors that are closed are put on /dev/null first.
  * @param flags     0 or VEX_DAEMON_FOREGROUND, with which directory, umask and PID file are set up
  *                  and all else stays.
  * @return 0 in the daemon; -1 with errno (EEXIST: a daemon with this PID file runs already) in the
@@ -47,7 +48,7 @@ VEX_API int VexDaemonStart(const char *pid_file, unsigned flags);
  * and notifies the service manager that NOTIFY_SOCKET names, if any ("READY=1" with "MAINPID=...",
  * or "STATUS=...").
  *
- * @param status  the starter's exit status: 0 for success.
+ * @param status  the starter's exit status: 0 for success; 255 for what is beyond that.
  * @return 0; -1 when somebody was to be told and could not be. Later calls, and calls without
  * VexDaemonStart, only notify the service manager.
  * @standard the readiness protocol of sd_notify(3).

@@ -3,6 +3,7 @@
 #include <limits.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -37,11 +38,23 @@ DaemonState state;
     _exit(status);
 }
 
-/// Returns in the daemon only, whose end of the pipe it keeps; false when nothing was started.
+/// A program may be started without standard descriptors. Their numbers must not go to files that
+/// are opened here: what is redirected later would take away the PID file and its lock.
+bool occupyStandardDescriptors() {
+    for (;;) {
+        vex::UniqueFd null(::open("/dev/null", O_RDWR));
+        if (!null) return VEX_FAIL_AS(kStart, errno, errno, false, "could not open /dev/null: %m");
+        if (null.get() > STDERR_FILENO) return true;
+        (void)null.release();
+    }
+}
+
+/// Returns in the daemon only, whose end of the connection it keeps; false when nothing was
+/// started.
 bool detach() {
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        return VEX_FAIL_AS(kStart, errno, errno, false, "could not create a pipe: %m");
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return VEX_FAIL_AS(kStart, errno, errno, false, "could not create a socket pair: %m");
     vex::UniqueFd from_daemon(ends[0]), to_starter(ends[1]);
     (void)fflush(nullptr);  // or each process would write what is buffered
     const pid_t child = fork();
@@ -109,7 +122,7 @@ int VexDaemonStart(const char *pid_file, unsigned flags) {
     if ((flags & ~VEX_DAEMON_FOREGROUND) != 0)
         return VEX_FAIL(EINVAL, -1, "invalid flags %#x", flags);
     const bool foreground = (flags & VEX_DAEMON_FOREGROUND) != 0;
-    if (!foreground && !detach()) return -1;
+    if (!occupyStandardDescriptors() || (!foreground && !detach())) return -1;
     if ((pid_file != nullptr && !createPidFile(pid_file)) || !leaveDirectory()) return failed();
     return foreground || leaveTerminal() ? 0 : failed();
 }
@@ -117,8 +130,11 @@ int VexDaemonStart(const char *pid_file, unsigned flags) {
 int VexDaemonReady(int status) {
     bool told = true;
     if (const vex::UniqueFd starter(std::exchange(state.ready, -1)); starter) {
-        const auto byte = static_cast<unsigned char>(status);
-        told = vex::retryOnEintr([&] { return ::write(starter.get(), &byte, 1); }) == 1;
+        // a status that an exit status cannot tell must not pass for success
+        const auto byte = static_cast<unsigned char>(status > 0xff || status < 0 ? 0xff : status);
+        // no signal when the starter has been killed: the daemon serves all the same
+        told =
+            vex::retryOnEintr([&] { return ::send(starter.get(), &byte, 1, MSG_NOSIGNAL); }) == 1;
         if (!told) (void)VEX_FAIL(errno, -1, "could not tell the starter: %m");
     }
     char message[64];

@@ -90,6 +90,11 @@ class DaemonTest(unittest.TestCase):
         for expected in ("serving on", "settings read again", "cannot read", "stopped"):
             self.assertIn(expected, text)
 
+    def test_without_standard_descriptors_the_pid_file_stays_locked(self):
+        for status in (0, 1):
+            closed = ["sh", "-c", 'exec "$0" --ini ini <&- >&- 2>&-', COUNTERD]
+            self.assertEqual(status, subprocess.run(closed, cwd=self.dir, timeout=20, check=False).returncode)
+
     def test_what_keeps_it_from_serving_reaches_the_starter(self):
         self.configure("x", Counter=self.path("no/such/counter"))
         self.start(1)

@@ -105,6 +105,19 @@ TEST(Daemon, ItsStarterExitsAsItSaysAndOnlyOneRuns) {
     kill(holder(pid_file), SIGTERM);
     EXPECT_TRUE(soon([&] { return access(pid_file.c_str(), F_OK) != 0; })) << "removed by a clean stop";
     EXPECT_EQ(3, start(3)) << "it could not be brought up";
+    EXPECT_EQ(255, start(256)) << "no success";
+    EXPECT_EQ(128 + SIGKILL, inChild([&] {
+        const pid_t starter = getpid();
+        vextest::LogCapture log;
+        if (VexDaemonStart(nullptr, 0) != 0) _exit(99);
+        kill(starter, SIGKILL);
+        (void)soon([&] { return kill(starter, 0) != 0; });
+        return VexDaemonReady(0);
+    }));
+    std::string last;
+    for (int i = 0; i < 9 && last.substr(0, 7) != "READY=1"; ++i)
+        if (last = manager.heard(); i < 3) last.clear();  // of the daemons before
+    EXPECT_EQ("READY=1", last.substr(0, 7)) << "a daemon outlives its starter";
     EXPECT_EQ(1, inChild([&] {
         return VexDaemonStart("/nowhere/pid", 0) != 0 ? 99 : 0;  // the starter's status is another
     }));
