@@ -30,11 +30,12 @@ public:
         const std::string path(text.substr(second + 1));
         if (controllers.empty()) {
             upward("", path, [this](const std::string &group) { versionTwo(group); });
-        } else if (has(controllers, "memory")) {
-            upward("memory", path, [this](const std::string &group) { memoryOne(group); });
-        } else if (has(controllers, "cpu")) {
-            upward("cpu", path, [this](const std::string &group) { processorsOne(group); });
+            return;
         }
+        if (has(controllers, "memory"))
+            upward("memory", path, [this](const std::string &group) { memoryOne(group); });
+        if (has(controllers, "cpu"))
+            upward("cpu", path, [this](const std::string &group) { processorsOne(group); });
     }
     const CgroupLimits &limits() const { return limits_; }
 

@@ -1,5 +1,6 @@
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -28,15 +29,20 @@ pid_t numberIn(int fd) {
     return pid > 0 ? pid : 0;
 }
 
+bool lives(pid_t pid) {
+    return ::kill(pid, 0) == 0 || errno == EPERM;
+}
+
 /// The holder's number; it writes it right after it has locked the file, so that a moment is
-/// enough.
+/// enough. Until then a file that it takes over still tells the number of the dead.
 pid_t numberOfHolder(int fd) {
+    pid_t pid = 0;
     for (int i = 0; i < 20; ++i) {
-        if (const pid_t pid = numberIn(fd); pid != 0) return pid;
+        if (pid = numberIn(fd); pid != 0 && lives(pid)) return pid;
         const struct timespec moment = {0, 5000000};
         (void)nanosleep(&moment, nullptr);  // a signal only makes the next look earlier
     }
-    return 0;
+    return pid;
 }
 
 bool writeNumber(int fd) {

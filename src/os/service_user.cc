@@ -74,9 +74,10 @@ bool dropCapabilities() {
     return syscall(SYS_capset, &header, none) == 0;
 }
 
-/// Whether root is gone; EPERM is the answer that is hoped for.
-bool rootIsGone() {
-    return setresuid(0, 0, 0) != 0 && seteuid(0) != 0 && setresgid(0, 0, 0) != 0;
+/// Whether root is gone; EPERM is the answer that is hoped for. The group may be root's own.
+bool rootIsGone(const Account &account) {
+    return setresuid(0, 0, 0) != 0 && seteuid(0) != 0 &&
+           (account.gid == 0 || setresgid(0, 0, 0) != 0) && isAlready(account);
 }
 
 bool become(const Account &account) {
@@ -113,7 +114,7 @@ int VexRunAsUser(const char *user) {
         raiseOpenFiles();
         if (!become(account))
             return VEX_FAIL_AS(kWho, errno, errno, -1, "could not become user %s: %m", user);
-        if (account.uid != 0 && !rootIsGone())
+        if (account.uid != 0 && !rootIsGone(account))
             return VEX_FAIL_AS(kWho, EPERM, EPERM, -1, "user %s could become root again", user);
         return 0;
     });

@@ -25,6 +25,8 @@ using vex::UniqueFd;
 
 /// How often to look for the program's end while something that it started keeps its output open.
 constexpr int kLookMs = 50;
+constexpr size_t kBlock = 4096;
+constexpr int kMostLast = (1 << 20) / kBlock;  // blocks in the largest pipe
 
 long millisecondsNow() {
     struct timespec now {};
@@ -93,7 +95,8 @@ public:
             const long left = deadline - millisecondsNow();
             wait(static_cast<int>(std::clamp(left, 0L, long{kLookMs})));
         }
-        while (output_ && readSome(0)) {
+        // what it wrote last; what a program behind it goes on writing is not waited for
+        for (int i = 0; i < kMostLast && output_ && readSome(0); ++i) {
         }
         return true;
     }
@@ -123,7 +126,7 @@ private:
     bool readSome(int ms) {
         struct pollfd ready = {output_.get(), POLLIN, 0};
         if (::poll(&ready, 1, ms) <= 0) return false;
-        char block[4096];
+        char block[kBlock];
         const ssize_t got =
             vex::retryOnEintr([&] { return ::read(output_.get(), block, sizeof block); });
         if (got <= 0) {
