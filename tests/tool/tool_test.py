@@ -41,7 +41,7 @@ class ToolTest(unittest.TestCase):
         for args in ([], ["nonsense"], ["digest"], ["digest", "--nonsense", "x"], ["uid", "x"], ["uid", "-n", "x"],
                      ["size"], ["id", "show"], ["id", "step", "x"], ["id", "write", "x", "-1"],
                      ["id", "write", "x", "18446744073709551616"], ["ini", "get", "x", "s"],
-                     ["ini", "set", "x", "s", "k"], ["ini", "delete", "x"], ["uid", "--ini"]):
+                     ["ini", "set", "x", "s", "k"], ["ini", "delete", "x"], ["walk"], ["walk", "--type", "x", "."], ["uid", "--ini"]):
             with self.subTest(args):
                 self.assertEqual("", self.vex(*args, status=2))
                 self.assertIn("'vex --help'", self.error)
@@ -243,6 +243,24 @@ class ToolTest(unittest.TestCase):
         self.assertTrue(termios.tcgetattr(slave)[3] & termios.ECHO)
         os.close(master)
         os.close(slave)
+
+    def test_walk_lists_what_is_wanted_and_tells_what_it_cannot_read(self):
+        os.makedirs(os.path.join(self.dir, "t/d/e"))
+        self.write("t/big\n", b"x" * 2000)
+        self.write("t/d/\udcff.log", b"x")
+        os.symlink("..", os.path.join(self.dir, "t/d/up"))
+        for args, paths in (([], ["t", "t/big\n", "t/d", "t/d/e", "t/d/up", "t/d/\udcff.log"]), (["--depth", "0"], ["t"]),
+                            (["--type", "dl"], ["t", "t/d", "t/d/e", "t/d/up"]), (["--name", "*.log"], ["t/d/\udcff.log"]),
+                            (["--larger", "1K", "--delay", "1", "--same-device"], ["t/big\n"])):
+            done = subprocess.run([VEX, "walk", "--sorted", "--null", *args, "t"], capture_output=True, cwd=self.dir, check=True)
+            self.assertEqual(paths, os.fsdecode(done.stdout).split("\0")[:-1])
+        facts = [json.loads(line) for line in self.vex("walk", "--json", "--stat", "--follow", "t").splitlines()]
+        self.assertEqual([2000], [fact["size"] for fact in facts if fact["path"] == "t/big\n"])
+        self.assertEqual(["t/d/up"], [fact["path"] for fact in facts if fact["type"] == "cycle"])
+        self.assertRegex(self.vex("walk", "--stat", "--name", "big*", "t"), r"^-rw.{7} +2000 \d{4}-\d\d-\d\dT[\d:]{8}Z t/big\n")
+        os.symlink("loop", os.path.join(self.dir, "loop"))
+        for path in ("missing", "loop", ""):
+            self.vex("walk", path, status=1)
 
     def test_sizes_show_bytes_and_both_texts(self):
         self.assertEqual("10737418240  10GiB  10 GiB\n1500  1500  1.46 KiB\n", self.vex("size", "10GiB", "1500"))

@@ -29,6 +29,7 @@ int runSort(int argc, char **argv);
 int runPasswd(int argc, char **argv);
 int runPasswdStore(int argc, char **argv);
 int runOs(int argc, char **argv);
+int runWalk(int argc, char **argv);
 int runHttp(int argc, char **argv);
 int runRegistry(int argc, char **argv);
 int runCloud(int argc, char **argv);

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
+#include <string>
 
 #include "command.h"
 
@@ -45,6 +47,10 @@ constexpr std::array kCommands = {
     Command{"passwd-store", "init|rotate STORE", "make a key store, or give it a new current key",
             runPasswdStore},
     Command{"os", "[--json]", "describe the machine, and how much of it this process gets", runOs},
+    Command{"walk",
+            "[--type fdlo] [--name PATTERN] [--larger SIZE] [--depth N] [--same-device]\n"
+            "      [--follow] [--delay MS] [--sorted] [--stat] [--json|--null] DIR",
+            "list what is below a directory; --delay spares a busy disk", runWalk},
     Command{"http",
             "get|put|post|head|delete [--ca-file F] [--cert F --key F] [--proxy URL]\n"
             "      [--header TEXT] [--content-type T] [--timeout S] [--retries N] [--digest] URL "
@@ -113,7 +119,9 @@ int setUpLog(const char *ini) {
         vexLogLoadStripA(ini, "vex", "LogPath", path, sizeof path, "vex.log", nullptr, 1);
     if (flags < 0)
         return fail("no log can be set up from '%s': mend the keys Logging and LogPath there", ini);
-    (void)vexLogSet(path, flags | VEX_LOG_STDERR_SEVERE, 0);  // always 0
+    // a walk moves the working directory; the log must not follow it
+    const std::string absolute = std::filesystem::absolute(path);
+    (void)vexLogSet(absolute.c_str(), flags | VEX_LOG_STDERR_SEVERE, 0);  // always 0
     return kSuccess;
 }
 
