@@ -18,7 +18,7 @@ using Byte = unsigned char;
 constexpr size_t kTailGuard =
     20;  // no match starts so near the end: wide loads and copies stay inside the input
 constexpr size_t kMatchBytes = 4;   // shorter matches are not looked for
-constexpr unsigned kSkipShift = 5;  // the longer nothing was found, the larger the steps
+constexpr unsigned kSkipShift = 4;  // the longer nothing was found, the larger the steps
 
 // the farthest distances, and the longest lengths held in the instruction itself, of the three
 // kinds of matches
