@@ -105,8 +105,8 @@ struct DirEntry {
     uint16_t info;       /**< DDS_D ... DDS_SLNONE */
     uint16_t flags;      /**< DDS_DONTCHDIR, DDS_SYMFOLLOW */
     uint16_t instr;      /**< instruction, see DirSetFlagsA */
-    struct stat *statp;  /**< its status; with DDS_NOSTAT one record for all, overwritten by the
-                            next lookup. All zero for DDS_NSOK and DDS_NS */
+    struct stat *statp;  /**< its status, all zero for DDS_NSOK and DDS_NS; with DDS_NOSTAT one
+                            record for all, which the last lookup has written */
     void *user_data;     /**< the caller's; NULL at first. Other values ask for the release
                             callback before the entry is freed */
     char name[1];        /**< file name, terminated; for the root what follows the last '/' of

@@ -70,6 +70,8 @@ private:
     bool moves() const { return !has(DDS_NOCHDIR); }
 
     // walk_entry.h: one entry
+    void *allocate(size_t size);
+    void recycle(void *block);
     Entry *make(Entry *parent, View name);
     bool admits(Entry *entry) const;
     void discard(Entry *entry);
@@ -118,6 +120,12 @@ private:
     Entry *parked_;        ///< the chain of a walk that was stopped
     int stop_error_;       ///< errno of what stopped it
     typename Text::Name name_;
+    /// Blocks of entries that were freed, for the next directory.
+    struct Spare {
+        Spare *next;
+    };
+    Spare *spare_;
+    size_t spare_count_;
     alignas(dirent64) char block_[32768];
 };
 

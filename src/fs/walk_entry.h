@@ -2,6 +2,7 @@
 #ifndef VEX_FS_WALK_ENTRY_H
 #define VEX_FS_WALK_ENTRY_H
 
+#include <malloc.h>
 #include <time.h>
 
 #include <cstdlib>
@@ -21,13 +22,33 @@ size_t Walk<Text>::nameOffset(const Entry *parent) const {
     return static_cast<size_t>(parent->pathlen) + (slash ? 0 : 1);
 }
 
+inline constexpr size_t kSpares = 1024;
+
+/// Directories are read as a whole and freed entry by entry, so malloc would merge and split the
+/// same memory over and over. Blocks go round instead, half a megabyte at most.
+template <typename Text>
+void *Walk<Text>::allocate(size_t size) {
+    Spare *const spare = spare_;
+    if (spare == nullptr || malloc_usable_size(spare) < size) return malloc(size);
+    spare_ = spare->next;
+    --spare_count_;
+    return spare;
+}
+
+template <typename Text>
+void Walk<Text>::recycle(void *block) {
+    if (spare_count_ == kSpares) return free(block);
+    spare_ = new (block) Spare{spare_};
+    ++spare_count_;
+}
+
 /// One block: the record, the name, and behind it, at the next multiple of 16, the status. The
 /// sizes leave room for that wherever malloc's block begins.
 template <typename Text>
 typename Walk<Text>::Entry *Walk<Text>::make(Entry *parent, View name) {
     static_assert(offsetof(Entry, name) == 120 && sizeof(struct stat) == 144);
     const size_t bytes = name.size() * sizeof(Char);
-    auto *const block = static_cast<char *>(malloc(bytes + (has(DDS_NOSTAT) ? 136 : 295)));
+    auto *const block = static_cast<char *>(allocate(bytes + (has(DDS_NOSTAT) ? 136 : 295)));
     if (block == nullptr)
         return VEX_FAIL_AS("dirAlloc", ENOMEM, ENOMEM, nullptr, "could not allocate memory");
     auto *const entry = new (block) Entry{};
@@ -42,9 +63,9 @@ typename Walk<Text>::Entry *Walk<Text>::make(Entry *parent, View name) {
     entry->level = static_cast<int16_t>(parent == nullptr ? -1 : parent->level + 1);
     entry->pathlen = entry->namelen;
     if (entry->level > 0) entry->pathlen += static_cast<int32_t>(nameOffset(parent));
-    entry->statp = has(DDS_NOSTAT) ? &scratch_
-                                   : reinterpret_cast<struct stat *>(
-                                         reinterpret_cast<uintptr_t>(block + bytes + 147) & ~15UL);
+    const auto base = reinterpret_cast<uintptr_t>(block);
+    const size_t status = ((base + bytes + 147) & ~size_t{15}) - base;
+    entry->statp = has(DDS_NOSTAT) ? &scratch_ : reinterpret_cast<struct stat *>(block + status);
     return entry;
 }
 
@@ -58,7 +79,7 @@ void Walk<Text>::discard(Entry *entry) {
     const ErrnoGuard guard;
     endFollowing(entry);
     if (entry->user_data != nullptr && this->dds_release != nullptr) this->dds_release(entry);
-    free(entry);
+    recycle(entry);
 }
 
 template <typename Text>

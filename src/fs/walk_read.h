@@ -148,7 +148,7 @@ void Walk<Text>::describe(Entry *entry, const dirent64 *found, Listing *listing)
     if (listing->budget == 0 ||
         (listing->budget > 0 && found->d_type != DT_UNKNOWN && found->d_type != DT_DIR)) {
         entry->info = DDS_NSOK;
-        std::memset(entry->statp, 0, sizeof *entry->statp);
+        if (!has(DDS_NOSTAT)) std::memset(entry->statp, 0, sizeof *entry->statp);
         return;
     }
     Place place{listing->descriptor, found->d_name, false};

@@ -77,6 +77,7 @@ template <typename Text>
 void Walk<Text>::destroy() {
     discardList(this->dds_child);
     discardChain(this->dds_cur != nullptr ? this->dds_cur : parked_);
+    while (spare_ != nullptr) free(std::exchange(spare_, spare_->next));
     free(this->dds_array);
     free(this->dds_path);
     free(this);

@@ -215,7 +215,7 @@ TEST_F(WalkFailures, AreToldOnceAndEndTheWalkOnlyWhereItCannotGoOn) {
         "close|1|5|5 dirBuild: could not close directory$|1 t,5,0|"
         "malloc|1|12|12 DirOpenEx*: could not allocate memory|none 12|"
         "malloc|2|12|12 dirAlloc: could not allocate memory\n12 DirOpenEx*: could not allocate memory|none 12|"
-        "malloc|6|12|12 dirAlloc: could not allocate memory\n12 dirBuild: could not allocate memory$|1 t,12,0|"
+        "malloc|5|12|12 dirAlloc: could not allocate memory\n12 dirBuild: could not allocate memory$|1 t,12,0|"
         "realloc|1|12|12 pathAlloc: failed to reallocate memory|none 12|"
         "realloc|2|12|12 dirSort: could not reallocate memory\n12 dirBuild: could not sort directories$|1 t,12,0|"
         "veto|2|0|12 DirOpenEx*: could not allocate memory|none 12|"
