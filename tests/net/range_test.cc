@@ -10,7 +10,6 @@
 #include <vex/net.h>
 
 #include "support/failures.h"
-#include "support/faults.h"
 #include "support/seed.h"
 
 using vextest::LogCapture;
@@ -36,26 +35,18 @@ TEST(CheckIPRange, TellsWhatIsWrongAndWhere) {
         const char *log;
     } kRows[] = {
         {nullptr, "junk", 1, 0, ""},
-        {"", nullptr, 1, 0, ""},
         {" , ,", "1.2.3.4", 0, 0, ""},
-        {"10", "10.255.0.1", 1, 0, ""},
         {"10.1, 192.168.1.7/32,172.16/12", "172.31.255.255", 1, 0,
          "68 : Bad match: 172.31.255.255 outside 10.1.0.0/255.255.0.0\n68 : Bad match: 172.31.255.255 outside 192.168.1.7/255.255.255.255"},
-        {"0/0", "255.255.255.255", 1, 0, ""},
         {"10,junk", "10.0.0.1", 1, 0, ""},
         {"10/8,10.1/16,1.2.3.4", nullptr, 1, 0, ""},
         {"10", "1.2.3", 0, EINVAL, "64 : incomplete IP address: 1.2.3"},
-        {"10", "", 0, EINVAL, "64 : incomplete IP address: "},
         {"10", "1.2.3.256", 0, EINVAL, "63 : bad IP address: 1.2.3.256"},
         {"10", "1.2.3.4.5", 0, EINVAL, "63 : bad IP address: 1.2.3.4.5"},
         {"10", "1.2.3.4 ", 0, EINVAL, "63 : bad IP address: 1.2.3.4 "},
         {"x", nullptr, 0, EINVAL, "64 : incomplete IP address: x"},
         {"10.x", nullptr, 0, EINVAL, "63 : bad IP address: 10.x"},
-        {"10.99999999999999999999", nullptr, 0, EINVAL, "63 : bad IP address: 10.99999999999999999999"},
-        {"10/", nullptr, 0, EINVAL, "63 : bad IP address: 10/"},
         {"10/8x", nullptr, 0, EINVAL, "63 : bad IP address: 10/8x"},
-        {"10.0.0.0/33", nullptr, 0, EINVAL,
-         "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10.0.0.0/33"},
         {"10/-1", nullptr, 0, EINVAL, "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/-1"},
         {"10/99999999999", nullptr, 0, EINVAL,
          "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/2147483647"},
@@ -77,36 +68,37 @@ TEST(CheckIPRange, TellsWhatIsWrongAndWhere) {
 }
 
 TEST(IpRange, FailsWithItsOwnLineAndThenItsCallers) {
-    const auto create = [](const char *text) {
-        return [text] { return long{iprange_create(text) != nullptr}; };
-    };
-    const auto list = [](const char *text) {
-        return [text] { return long{iprange_list_create(text) != nullptr}; };
-    };
+    // what "!" and "~" stand for
     const std::string invalid = "\n22 getmasklen: invalid mask\n22 iprange_create: IP address format is invalid.";
     const std::string convert = "22 iprange_create : could not convert ip address to address";
-    const std::string no_slash = "22 getmasklen: invalid parameter: does not contain '/'" + invalid;
-    const std::string large = "22 getmasklen: mask not 0-32 (33)" + invalid;
-    const std::string negative = "22 getmasklen: mask not 0-32 (18446744073709551615)" + invalid;
-    const std::string no_digit = "22 getmasklen: no digit found" + invalid;
-    const std::string in_list = convert + "\n22 iprange_list_create: get ip range address failed Invalid argument";
-    vextest::expectFailures({
-        {"22 iprange_create: invalid NULL parameter", EINVAL, 0, create("")},
-        {no_slash.c_str(), EINVAL, 0, create("10.0.0.0")},
-        {large.c_str(), EINVAL, 0, create("10.0.0.0/33")},
-        {negative.c_str(), EINVAL, 0, create("10.0.0.0/-1")},
-        {no_digit.c_str(), EINVAL, 0, create("10.0.0.0/x")},
-        {"34 getmasklen: invalid input: 18446744073709551616\n34 iprange_create: IP address format is invalid.", ERANGE, 0,
-         create("1.2.3.4/18446744073709551616")},
-        {convert.c_str(), EINVAL, 0, create("10.0.0.0 /8")},
-        {convert.c_str(), EINVAL, 0, create("10.1/8")},
-        {"22 iprange_list_create: invalid NULL parameter", EINVAL, 0, list(nullptr)},
-        {in_list.c_str(), EINVAL, 0, list("10.0.0.0/8,1234567890123456")},
-        {in_list.c_str(), EINVAL, 0, list("10.0.0.0/8, ,")},
-        {"69 iprange_list_create: 12345678901234567: IP Range format error: Invalid argument", EINVAL, 0,
-         list("1.2.3.4, 12345678901234567 ")},
-        {"22 getmasklen: invalid NULL parameter\n22 getmasklen: invalid mask", EINVAL, -1, [] { return getmasklen(nullptr); }},
-    });
+    static const struct {
+        bool list;
+        const char *text;
+        int error;
+        const char *log;
+    } kRows[] = {
+        {false, "", EINVAL, "22 iprange_create: invalid NULL parameter"},
+        {false, "10.0.0.0", EINVAL, "22 getmasklen: invalid parameter: does not contain '/'!"},
+        {false, "10.0.0.0/-1", EINVAL, "22 getmasklen: mask not 0-32 (18446744073709551615)!"},
+        {false, "10.0.0.0/x", EINVAL, "22 getmasklen: no digit found!"},
+        {false, "1.2.3.4/18446744073709551616", ERANGE,
+         "34 getmasklen: invalid input: 18446744073709551616\n34 iprange_create: IP address format is invalid."},
+        {false, "10.0.0.0 /8", EINVAL, "~"},
+        {true, "10.0.0.0/8, ,", EINVAL, "~\n22 iprange_list_create: get ip range address failed Invalid argument"},
+        {true, "1.2.3.4,1234567890123456", EINVAL, "~\n22 iprange_list_create: get ip range address failed Invalid argument"},
+        {true, "1.2.3.4, 12345678901234567 ", EINVAL,
+         "69 iprange_list_create: 12345678901234567: IP Range format error: Invalid argument"},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.text);
+        std::string expected = row.log;
+        if (expected.back() == '!') expected.replace(expected.size() - 1, 1, invalid);
+        if (expected.front() == '~') expected.replace(0, 1, convert);
+        LogCapture log;
+        const void *const made = row.list ? static_cast<void *>(iprange_list_create(row.text)) : iprange_create(row.text);
+        EXPECT_TRUE(made == nullptr && errno == row.error) << errno;
+        EXPECT_EQ(expected, log.text());
+    }
     iprange *const range = iprange_create(" \t10.1.2.3/8 and more");
     ASSERT_NE(nullptr, range);
     EXPECT_EQ(0xff000000u, range->mask);
@@ -117,16 +109,6 @@ TEST(IpRange, FailsWithItsOwnLineAndThenItsCallers) {
     const NetInterface one = interfaceOf("10.0.0.1");
     EXPECT_TRUE(none != nullptr && iprange_list_lookup(none, &one) == -1);
     iprange_list_destroy(none);
-}
-
-TEST(IpRange, LosesNothingWithoutMemory) {
-    EXPECT_LT(5u, vextest::forEachFault({"malloc", "calloc", "strdup"}, ENOMEM, [](const vextest::FaultScope &fault) {
-                  LogCapture log;
-                  vexList *const list = iprange_list_create("10.0.0.0/8,1.2.3.4");
-                  EXPECT_EQ(list != nullptr, !fault.fired());
-                  EXPECT_TRUE(list != nullptr || (errno == ENOMEM && !log.lines().empty()));
-                  iprange_list_destroy(list);
-              }));
 }
 
 TEST(Ranges, AgreeWithAnOracleOnGeneratedTexts) {

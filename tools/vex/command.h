@@ -33,6 +33,7 @@ int runWalk(int argc, char **argv);
 int runHttp(int argc, char **argv);
 int runRegistry(int argc, char **argv);
 int runCloud(int argc, char **argv);
+int runNet(int argc, char **argv);
 
 /// Tells the person at the terminal what went wrong and what to do next, as "vex: <text>" on
 /// standard error, and logs it; returns kFailure.

@@ -60,6 +60,11 @@ constexpr std::array kCommands = {
             "read or change the names and values in an SQLite file", runRegistry},
     Command{"cloud", "show|enable|disable|cache-size GB",
             "read or change the cache in front of cloud storage", runCloud},
+    Command{"net",
+            "resolve HOST [PORT] | connect HOST PORT [LINE] | listen PORT [HOST]\n"
+            "      | local HOST | range NETWORKS [ADDRESS]\n"
+            "      | routes [add|delete TARGET INTERFACE [SOURCE]]",
+            "try the resolver, connections, networks, interfaces and routes", runNet},
 };
 
 void printUsage(const char *progname) {
