@@ -34,14 +34,6 @@ constexpr int kRelayNode = 0x40000000;
 int copyParts(const char *who, const char *name_text, const addrinfo *from, zq_addrinfo *to) {
     if (from->ai_canonname != nullptr && (to->ai_canonname = strdup(from->ai_canonname)) == nullptr)
         return VEX_FAIL_AS(who, ENOMEM, ENOMEM, EAI_MEMORY, "%s", name_text);
-    if (from->ai_addr != nullptr && from->ai_addrlen > 0) {
-        to->ai_addr = static_cast<sockaddr *>(malloc(from->ai_addrlen));
-        if (to->ai_addr == nullptr)
-            return VEX_FAIL_AS(who, ENOMEM, ENOMEM, EAI_MEMORY,
-                               "could not allocate memory for address");
-        memcpy(to->ai_addr, from->ai_addr, from->ai_addrlen);
-        to->ai_addrlen = from->ai_addrlen;
-    }
     const relayinfo *const relay = relayOf(from);
     if (relay == nullptr) return 0;
     to->relayinfo = static_cast<relayinfo *>(malloc(sizeof *relay));
@@ -63,11 +55,19 @@ int copyList(const char *who, const char *name_text, const addrinfo *source, add
     AddressList head;
     addrinfo *last = nullptr;
     for (const addrinfo *from = source; from != nullptr; from = from->ai_next) {
-        auto *const to = static_cast<zq_addrinfo *>(calloc(1, sizeof(zq_addrinfo)));
+        // the address lies behind its node: one allocation for both halves the cost of a copy
+        const size_t size = from->ai_addr != nullptr ? from->ai_addrlen : 0;
+        auto *const to = static_cast<zq_addrinfo *>(malloc(sizeof(zq_addrinfo) + size));
         if (to == nullptr)
             return VEX_FAIL_AS(who, ENOMEM, ENOMEM, EAI_MEMORY,
                                last == nullptr ? "could not allocate memory for dst"
                                                : "could not allocate memory for next dst");
+        *to = zq_addrinfo{};
+        if (size > 0) {
+            to->ai_addr = reinterpret_cast<sockaddr *>(to + 1);
+            to->ai_addrlen = from->ai_addrlen;
+            memcpy(to->ai_addr, from->ai_addr, size);
+        }
         auto *const node = reinterpret_cast<addrinfo *>(to);
         // linked at once: whatever fails from here on is freed with the list
         if (last == nullptr)
@@ -109,7 +109,6 @@ void zq_freeaddrinfo(struct addrinfo *list) {
     while (list != nullptr) {
         addrinfo *const next = list->ai_next;
         free(vex::net::relayOf(list));
-        free(list->ai_addr);
         free(list->ai_canonname);
         free(list);
         list = next;

@@ -20,7 +20,17 @@ enum Code { kBadAddress = 63, kIncomplete = 64, kBadMask = 65, kNotMultiple = 67
 struct Dotted {
     int field[4] = {0, 0, 0, 0};
     int count = 0;
+
+    uint32_t bits() const {
+        uint32_t all = 0;
+        for (const int one : field) all = all << 8 | static_cast<uint32_t>(one);
+        return all;
+    }
 };
+
+int byteOf(uint32_t mask, int index) {
+    return static_cast<int>(mask >> (24 - 8 * index) & 0xff);
+}
 
 /// Reads up to four fields of at most 255 from the front of @p text and cuts them off. 0, or the
 /// code of what is wrong with it.
@@ -75,29 +85,30 @@ public:
         Dotted network;
         int length;
         if (!readRange(piece, &network, &length)) return kWrong;
-        bool inside = address_ != nullptr;
-        int mask[4];
-        for (int i = 0; i < 4; ++i) {
-            const int bits = std::clamp(length - 8 * i, 0, 8);
-            mask[i] = 256 - (1 << (8 - bits));
-            if ((network.field[i] & ~mask[i]) != 0) {
-                if (!verbose_) return refuse(kWrong);
-                return VEX_FAIL_AS(kName, kNotMultiple, EINVAL, kWrong,
-                                   "Incorrect IP range (field %i must be a multiple of %i). "
-                                   "Actual value: %.*s",
-                                   i + 1, 256 - mask[i], size(piece), piece.data());
-            }
-            if ((wanted_.field[i] & mask[i]) != network.field[i]) inside = false;
-        }
-        if (inside) return kMatch;
-        if (verbose_ && address_ != nullptr)
+        // whole bytes of 255, then 256 minus 2 to the power of the bits that are left
+        const uint32_t mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
+        if ((network.bits() & ~mask) != 0) return notMultiple(piece, network, mask);
+        if (address_ == nullptr) return kNoMatch;
+        if ((wanted_.bits() & mask) == network.bits()) return kMatch;
+        if (verbose_)
             ErrorA(kBadMatch, "%s: Bad match: %s outside %i.%i.%i.%i/%i.%i.%i.%i\n", kName,
                    address_, network.field[0], network.field[1], network.field[2], network.field[3],
-                   mask[0], mask[1], mask[2], mask[3]);
+                   byteOf(mask, 0), byteOf(mask, 1), byteOf(mask, 2), byteOf(mask, 3));
         return kNoMatch;
     }
 
 private:
+    /// Tells the first field that has bits outside the mask.
+    Outcome notMultiple(std::string_view piece, const Dotted &network, uint32_t mask) const {
+        int i = 0;
+        while ((network.field[i] & ~byteOf(mask, i)) == 0) ++i;
+        if (!verbose_) return refuse(kWrong);
+        return VEX_FAIL_AS(kName, kNotMultiple, EINVAL, kWrong,
+                           "Incorrect IP range (field %i must be a multiple of %i). "
+                           "Actual value: %.*s",
+                           i + 1, 256 - byteOf(mask, i), size(piece), piece.data());
+    }
+
     static int size(std::string_view text) {
         return static_cast<int>(std::min<size_t>(text.size(), INT_MAX));
     }

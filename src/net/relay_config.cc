@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <string.h>
 
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "base/unique_fd.h"
 #include "log/report.h"
 #include "net/clock.h"
+#include "net/resolve.h"
 
 namespace {
 
@@ -27,6 +29,8 @@ constexpr size_t kMaxLine = 1023;
 
 /// What the file said when it was last looked at; empty texts when no relay is in force.
 struct RelayState {
+    std::atomic<int64_t> none_until{
+        INT64_MIN};  // up to that second no relay is in force: read without the lock
     std::mutex mutex;
     bool known = false;
     int64_t stamp = 0;  // monotonic seconds of the last look, successful or not
@@ -72,26 +76,39 @@ void look(const char *who) {
 
 }  // namespace
 
-int get_nat_vkproxy(char *host_out, size_t host_size, char *port_out, size_t port_size) {
-    if (host_out == nullptr || port_out == nullptr)
-        return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
-    return vex::guard(__func__, -1, [&] {
-        constexpr char kWho[] = "get_nat_vkproxy";
+namespace vex::net {
+
+int relaySettings(int64_t now_ms, char *host, size_t host_size, char *port, size_t port_size) {
+    const int64_t now = now_ms / 1000;
+    if (now <= state.none_until.load(std::memory_order_relaxed)) return 0;
+    constexpr char kWho[] = "get_nat_vkproxy";
+    return guard(kWho, -1, [&] {
         const std::lock_guard lock(state.mutex);
-        const int64_t now = vex::net::monotonicMs() / 1000;
         const bool reuse = state.known && now - state.stamp <= kReuseSeconds;
         if (!reuse) {
             state.known = true;
             state.stamp = now;
             look(kWho);
         }
-        if (state.host[0] == '\0') return 0;
+        if (state.host[0] == '\0') {
+            state.none_until.store(state.stamp + kReuseSeconds, std::memory_order_relaxed);
+            return 0;
+        }
         if (reuse && TraceOn())
             __Trace("%s: Call to this function is within 2 mins, it is a relay env!", kWho);
         if (strlen(state.host) >= host_size || strlen(state.port) >= port_size)
             return VEX_FAIL_AS(kWho, ENOBUFS, ENOBUFS, -1, "buffer too small");
-        strcpy(host_out, state.host);
-        strcpy(port_out, state.port);
+        strcpy(host, state.host);
+        strcpy(port, state.port);
         return 1;
     });
+}
+
+}  // namespace vex::net
+
+int get_nat_vkproxy(char *host_out, size_t host_size, char *port_out, size_t port_size) {
+    if (host_out == nullptr || port_out == nullptr)
+        return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    return vex::net::relaySettings(vex::net::monotonicMs(), host_out, host_size, port_out,
+                                   port_size);
 }

@@ -43,9 +43,9 @@ const char *orNull(const char *text) {
     return text != nullptr ? text : "NULL";
 }
 
-/// Asks the system's resolver up to three times; errno goes with the result.
-int ask(const char *host, const char *service, const addrinfo &hints, SystemList *list) {
-    const int64_t start = monotonicMs();
+/// Asks the system's resolver up to three times from @p start on; errno goes with the result.
+int ask(int64_t start, const char *host, const char *service, const addrinfo &hints,
+        SystemList *list) {
     for (int attempt = 1;; ++attempt) {
         addrinfo *found = nullptr;
         const int err = getaddrinfo(host, service, &hints, &found);
@@ -69,6 +69,26 @@ int ask(const char *host, const char *service, const addrinfo &hints, SystemList
                orNull(host), orNull(service), attempt, text.get());
         pause();
     }
+}
+
+/// The clock is read once by the caller: a numeric address takes hardly longer to resolve.
+int resolveFrom(int64_t start, const char *host, const char *service, const addrinfo *hints,
+                addrinfo **out) {
+    if (out == nullptr)
+        return VEX_FAIL_AS(kName, EINVAL, EINVAL, EAI_BADFLAGS, "invalid NULL parameter");
+    addrinfo own{};
+    if (hints != nullptr) {
+        own.ai_flags = hints->ai_flags;
+        own.ai_family = hints->ai_family;
+        own.ai_protocol = hints->ai_protocol;
+    }
+    own.ai_flags |= AI_NUMERICSERV;
+    own.ai_socktype = SOCK_STREAM;
+    SystemList list;
+    int err = ask(start, host, service, own, &list);
+    if (err == 0) err = copyList("copy_addrinfo", "could not duplicate string", list.get(), out);
+    if (TraceOn()) __Trace("%s: exiting, err = %d", kName, err);
+    return err;
 }
 
 }  // namespace
@@ -97,29 +117,24 @@ int resolverErrno(int err) {
 }
 
 int resolveDirect(const char *host, const char *service, const addrinfo *hints, addrinfo **out) {
-    if (out == nullptr)
-        return VEX_FAIL_AS(kName, EINVAL, EINVAL, EAI_BADFLAGS, "invalid NULL parameter");
-    addrinfo own{};
-    if (hints != nullptr) {
-        own.ai_flags = hints->ai_flags;
-        own.ai_family = hints->ai_family;
-        own.ai_protocol = hints->ai_protocol;
-    }
-    own.ai_flags |= AI_NUMERICSERV;
-    own.ai_socktype = SOCK_STREAM;
-    SystemList list;
-    int err = ask(host, service, own, &list);
-    if (err == 0) err = copyList("copy_addrinfo", "could not duplicate string", list.get(), out);
-    if (TraceOn()) __Trace("%s: exiting, err = %d", kName, err);
-    return err;
+    return resolveFrom(monotonicMs(), host, service, hints, out);
 }
+
+namespace {
+
+int resolveOrRelay(const char *host, const char *service, const addrinfo *hints, addrinfo **out) {
+    const int64_t now = monotonicMs();
+    char relay_host[sizeof relayinfo::relay_host], relay_port[sizeof relayinfo::relay_port];
+    if (relaySettings(now, relay_host, sizeof relay_host, relay_port, sizeof relay_port) > 0)
+        return zq_getaddrinfo4relay(host, service, relay_host, relay_port, out);
+    return resolveFrom(now, host, service, hints, out);
+}
+
+}  // namespace
 
 }  // namespace vex::net
 
 int zq_getaddrinfo(const char *host, const char *service, const struct addrinfo *hints,
                    struct addrinfo **result_out) {
-    char relay_host[sizeof relayinfo::relay_host], relay_port[sizeof relayinfo::relay_port];
-    if (get_nat_vkproxy(relay_host, sizeof relay_host, relay_port, sizeof relay_port) > 0)
-        return zq_getaddrinfo4relay(host, service, relay_host, relay_port, result_out);
-    return vex::net::resolveDirect(host, service, hints, result_out);
+    return vex::net::resolveOrRelay(host, service, hints, result_out);
 }

@@ -5,6 +5,7 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
+#include <cstdint>
 #include <memory>
 
 #include <vex/net.h>
@@ -15,6 +16,9 @@ struct AddressListFree {
     void operator()(addrinfo *list) const { zq_freeaddrinfo(list); }
 };
 using AddressList = std::unique_ptr<addrinfo, AddressListFree>;
+
+/// get_nat_vkproxy at a time of monotonicMs.
+int relaySettings(int64_t now_ms, char *host, size_t host_size, char *port, size_t port_size);
 
 /// zq_getaddrinfo past any relay: for addresses of this machine, which no relay can answer for.
 int resolveDirect(const char *host, const char *service, const addrinfo *hints, addrinfo **out);
