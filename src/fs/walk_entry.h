@@ -53,7 +53,7 @@ typename Walk<Text>::Entry *Walk<Text>::make(Entry *parent, View name) {
         return VEX_FAIL_AS("dirAlloc", ENOMEM, ENOMEM, nullptr, "could not allocate memory");
     auto *const entry = new (block) Entry{};
     auto *const text = reinterpret_cast<Char *>(block + offsetof(Entry, name));
-    std::memcpy(text, name.data(), bytes);
+    name.copy(text, name.size());
     text[name.size()] = Char{};
     entry->parent = parent;
     entry->path = this->dds_path;

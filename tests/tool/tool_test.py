@@ -258,9 +258,7 @@ class ToolTest(unittest.TestCase):
         self.assertEqual([2000], [fact["size"] for fact in facts if fact["path"] == "t/big\n"])
         self.assertEqual(["t/d/up"], [fact["path"] for fact in facts if fact["type"] == "cycle"])
         self.assertRegex(self.vex("walk", "--stat", "--name", "big*", "t"), r"^-rw.{7} +2000 \d{4}-\d\d-\d\dT[\d:]{8}Z t/big\n")
-        os.symlink("loop", os.path.join(self.dir, "loop"))
-        for path in ("missing", "loop", ""):
-            self.vex("walk", path, status=1)
+        self.vex("walk", "missing", status=1)
 
     def test_sizes_show_bytes_and_both_texts(self):
         self.assertEqual("10737418240  10GiB  10 GiB\n1500  1500  1.46 KiB\n", self.vex("size", "10GiB", "1500"))

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "command.h"
+#include "command_options.h"
 #include "json.h"
 
 namespace tool {
@@ -23,39 +24,28 @@ struct Request {
     std::string name, types;  ///< empty: all
 };
 
-opt_option option(const char *name, int type, void *value) {
-    opt_option result{};
-    result.long_name = name;
-    result.type = type;
-    result.value = value;
-    return result;
-}
-
 /// Index of the operand, or -1 when the command line is wrong, which was told.
 int parse(int argc, char **argv, Request *request) {
     char *name = nullptr, *types = nullptr, *larger = nullptr;
-    opt_option json = option("json", OPT_TYPE_FLAG_ON, &request->json);
-    opt_option status = option("stat", OPT_TYPE_FLAG_ON, &request->status);
-    opt_option null_ended = option("null", OPT_TYPE_FLAG_ON, &request->null_ended);
-    opt_option sorted = option("sorted", OPT_TYPE_FLAG_ON, &request->sorted);
-    opt_option same_device = option("same-device", OPT_TYPE_FLAG_ON, &request->same_device);
-    opt_option follow = option("follow", OPT_TYPE_FLAG_ON, &request->follow);
-    opt_option delay = option("delay", OPT_TYPE_NUMBER32, &request->delay);
-    opt_option depth = option("depth", OPT_TYPE_NUMBER32, &request->depth);
-    depth.default_value = "32767";
-    opt_option by_name = option("name", OPT_TYPE_RAW_STRING, &name);
-    opt_option by_type = option("type", OPT_TYPE_RAW_STRING, &types);
-    opt_option by_size = option("larger", OPT_TYPE_RAW_STRING, &larger);
-    opt_option *table[] = {&json,  &status, &null_ended, &sorted,  &same_device, &follow,
-                           &delay, &depth,  &by_name,    &by_type, &by_size,     nullptr};
-    const int first = opt_parse(table, argc, argv);
+    CommandOptions options;
+    options.flag("json", &request->json);
+    options.flag("stat", &request->status);
+    options.flag("null", &request->null_ended);
+    options.flag("sorted", &request->sorted);
+    options.flag("same-device", &request->same_device);
+    options.flag("follow", &request->follow);
+    options.add("delay", OPT_TYPE_NUMBER32, &request->delay);
+    options.add("depth", OPT_TYPE_NUMBER32, &request->depth, "32767");
+    options.add("name", OPT_TYPE_RAW_STRING, &name);
+    options.add("type", OPT_TYPE_RAW_STRING, &types);
+    options.add("larger", OPT_TYPE_RAW_STRING, &larger);
+    const int first = options.parse(argc, argv);
     if (name != nullptr) request->name = name;
     if (types != nullptr) request->types = types;
     request->by_size = larger != nullptr;
     const char *end = larger;
     if (larger != nullptr) request->larger = strtosize(larger, &end);
     const bool is_size = larger == nullptr || (*larger >= '0' && *larger <= '9' && *end == '\0');
-    opt_free(table);
     if (first < 0) return usageError("wrong options for 'walk'"), -1;
     if (!is_size) return usageError("--larger needs a size, such as 10MiB"), -1;
     if (request->types.find_first_not_of("fdlo") != std::string::npos)
