@@ -11,6 +11,7 @@
 #include <vex/io.h>
 #include <vex/log.h>
 #include <vex/net.h>
+#include <vex/text.h>
 
 #include "base/ascii.h"
 #include "base/unique_fd.h"
@@ -98,8 +99,8 @@ int relaySettings(int64_t now_ms, char *host, size_t host_size, char *port, size
             __Trace("%s: Call to this function is within 2 mins, it is a relay env!", kWho);
         if (strlen(state.host) >= host_size || strlen(state.port) >= port_size)
             return VEX_FAIL_AS(kWho, ENOBUFS, ENOBUFS, -1, "buffer too small");
-        strcpy(host, state.host);
-        strcpy(port, state.port);
+        (void)vex_strcpy(host, host_size, state.host);  // both fit
+        (void)vex_strcpy(port, port_size, state.port);
         return 1;
     });
 }
