@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr long kBuffer = 96 << 10;  // takes a usual block in one call of the system
+
 std::atomic<int> initialised{0};
 std::atomic<bool> service_mode{false};
 
@@ -95,7 +97,8 @@ bool CurlRequest::setCommonOptions(const std::string &url, long connect_timeout_
         .set(CURLOPT_WRITEDATA,
              use_download_ ? static_cast<void *>(&download_) : static_cast<void *>(&body_))
         .set(CURLOPT_HEADERFUNCTION, getStringCallback_)
-        .set(CURLOPT_HEADERDATA, &header_);
+        .set(CURLOPT_HEADERDATA, &header_)
+        .set(CURLOPT_BUFFERSIZE, kBuffer);
     return options.good();
 }
 
