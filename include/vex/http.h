@@ -68,7 +68,7 @@ public:
      * @param content_type  sent as the line "Content-Type: ..."; empty for none.
      */
     int start(const std::string &url, HttpMethod method, const std::string &body,
-              const std::string &content_type, const std::vector<std::string> &headers,
+              const std::string &content_type, const std::vector<std::string> &lines,
               long connect_timeout_s, long timeout_s, bool verify_host, bool verify_peer);
 
     /** Adds "Name: value" lines; a line with a line break inside is left out, with one log line. */

@@ -7,7 +7,7 @@
 
 namespace {
 
-int column(unsigned index) {
+int place(unsigned index) {
     return index <= INT_MAX ? static_cast<int>(index)
                             : -1;  // SQLite gives NULL for what is not there
 }
@@ -41,15 +41,15 @@ int SQLitePreparedStatement::bind(Bind bind) {
 }
 
 int SQLitePreparedStatement::SetInt(unsigned index, int value) {
-    return bind([&] { return sqlite3_bind_int(statement_, column(index), value); });
+    return bind([&] { return sqlite3_bind_int(statement_, place(index), value); });
 }
 
 int SQLitePreparedStatement::SetInt64(unsigned index, long long value) {
-    return bind([&] { return sqlite3_bind_int64(statement_, column(index), value); });
+    return bind([&] { return sqlite3_bind_int64(statement_, place(index), value); });
 }
 
 int SQLitePreparedStatement::SetDouble(unsigned index, double value) {
-    return bind([&] { return sqlite3_bind_double(statement_, column(index), value); });
+    return bind([&] { return sqlite3_bind_double(statement_, place(index), value); });
 }
 
 int SQLitePreparedStatement::SetBoolean(unsigned index, bool value) {
@@ -58,7 +58,7 @@ int SQLitePreparedStatement::SetBoolean(unsigned index, bool value) {
 
 int SQLitePreparedStatement::SetString(unsigned index, const std::string &value) {
     return bind([&] {
-        return sqlite3_bind_text64(statement_, column(index), value.data(), value.size(),
+        return sqlite3_bind_text64(statement_, place(index), value.data(), value.size(),
                                    SQLITE_STATIC, SQLITE_UTF8);
     });
 }
@@ -92,28 +92,28 @@ bool SQLiteResultSet::Next(SQLiteException *exception) {
     return false;
 }
 
-int SQLiteResultSet::GetInt(unsigned index) {
-    return sqlite3_column_int(statement_, column(index));
+int SQLiteResultSet::GetInt(unsigned column) {
+    return sqlite3_column_int(statement_, place(column));
 }
 
-long long SQLiteResultSet::GetInt64(unsigned index) {
-    return sqlite3_column_int64(statement_, column(index));
+long long SQLiteResultSet::GetInt64(unsigned column) {
+    return sqlite3_column_int64(statement_, place(column));
 }
 
-double SQLiteResultSet::GetDouble(unsigned index) {
-    return sqlite3_column_double(statement_, column(index));
+double SQLiteResultSet::GetDouble(unsigned column) {
+    return sqlite3_column_double(statement_, place(column));
 }
 
-bool SQLiteResultSet::GetBoolean(unsigned index) {
-    return GetInt(index) > 0;
+bool SQLiteResultSet::GetBoolean(unsigned column) {
+    return GetInt(column) > 0;
 }
 
-std::string SQLiteResultSet::GetString(unsigned index) {
+std::string SQLiteResultSet::GetString(unsigned column) {
     const auto *const text =
-        reinterpret_cast<const char *>(sqlite3_column_text(statement_, column(index)));
+        reinterpret_cast<const char *>(sqlite3_column_text(statement_, place(column)));
     if (text == nullptr) return {};
     try {
-        return {text, static_cast<size_t>(sqlite3_column_bytes(statement_, column(index)))};
+        return {text, static_cast<size_t>(sqlite3_column_bytes(statement_, place(column)))};
     } catch (const std::bad_alloc &) {
         return {};
     }

@@ -17,8 +17,6 @@
 #include "base/unique_fd.h"
 #include "log/report.h"
 
-extern char **environ;
-
 namespace {
 
 using vex::UniqueFd;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
+#include <thread>
 
 #include <vex/digest.h>
 #include <vex/storage_http.h>
@@ -268,6 +269,21 @@ TEST_F(StorageNginx, FilesGoUpAndComeDownWhole) {
     EXPECT_EQ(413, response.status);
     EXPECT_EQ(0, client.del("/file", response));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "www/file"));
+}
+
+TEST_F(StorageNginx, ThreadsShareAClient) {
+    vextest::writeFile(dir_ / "www/file", "shared");
+    StorageHttpClient client(optionsFor(plainUrl()));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&, i] {
+            StorageHttpResponse response;
+            for (int n = 0; n < 25; ++n) {
+                EXPECT_EQ(0, client.setHeader("X-" + std::to_string(i), std::to_string(n)));
+                EXPECT_TRUE(client.get("/file", response) == 0 && response.body == "shared");
+            }
+        });
+    for (auto &thread : threads) thread.join();
 }
 
 TEST_F(StorageNginx, TlsIsVerifiedOnBothSides) {
