@@ -22,9 +22,9 @@ inline double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-/// Runs both sides alternately, @p rounds times each after one warm-up; the work of one round should take a few
-/// milliseconds or more. Prints "<name>: ours X, peer Y <unit>, ratio R (target ...)": the ratio is ours / peer of
-/// the median rates, or of the median times when @p byTime.
+/// Runs both sides alternately, @p rounds times each after one warm-up; the work of one round
+/// should take a few milliseconds or more. Prints "<name>: ours X, peer Y <unit>, ratio R (target
+/// ...)": the ratio is ours / peer of the median rates, or of the median times when @p byTime.
 struct Comparison {
     std::string name;
     std::string peer;
@@ -36,7 +36,8 @@ struct Comparison {
     int rounds = 7;
 };
 
-inline double compare(const Comparison &c, const std::function<void()> &ours, const std::function<void()> &peer) {
+inline double compare(const Comparison &c, const std::function<void()> &ours,
+                      const std::function<void()> &peer) {
     std::vector<double> mine, theirs;
     ours();
     peer();
@@ -47,11 +48,13 @@ inline double compare(const Comparison &c, const std::function<void()> &ours, co
     const double a = median(mine), b = median(theirs);
     const double ratio = c.byTime ? a / b : b / a;
     if (c.byTime)
-        std::printf("%-58s ours %10.2f ns, %s %10.2f ns, time ratio %.2f (target %s)\n", c.name.c_str(), a / c.units * 1e9,
-                    c.peer.c_str(), b / c.units * 1e9, ratio, c.target.c_str());
+        std::printf("%-58s ours %10.2f ns, %s %10.2f ns, time ratio %.2f (target %s)\n",
+                    c.name.c_str(), a / c.units * 1e9, c.peer.c_str(), b / c.units * 1e9, ratio,
+                    c.target.c_str());
     else
-        std::printf("%-58s ours %10.1f, %s %10.1f %s, ratio %.2f (target %s)\n", c.name.c_str(), c.units / a * c.scale,
-                    c.peer.c_str(), c.units / b * c.scale, c.unit.c_str(), ratio, c.target.c_str());
+        std::printf("%-58s ours %10.1f, %s %10.1f %s, ratio %.2f (target %s)\n", c.name.c_str(),
+                    c.units / a * c.scale, c.peer.c_str(), c.units / b * c.scale, c.unit.c_str(),
+                    ratio, c.target.c_str());
     std::fflush(stdout);
     return ratio;
 }

@@ -1,12 +1,15 @@
 /**
  * @file alloc.h
- * Counted memory: allocation functions by slot, a named allocator, and the striped counter behind both.
+ * Counted memory: allocation functions by slot, a named allocator, and the striped counter behind
+ * both.
  *
- * A slot counts only when accounting is on: the environment variable MEMSTAT holds a number other than 0 (read by
- * XAllocInit, which _VexLibInit calls; ignored in set-id programs). A counted block carries its size in the 8 bytes
- * before it, so it is aligned to 8 bytes only, and must be given back through the same slot in the same state.
+ * A slot counts only when accounting is on: the environment variable MEMSTAT holds a number other
+ * than 0 (read by XAllocInit, which _VexLibInit calls; ignored in set-id programs). A counted block
+ * carries its size in the 8 bytes before it, so it is aligned to 8 bytes only, and must be given
+ * back through the same slot in the same state.
  *
- * @threads every function, from any thread, save XAllocInit. Counting adds one relaxed atomic addition and no lock.
+ * @threads every function, from any thread, save XAllocInit. Counting adds one relaxed atomic
+ * addition and no lock.
  */
 #ifndef VEX_ALLOC_H
 #define VEX_ALLOC_H
@@ -19,8 +22,8 @@
 
 VEX_BEGIN_DECLS
 
-/** Reads MEMSTAT, turns all slots on or off by it and names slot 0 "libcr". Counters keep their values. Call it before
- *  the first counted allocation. */
+/** Reads MEMSTAT, turns all slots on or off by it and names slot 0 "libcr". Counters keep their
+ * values. Call it before the first counted allocation. */
 VEX_API void XAllocInit(void);
 /** Logs "Memory usage of NAME: N MB" at info level for each slot that is on and has a name. */
 VEX_API void XAllocReport(void);
@@ -29,8 +32,8 @@ VEX_API void XAllocReport(void);
  * malloc, calloc and realloc, counted by a slot.
  *
  * @param slot  its low 16 bits are the slot, 0 to 15; a larger number is a slot that never counts.
- * @return NULL with ENOMEM without memory, and when a size overflows; the counter and the old block are then as
- *         before. XRealloc of NULL allocates.
+ * @return NULL with ENOMEM without memory, and when a size overflows; the counter and the old block
+ * are then as before. XRealloc of NULL allocates.
  * @owner the caller frees it with XFree of the same slot.
  */
 VEX_API void *XMalloc(int slot, size_t n);
@@ -39,7 +42,8 @@ VEX_API void *XRealloc(int slot, void *p, size_t n);
 /** Frees what the slot's functions gave; NULL does nothing. */
 VEX_API void XFree(int slot, void *p);
 
-/** Bytes that the data store's own allocators hold; they keep them, VexAllocator::Report adds them to "datastore". */
+/** Bytes that the data store's own allocators hold; they keep them, VexAllocator::Report adds them
+ * to "datastore". */
 VEX_API extern uint64_t datastore_malloc_total_size;
 VEX_API extern uint64_t datastore_thread_total_size;
 
@@ -48,8 +52,8 @@ VEX_END_DECLS
 #ifdef __cplusplus
 
 /**
- * A counter striped over 64 cells: threads that add at once mostly touch different cells. Adding is one atomic
- * operation; reading sums all cells.
+ * A counter striped over 64 cells: threads that add at once mostly touch different cells. Adding is
+ * one atomic operation; reading sums all cells.
  */
 class VEX_API VexFastAtomic {
 public:
@@ -80,7 +84,8 @@ public:
     void *Alloc(size_t n);
     /** operator delete of a block of @p n bytes; NULL does nothing. */
     void Free(void *p, size_t n);
-    /** Logs "Memory usage of NAME: N MB" at info level when enabled; "datastore" adds the two totals above. */
+    /** Logs "Memory usage of NAME: N MB" at info level when enabled; "datastore" adds the two
+     * totals above. */
     void Report() const;
     /** The process's allocator, "default", which does not count. */
     static VexAllocator *GetDefaultAllocator();

@@ -5,7 +5,8 @@
 #ifndef VEX_EXPORT_H
 #define VEX_EXPORT_H
 
-/** Opens and closes a group of declarations with C linkage, so that other languages can call them. */
+/** Opens and closes a group of declarations with C linkage, so that other languages can call them.
+ */
 #ifdef __cplusplus
 #define VEX_BEGIN_DECLS extern "C" {
 #define VEX_END_DECLS }
@@ -17,7 +18,8 @@
 /** Marks what the shared library exports; everything else is hidden. */
 #define VEX_API __attribute__((visibility("default")))
 
-/** Lets the compiler check printf-like calls: @p n is the format's position, @p m the first argument's (0 for a va_list). */
+/** Lets the compiler check printf-like calls: @p n is the format's position, @p m the first
+ * argument's (0 for a va_list). */
 #define VEX_PRINTF(n, m) __attribute__((format(printf, n, m)))
 
 /** Marks functions that never return. */

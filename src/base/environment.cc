@@ -13,7 +13,9 @@ const char *environmentValue(const char *name) {
     return name == nullptr || *name == '\0' ? nullptr : secure_getenv(name);
 }
 
-const char *processName() { return program_invocation_short_name; }
+const char *processName() {
+    return program_invocation_short_name;
+}
 
 bool markerExists(const char *name) {
     char path[PATH_MAX];

@@ -4,8 +4,8 @@
 
 namespace vex {
 
-/// The value of an environment variable; nullptr when absent, for a null or empty name, and in set-id programs,
-/// where the environment belongs to somebody else.
+/// The value of an environment variable; nullptr when absent, for a null or empty name, and in
+/// set-id programs, where the environment belongs to somebody else.
 const char *environmentValue(const char *name);
 
 /// The last part of the path that the process was started as.

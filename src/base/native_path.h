@@ -3,8 +3,8 @@
 
 namespace vex {
 
-/// Brings a path into this platform's form, in place: backslashes become '/', runs of '/' become one, and a
-/// trailing '/' goes unless it is the root. Returns @p path.
+/// Brings a path into this platform's form, in place: backslashes become '/', runs of '/' become
+/// one, and a trailing '/' goes unless it is the root. Returns @p path.
 char *toNativePath(char *path);
 
 }  // namespace vex

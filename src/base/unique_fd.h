@@ -11,8 +11,8 @@
 
 namespace vex {
 
-/// Owns a file descriptor. The destructor closes it in silence and keeps errno; where the result of the
-/// close matters, call close() before the scope ends.
+/// Owns a file descriptor. The destructor closes it in silence and keeps errno; where the result of
+/// the close matters, call close() before the scope ends.
 class UniqueFd {
 public:
     UniqueFd() = default;
@@ -35,8 +35,8 @@ public:
         fd_ = fd;
         errno = saved;
     }
-    /// Closes; 0, or -1 with the errno of close. The descriptor is gone either way (Linux frees it first,
-    /// so EINTR is not repeated: the number may already belong to another thread's file).
+    /// Closes; 0, or -1 with the errno of close. The descriptor is gone either way (Linux frees it
+    /// first, so EINTR is not repeated: the number may already belong to another thread's file).
     int close() {
         if (fd_ < 0) return 0;
         int state = 0;

@@ -58,16 +58,15 @@ TEST_F(CloudConfigTest, LoadsWholeFilesAndNamesWhatIsMissing) {
     EXPECT_TRUE(config.item.MaxDCUploadBatchNumber == 32 && !config.item.OutputSegmentsHistory) << "back to defaults";
     const std::string failed = "32 loadFromJsonObject: load json object failed.";
     const std::string first = R"("enabled": true, "StoragePath": "", )";
-    const std::pair<const char *, std::string> rows[] = {
-        {"enabled is not bool.", R"("enabled": 1)"},
-        {"enabled is not bool.", ""},
-        {"StoragePath is not a string.", R"("enabled": true)"},
+    const std::pair<const char *, std::string> rows[] = {{"enabled is not bool.", R"("enabled": 1)"},
+        {"enabled is not bool.", ""}, {"StoragePath is not a string.", R"("enabled": true)"},
         {"CacheSizeGB is not an integer.", first + R"("CacheSizeGB": 1.0)"},
         {"MaxFileSizeMB is not an integer.", first + R"("CacheSizeGB": 1, "MaxFileSizeMB": 4294967296)"},
         {"MaxDCUploadBatchNumber is not an integer.",
             first + R"("CacheSizeGB": 1, "MaxFileSizeMB": 1, "MaxDCUploadBatchNumber": "x")"}};
     for (const auto &[text, members] : rows)
-        EXPECT_THAT(load("{\"settings\": {" + members + "}}"), ElementsAre(std::string("32 loadFromJson: ") + text, failed));
+        EXPECT_THAT(
+            load("{\"settings\": {" + members + "}}"), ElementsAre(std::string("32 loadFromJson: ") + text, failed));
     EXPECT_THAT(load("{}"), ElementsAre("32 loadFromJson: enabled is not bool.", failed));
     EXPECT_THAT(load("[]"), ElementsAre("32 loadFromJsonObject: it is not an json object."));
     EXPECT_THAT(load("{\n\"a\" 1}"),

@@ -34,7 +34,9 @@ std::string nameOf(const Entry *entry) {
     else return narrow(entry->name);
 }
 template <typename Entry>
-int byName(const Entry **a, const Entry **b) { return nameOf(*a).compare(nameOf(*b)); }
+int byName(const Entry **a, const Entry **b) {
+    return nameOf(*a).compare(nameOf(*b));
+}
 
 // Both forms of the walker, and fts(3), under the same names.
 template <typename E, auto Open, auto Next, auto Children, auto Instruct, auto Close>
@@ -44,7 +46,9 @@ struct Form {
     static constexpr auto next = Next;
     static constexpr auto children = Children;
     static constexpr auto close = Close;
-    static void instruct(decltype(Open(nullptr, 0, nullptr, nullptr, nullptr, 0)), E *entry, unsigned to) { Instruct(entry, to); }
+    static void instruct(decltype(Open(nullptr, 0, nullptr, nullptr, nullptr, 0)), E *entry, unsigned to) {
+        Instruct(entry, to);
+    }
 };
 struct Narrow : Form<DirEntry, DirOpenExA, DirGetNextA, DirGetChildrenA, DirSetFlagsA, DirCloseA> {
     static std::string text(const std::string &path) { return path; }
@@ -57,7 +61,8 @@ struct Wide : Form<DirEntryW, DirOpenExW, DirGetNextW, DirGetChildrenW, DirSetFl
 };
 struct Fts : Narrow {
     using Entry = FTSENT;
-    static FTS *open(const char *path, uint32_t options, int (*order)(const FTSENT **, const FTSENT **), void *, void *, int) {
+    static FTS *open(
+        const char *path, uint32_t options, int (*order)(const FTSENT **, const FTSENT **), void *, void *, int) {
         char *roots[] = {const_cast<char *>(path), nullptr};
         return fts_open(roots, static_cast<int>(options), order);
     }
@@ -74,13 +79,16 @@ DirEntry plain(const FTSENT &e, std::string *path, std::string *access) {
     return same;
 }
 template <typename Entry>
-Entry plain(const Entry &e, std::string *path, std::string *access) { return *path = narrow(e.path), *access = narrow(e.accpath), e; }
+Entry plain(const Entry &e, std::string *path, std::string *access) {
+    return *path = narrow(e.path), *access = narrow(e.accpath), e;
+}
 
 /// All that a walk returns, with what is found under the access path and in the status. With a seed it is given
 /// instructions on the way, and asked for children.
 template <typename Side>
 Lines walked(const std::string &root, uint32_t options, bool sorted, unsigned long seed) {
-    auto *const walk = Side::open(Side::text(root).c_str(), options, sorted ? byName<typename Side::Entry> : nullptr, nullptr, nullptr, 0);
+    auto *const walk = Side::open(
+        Side::text(root).c_str(), options, sorted ? byName<typename Side::Entry> : nullptr, nullptr, nullptr, 0);
     std::mt19937 random(static_cast<unsigned>(seed));
     Lines lines;
     while (auto *const entry = Side::next(walk)) {
@@ -88,9 +96,10 @@ Lines walked(const std::string &root, uint32_t options, bool sorted, unsigned lo
         const auto e = plain(*entry, &path, &access);
         struct stat seen = {};
         (void)lstat(access.c_str(), &seen);
-        lines.push_back(std::to_string(e.level) + ' ' + std::to_string(e.info) + ' ' + std::to_string(e.errno_value) + ' ' +
-                        path + ' ' + nameOf(entry) + ' ' + std::to_string(seen.st_ino));
-        if ((options & DDS_NOSTAT) == 0 && e.info != DDS_NSOK && e.info != DDS_NS) lines.back() += ' ' + std::to_string(e.statp->st_ino);
+        lines.push_back(std::to_string(e.level) + ' ' + std::to_string(e.info) + ' ' + std::to_string(e.errno_value) +
+                        ' ' + path + ' ' + nameOf(entry) + ' ' + std::to_string(seen.st_ino));
+        if ((options & DDS_NOSTAT) == 0 && e.info != DDS_NSOK && e.info != DDS_NS)
+            lines.back() += ' ' + std::to_string(e.statp->st_ino);
         const unsigned choice = seed == 0 ? 99 : static_cast<unsigned>(random() % 16);
         // not compared, as fts(3) gets lost: a second descent, children of a directory behind a followed link, names
         // only among other lists, and links to be followed where the working directory stays
@@ -99,7 +108,8 @@ Lines walked(const std::string &root, uint32_t options, bool sorted, unsigned lo
         auto *child = Side::children(walk, seed % 2 == 0 ? 0 : DDS_NAMEONLY);
         for (unsigned i = 0; child != nullptr; ++i) {
             const auto next = plain(*child, &path, &access).link;
-            if (i == 1 && seed % 2 == 0) Side::instruct(walk, child, (options & (DDS_NOCHDIR | DDS_LOGICAL)) != 0 ? DDS_SKIP : DDS_FOLLOW);
+            if (i == 1 && seed % 2 == 0)
+                Side::instruct(walk, child, (options & (DDS_NOCHDIR | DDS_LOGICAL)) != 0 ? DDS_SKIP : DDS_FOLLOW);
             lines.back() += ' ' + nameOf(child);
             child = reinterpret_cast<decltype(child)>(next);
         }
@@ -113,7 +123,8 @@ void plant(const std::string &root, std::mt19937 &random) {
     Lines directories{root};
     for (int i = 0; i < 40; ++i) {
         const std::string &parent = directories[random() % directories.size()];
-        const std::string path = parent + "/" + std::string(1 + random() % 9, 'a') + "\xff\xe2\x82\xac" + std::to_string(i);
+        const std::string path =
+            parent + "/" + std::string(1 + random() % 9, 'a') + "\xff\xe2\x82\xac" + std::to_string(i);
         const auto kind = random() % 8;
         ASSERT_EQ(0, kind == 0 ? mkfifo(path.c_str(), 0600) : 0);
         if (kind == 1) fs::create_symlink(i % 2 != 0 ? "missing" : path, path);
@@ -174,7 +185,9 @@ bool mark(Entry *entry, const Char *path) {
     return entry->user_data = &marked, ++marked, ++admitted != vetoed;
 }
 template <typename Entry>
-void unmark(Entry *entry) { marked -= entry->user_data == &marked ? 1 : 100; }
+void unmark(Entry *entry) {
+    marked -= entry->user_data == &marked ? 1 : 100;
+}
 
 /// Kinds and names of a whole walk, its end, and what closing gave; with children asked for and links followed.
 template <typename Side>
@@ -190,40 +203,43 @@ std::string visits(bool busy) {
     }
     if (walk != nullptr) seen += std::to_string(errno) + ',' + (Side::next(walk) == nullptr ? "" : "?");
     if (walk != nullptr) seen += std::to_string(Side::close(walk));
-    EXPECT_TRUE(marked == 0 && descriptors == vextest::openDescriptors()) << marked << " marked entries were not released";
+    EXPECT_TRUE(marked == 0 && descriptors == vextest::openDescriptors())
+        << marked << " marked entries were not released";
     return seen;
 }
 
 TEST_F(WalkFailures, AreToldOnceAndEndTheWalkOnlyWhereItCannotGoOn) {
     // call, which, errno, log, visits; * is the form's letter, $ a walk that was stopped in a directory, # all of it
     for (auto &row : vextest::table(5,
-        "nothing|1|0||#|open|1|24||#|"
-        "open|2|13|13 dirBuild: could not open directory|1 t,4 t,6 t,0,0|"
-        "lstat|1|5|5 fastStat: stat failed for path: t|10 t,0,0|"
-        "fstatat|3|2|2 fastStat: stat failed for path: f|1 t,1 d,10 f,6 d,1 e,6 e,6 t,0,0|"
-        "fchdir|1|5|DirGetNext*: FCHDIR failed, errno=5, set dds_cur to NULL|5,0|"
-        "fchdir|2|13|13 dirBuild (1269): could not change directories|1 t,10 d,10 e,7 t,0,0|"
-        "fchdir|5|5|DirGetNext*: FCHDIR failed, errno=5, dds_cur=(nil).|1 t,1 d,8 f,6 d,1 e,6 e,5,0|"
-        "fchdir|6|5|5 DirClose*: failed to change directories|1 t,1 d,8 f,6 d,1 e,6 e,6 t,0,-1|"
-        "chdir|1|5|DirGetNext*: CHDIR failed, errno=5, dds_cur=(nil).|1 t,1 d,8 f,5,0|"
-        "chdir|2|5|5 dirBuild (1465): could not change directories$|1 t,1 d,8 f,6 d,1 e,5,0|"
-        "stat|1|5|DirGetNext*: CHDIR failed, errno=5, dds_cur=(nil).|1 t,1 d,8 f,5,0|"
-        "getdents64|1|5|5 dirBuild: could not read directory$|1 t,5,0|"
-        "close|1|5|5 dirBuild: could not close directory$|1 t,5,0|"
-        "malloc|1|12|12 DirOpenEx*: could not allocate memory|none 12|"
-        "malloc|2|12|12 dirAlloc: could not allocate memory\n12 DirOpenEx*: could not allocate memory|none 12|"
-        "malloc|5|12|12 dirAlloc: could not allocate memory\n12 dirBuild: could not allocate memory$|1 t,12,0|"
-        "realloc|1|12|12 pathAlloc: failed to reallocate memory|none 12|"
-        "realloc|2|12|12 dirSort: could not reallocate memory\n12 dirBuild: could not sort directories$|1 t,12,0|"
-        "veto|2|0|12 DirOpenEx*: could not allocate memory|none 12|"
-        "veto|4|0|12 dirBuild: could not allocate memory$|1 t,12,0|")) {
-        if (row[3].back() == '$') row[3].replace(row[3].size() - 1, 1, "\nDirGetNext*: DDS_STOP 2, set dds_cur to NULL");
+             "nothing|1|0||#|open|1|24||#|"
+             "open|2|13|13 dirBuild: could not open directory|1 t,4 t,6 t,0,0|"
+             "lstat|1|5|5 fastStat: stat failed for path: t|10 t,0,0|"
+             "fstatat|3|2|2 fastStat: stat failed for path: f|1 t,1 d,10 f,6 d,1 e,6 e,6 t,0,0|"
+             "fchdir|1|5|DirGetNext*: FCHDIR failed, errno=5, set dds_cur to NULL|5,0|"
+             "fchdir|2|13|13 dirBuild (1269): could not change directories|1 t,10 d,10 e,7 t,0,0|"
+             "fchdir|5|5|DirGetNext*: FCHDIR failed, errno=5, dds_cur=(nil).|1 t,1 d,8 f,6 d,1 e,6 e,5,0|"
+             "fchdir|6|5|5 DirClose*: failed to change directories|1 t,1 d,8 f,6 d,1 e,6 e,6 t,0,-1|"
+             "chdir|1|5|DirGetNext*: CHDIR failed, errno=5, dds_cur=(nil).|1 t,1 d,8 f,5,0|"
+             "chdir|2|5|5 dirBuild (1465): could not change directories$|1 t,1 d,8 f,6 d,1 e,5,0|"
+             "stat|1|5|DirGetNext*: CHDIR failed, errno=5, dds_cur=(nil).|1 t,1 d,8 f,5,0|"
+             "getdents64|1|5|5 dirBuild: could not read directory$|1 t,5,0|"
+             "close|1|5|5 dirBuild: could not close directory$|1 t,5,0|"
+             "malloc|1|12|12 DirOpenEx*: could not allocate memory|none 12|"
+             "malloc|2|12|12 dirAlloc: could not allocate memory\n12 DirOpenEx*: could not allocate memory|none 12|"
+             "malloc|5|12|12 dirAlloc: could not allocate memory\n12 dirBuild: could not allocate memory$|1 t,12,0|"
+             "realloc|1|12|12 pathAlloc: failed to reallocate memory|none 12|"
+             "realloc|2|12|12 dirSort: could not reallocate memory\n12 dirBuild: could not sort directories$|1 t,12,0|"
+             "veto|2|0|12 DirOpenEx*: could not allocate memory|none 12|"
+             "veto|4|0|12 dirBuild: could not allocate memory$|1 t,12,0|")) {
+        if (row[3].back() == '$')
+            row[3].replace(row[3].size() - 1, 1, "\nDirGetNext*: DDS_STOP 2, set dds_cur to NULL");
         if (row[4] == "#") row[4] = "1 t,1 d,8 f,6 d,1 e,6 e,6 t,0,0";
         for (const char form : {'A', 'W'}) {
             SCOPED_TRACE(row[0] + row[1] + form);
             const LogCapture log;
             vetoed = row[0] == "veto" ? std::stol(row[1]) : -1;
-            const vextest::FaultScope fault(row[0].c_str(), static_cast<unsigned>(std::stoul(row[1])), std::stoi(row[2]));
+            const vextest::FaultScope fault(
+                row[0].c_str(), static_cast<unsigned>(std::stoul(row[1])), std::stoi(row[2]));
             EXPECT_EQ(row[4], form == 'A' ? visits<Narrow>(false) : visits<Wide>(false));
             std::string expected = row[3];
             for (char &c : expected) c = c == '*' ? form : c;
@@ -261,7 +277,8 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
         {"20 DirOpenExA: cannot access path.", ENOTDIR, 0, opened("t/d/f/x", 0x800)},
         {"22 DirOpenExA: invalid options", EINVAL, 0, opened("t", 0x800)},
         {"22 DirGetNextA: invalid NULL parameter", EINVAL, 1, [] { return DirGetNextA(nullptr) == nullptr ? 1L : 0L; }},
-        {"22 DirGetChildrenA: no valid flag settings", EINVAL, 1, [&] { return DirGetChildrenA(walk, DDS_STOP) == nullptr ? 1L : 0L; }},
+        {"22 DirGetChildrenA: no valid flag settings", EINVAL, 1,
+            [&] { return DirGetChildrenA(walk, DDS_STOP) == nullptr ? 1L : 0L; }},
         {"22 DirSetFlagsA: no valid flag settings", EINVAL, 0, [&] { return DirSetFlagsA(root, 5); }},
         {"22 DirCloseW: invalid NULL parameter", EINVAL, 0, [] { return DirCloseW(nullptr); }},
     });
@@ -271,8 +288,9 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
 
 TEST_F(WalkFailures, NobodyLeadsTheWalkOutOfItsTree) {
     const LogCapture log;
-    for (const auto &row : vextest::table(2, "replaced|4d,6d,1e,6e,6t,end 0|known|8f,7d,1e,6e,6t,end 0|"
-                                             "removed|4d,6d,1e,6e,6t,end 0|moved|8f,end 2|")) {
+    for (const auto &row : vextest::table(2,
+             "replaced|4d,6d,1e,6e,6t,end 0|known|8f,7d,1e,6e,6t,end 0|"
+             "removed|4d,6d,1e,6e,6t,end 0|moved|8f,end 2|")) {
         SCOPED_TRACE(row[0]);
         plantAnew();
         DirStreamW *const walk = DirOpenW(L"t", DDS_PHYSICAL, byName<DirEntryW>, 0);
@@ -282,7 +300,8 @@ TEST_F(WalkFailures, NobodyLeadsTheWalkOutOfItsTree) {
         std::string seen = row[0] == "moved" ? std::to_string(DirGetNextW(walk)->info) + "f," : "";
         if (row[0] != "removed") fs::rename(dir / "t/d", dir / "outside/d");
         if (row[0] == "replaced" || row[0] == "known") fs::create_directory_symlink("../outside", "d");
-        while (const auto *const entry = DirGetNextW(walk)) seen += std::to_string(entry->info) + narrow(entry->name) + ',';
+        while (const auto *const entry = DirGetNextW(walk))
+            seen += std::to_string(entry->info) + narrow(entry->name) + ',';
         EXPECT_EQ(row[1], seen + "end " + std::to_string(errno));
         EXPECT_TRUE(dir.path() == fs::current_path() && DirCloseW(walk) == 0);
     }
@@ -295,8 +314,10 @@ TEST_F(WalkFailures, AFailureInGetChildrenEndsTheWalkAtTheNextStep) {
     ASSERT_NE(nullptr, DirGetChildrenA(walk, 0));
     EXPECT_LE(std::chrono::milliseconds(3 * 40), std::chrono::steady_clock::now() - begin) << "a delay for each status";
     const vextest::FaultScope fault("getdents64", 1, EIO);
-    vextest::expectFailures({{"5 dirBuild: could not read directory", EIO, 1, [&] { return DirGetChildrenA(walk, 0) == nullptr ? 1L : 0L; }},
-                             {"DirGetNextA: DDS_STOP 1, set dds_cur to NULL", EIO, 1, [&] { return DirGetNextA(walk) == nullptr ? 1L : 0L; }}});
+    vextest::expectFailures({{"5 dirBuild: could not read directory", EIO, 1,
+                                 [&] { return DirGetChildrenA(walk, 0) == nullptr ? 1L : 0L; }},
+        {"DirGetNextA: DDS_STOP 1, set dds_cur to NULL", EIO, 1,
+            [&] { return DirGetNextA(walk) == nullptr ? 1L : 0L; }}});
     EXPECT_EQ(0, DirCloseA(walk));
 }
 
@@ -314,7 +335,8 @@ void walkDeep(int depth, size_t length) {
     const LogCapture log;
     walk = Side::open(Side::text("t").c_str(), DDS_NOCHDIR, nullptr, nullptr, nullptr, 0);
     for (const auto *entry = Side::next(walk); entry != nullptr && entry->info != DDS_DP; entry = Side::next(walk))
-        EXPECT_EQ(entry->level < 21 ? 0 : ENAMETOOLONG, entry->errno_value) << "where paths are used they end at PATH_MAX";
+        EXPECT_EQ(entry->level < 21 ? 0 : ENAMETOOLONG, entry->errno_value)
+            << "where paths are used they end at PATH_MAX";
     EXPECT_EQ(0, Side::close(walk));
     EXPECT_EQ(1u, log.lines().size());
 }

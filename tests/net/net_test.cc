@@ -34,7 +34,9 @@ struct List {
     addrinfo *head = nullptr;
 };
 
-std::string closedPort() { return Peer([](int) {}).port; }
+std::string closedPort() {
+    return Peer([](int) {}).port;
+}
 
 std::string run(const std::string &command) {
     const char *const argv[] = {"/bin/sh", "-c", command.c_str(), nullptr};
@@ -46,9 +48,16 @@ std::string run(const std::string &command) {
 
 TEST(Resolve, RetriesABusyResolverTwiceAndNothingElse) {
     constexpr int kAgain = EAI_AGAIN;
-    const std::string tail = " for host 192.0.2.7 using service 80", busy = "zq_getaddrinfo: getaddrinfo EAI_AGAIN" + tail;
+    const std::string tail = " for host 192.0.2.7 using service 80",
+                      busy = "zq_getaddrinfo: getaddrinfo EAI_AGAIN" + tail;
     const std::string temporary = ": Temporary failure in name resolution";
-    const struct { std::deque<int> answers; int seconds_each, result, error; double waited; size_t lines; std::string last; } kRows[] = {
+    const struct {
+        std::deque<int> answers;
+        int seconds_each, result, error;
+        double waited;
+        size_t lines;
+        std::string last;
+    } kRows[] = {
         {{kAgain, EAI_SYSTEM, 0}, 0, 0, 0, 2, 2, busy + " try 2: Resource temporarily unavailable"},
         {{kAgain, kAgain, kAgain}, 0, kAgain, EAGAIN, 2, 2, busy + " try 2" + temporary},
         {{EAI_NONAME}, 0, EAI_NONAME, ENOENT, 0, 0, ""},
@@ -83,13 +92,13 @@ TEST(Resolve, GivesDeepCopiesAndLosesNothingWithoutMemory) {
     EXPECT_EQ(0, memcmp(&before, &hints, sizeof hints));
     ASSERT_EQ(0, zq_getaddrinfo4relay("host", "1", "relay", "2", &relay.head));
     EXPECT_EQ(5u, vextest::forEachFault({"malloc", "calloc", "strdup"}, ENOMEM, [&](const vextest::FaultScope &fault) {
-                  LogCapture log;
-                  List a, b;
-                  const bool good = zq_copyaddrinfo(list.head, &a.head) == 0 && zq_copyaddrinfo(relay.head, &b.head) == 0;
-                  EXPECT_EQ(good, !fault.fired());
-                  EXPECT_TRUE(good ? a.text() == "::1" && strcmp(a.head->ai_canonname, "::1") == 0 && b.text() == "relay"
-                                   : errno == ENOMEM && log.lines().size() == 1);
-              }));
+        LogCapture log;
+        List a, b;
+        const bool good = zq_copyaddrinfo(list.head, &a.head) == 0 && zq_copyaddrinfo(relay.head, &b.head) == 0;
+        EXPECT_EQ(good, !fault.fired());
+        EXPECT_TRUE(good ? a.text() == "::1" && strcmp(a.head->ai_canonname, "::1") == 0 && b.text() == "relay"
+                         : errno == ENOMEM && log.lines().size() == 1);
+    }));
     addrinfo *out;
     EXPECT_EQ(EAI_NONAME, zq_getaddrinfo("192.0.2.7", "http", nullptr, &out));
     EXPECT_EQ(EAI_BADFLAGS, zq_getaddrinfo4relay(std::string(256, 'a').c_str(), "1", "r", "2", &out));
@@ -97,8 +106,11 @@ TEST(Resolve, GivesDeepCopiesAndLosesNothingWithoutMemory) {
 
 TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
     const std::string host = "NAT_VKPROXY_HOST=", port = "NAT_VKPROXY_PORT=", file = "/usr/lumen/vaultkeep/hx.conf";
-    const std::string missed = "get_nat_vkproxy: failed to get NAT_VKPROXY_HOST and NAT_VKPROXY_PORT, missed one of them.";
-    const struct { std::string content, found, log; } rows[] = {
+    const std::string missed =
+        "get_nat_vkproxy: failed to get NAT_VKPROXY_HOST and NAT_VKPROXY_PORT, missed one of them.";
+    const struct {
+        std::string content, found, log;
+    } rows[] = {
         {"junk\n\t NAT_VKPROXY_HOST\t=  r2 \r\nNAT_VKPROXY_PORT = 1 \n" + port + "2", "r2 2", ""},
         {port + "1\n" + host + " \n", "", missed},
         {host + std::string(256, 'a') + "\n" + port + "1\n", "", missed},
@@ -128,8 +140,10 @@ TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
         EXPECT_EQ("relay", List("dest", "443").text());
         EXPECT_EQ(-1, ask(2));
         // what is asked about this machine takes no detour
-        EXPECT_EQ(0, NetIsHostLocalByName("192.0.2.1") + NetSameHostByName("192.0.2.1", "::ffff:192.0.2.1") + NetSameHostByName("", "a"));
-        EXPECT_EQ(3, NetIsHostLocalByName("127.0.0.1") + NetSameHostByName("192.0.2.1", "192.0.2.1") + NetSameHostByName("127.0.0.1", "127.0.0.2"));
+        EXPECT_EQ(0, NetIsHostLocalByName("192.0.2.1") + NetSameHostByName("192.0.2.1", "::ffff:192.0.2.1") +
+                         NetSameHostByName("", "a"));
+        EXPECT_EQ(3, NetIsHostLocalByName("127.0.0.1") + NetSameHostByName("192.0.2.1", "192.0.2.1") +
+                         NetSameHostByName("127.0.0.1", "127.0.0.2"));
         fakes.clock += 4;
         EXPECT_EQ(0, ask(256));
     });
@@ -142,9 +156,12 @@ TEST(Resolve, AsksARealNameServer) {
     vextest::writeFile(dir / "resolv.conf", "nameserver 127.0.0.53\noptions timeout:1 attempts:1\n");
     bool started = false;
     vextest::inNamespace(CLONE_NEWNS | CLONE_NEWNET, [&] {
-        started = umount("/usr") == 0 && mount((dir / "resolv.conf").c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) == 0 &&
-                  run("ip link set lo up && dnsmasq --no-resolv --no-hosts --listen-address=127.0.0.53 --user=root --bind-interfaces "
-                      "--address=/host.test/192.0.2.7 --address=/nx.test/ --pid-file=" + (dir / "pid") + " && echo up") == "up\n";
+        started = umount("/usr") == 0 &&
+                  mount((dir / "resolv.conf").c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) == 0 &&
+                  run("ip link set lo up && dnsmasq --no-resolv --no-hosts --listen-address=127.0.0.53 --user=root "
+                      "--bind-interfaces "
+                      "--address=/host.test/192.0.2.7 --address=/nx.test/ --pid-file=" +
+                      (dir / "pid") + " && echo up") == "up\n";
         if (!started) return;
         Fakes fakes;  // the pauses between the attempts need not be real
         LogCapture log;
@@ -173,7 +190,8 @@ TEST(Connect, ReachesTheFirstAddressThatAnswersFromTheLocalOneThatWasNamed) {
         getpeername(socket, reinterpret_cast<sockaddr *>(&from), &size);
         NetSend(socket, "%s", inet_ntoa(from.sin_addr));
         char block[4096];
-        for (ssize_t n; (n = recv(socket, block, sizeof block, 0)) > 0;) write_n_bytes(socket, block, static_cast<size_t>(n));
+        for (ssize_t n; (n = recv(socket, block, sizeof block, 0)) > 0;)
+            write_n_bytes(socket, block, static_cast<size_t>(n));
     });
     const List list("127.0.0.1", closedPort()), second("127.0.0.1", peer.port);
     ASSERT_EQ(0, zq_copyaddrinfo(second.head, &list.head->ai_next));
@@ -186,10 +204,13 @@ TEST(Connect, ReachesTheFirstAddressThatAnswersFromTheLocalOneThatWasNamed) {
         LogCapture log(LogCapture::kAll);
         const int fd = NetConnectByAddr(list.head, &parameters);
         const auto traces = log.lines(VEX_LOG_TRACE);
-        EXPECT_THAT(traces, testing::Contains("NetConnectByAddr: Unable to connect to interface 127.0.0.1: Connection refused (111)"));
-        EXPECT_EQ("NetConnectByAddr: Connected to remote interface 127.0.0.1 using local interface 127.0.0.9", traces.back());
+        EXPECT_THAT(traces,
+            testing::Contains("NetConnectByAddr: Unable to connect to interface 127.0.0.1: Connection refused (111)"));
+        EXPECT_EQ(
+            "NetConnectByAddr: Connected to remote interface 127.0.0.1 using local interface 127.0.0.9", traces.back());
         EXPECT_EQ(2u, log.lines(VEX_LOG_INFO).size());  // bound twice
-        EXPECT_EQ("1 210 4", std::to_string(optionOf(fd, TCP_NODELAY)) + " " + std::to_string(optionOf(fd, TCP_KEEPIDLE)) + " " +
+        EXPECT_EQ("1 210 4", std::to_string(optionOf(fd, TCP_NODELAY)) + " " +
+                                 std::to_string(optionOf(fd, TCP_KEEPIDLE)) + " " +
                                  std::to_string(optionOf(fd, TCP_SYNCNT)));
         char line[32];
         EXPECT_EQ(9, NetReadReply(fd, line, sizeof line));
@@ -216,23 +237,31 @@ TEST(Connect, TellsOnceWhyItFailed) {
     local.local_interface = "192.0.2.1";
     const int before = vextest::openDescriptors();
     vextest::expectFailures({
-        {"111 NetConnectByAddr: Failed to connect to host: Connection refused (111)", ECONNREFUSED, -1, [&] { return NetConnectByAddr(list.head, nullptr); }},
+        {"111 NetConnectByAddr: Failed to connect to host: Connection refused (111)", ECONNREFUSED, -1,
+            [&] { return NetConnectByAddr(list.head, nullptr); }},
         {"99 NetConnectByAddr: Could not bind to local 192.0.2.1: bind failed (Cannot assign requested address)\n"
-         "99 NetConnectByAddr: Failed to connect to host: Cannot assign requested address (99)", EADDRNOTAVAIL, -1, [&] { return NetConnectByAddr(list.head, &local); }},
+         "99 NetConnectByAddr: Failed to connect to host: Cannot assign requested address (99)",
+            EADDRNOTAVAIL, -1, [&] { return NetConnectByAddr(list.head, &local); }},
     });
     EXPECT_EQ(before, vextest::openDescriptors());
     LogCapture log;
     EXPECT_EQ(-1, NetConnectByAddr(list.head, &fatal));
     char stored[2400];
     vexGetFatalError(stored, sizeof stored);
-    EXPECT_EQ(" NetConnectByAddr: Failed to connect to mgrd on port " + port + " using the following interface(s): [ 127.0.0.1  ] " +
-                  "(Connection refused) Ensure storage server services are running and operational.  Q-318-92", stored);
+    EXPECT_EQ(" NetConnectByAddr: Failed to connect to mgrd on port " + port +
+                  " using the following interface(s): [ 127.0.0.1  ] " +
+                  "(Connection refused) Ensure storage server services are running and operational.  Q-318-92",
+        stored);
     vexClearFatalError();
 }
 
 TEST(Relay, IsTakenAtItsWordByteForByte) {
     const std::string good("\5\0\5\0\0\3\4host\1\273", 13);  // method, then the destination's name and port
-    struct Row { std::string answer, log; int error; size_t step; };
+    struct Row {
+        std::string answer, log;
+        int error;
+        size_t step;
+    };
     std::vector<Row> rows = {
         {good + "application\n", "", 0, 99},
         {good + "application\n", "", 0, 1},
@@ -243,8 +272,11 @@ TEST(Relay, IsTakenAtItsWordByteForByte) {
         {{"\5\0\5\0\0\3\0", 7}, "dest response: length should be positive!", EPROTO, 9},
     };
     for (size_t n = 0; n < good.size(); ++n) {
-        const char *const what = n < 2 ? "method response: read" : n < 6 ? "dest response: read header" : n < 7 ? "dest response: read length"
-                                 : n < 11 ? "dest response: read hostname" : "dest response: read port";
+        const char *const what = n < 2    ? "method response: read"
+                                 : n < 6  ? "dest response: read header"
+                                 : n < 7  ? "dest response: read length"
+                                 : n < 11 ? "dest response: read hostname"
+                                          : "dest response: read port";
         rows.push_back({good.substr(0, n), std::string(what) + " failed!", ECONNRESET, 9});
     }
     for (const Row &row : rows) {
@@ -274,7 +306,9 @@ TEST(Relay, IsTakenAtItsWordByteForByte) {
 }
 
 TEST(Relay, ThatStallsOrLiesOrIsNotThereIsGivenUp) {
-    const Peer relay([](int socket) { for (char c; recv(socket, &c, 1, 0) > 0;) {} });
+    const Peer relay([](int socket) {
+        for (char c; recv(socket, &c, 1, 0) > 0;) {}
+    });
     const auto connect = [](const char *host, const std::string &port, const std::string &relay_port) {
         List list;
         EXPECT_EQ(0, zq_getaddrinfo4relay(host, port.c_str(), "127.0.0.1", relay_port.c_str(), &list.head));
@@ -285,16 +319,21 @@ TEST(Relay, ThatStallsOrLiesOrIsNotThereIsGivenUp) {
         Fakes fakes;
         fakes.expired_polls = 1;
         vextest::expectFailures({
-            {"110 NetConnectByAddr4Relay: method response: read failed!", ETIMEDOUT, -1, [&] { return connect("d", "1", relay.port); }},
-            {"22 NetConnectByAddr4Relay: Invalid destination  port 1", EINVAL, -1, [&] { return connect("", "1", "1"); }},
-            {"22 NetConnectByAddr4Relay: Invalid destination d port 65536", EINVAL, -1, [&] { return connect("d", "65536", "1"); }},
-            {"9 NetConnectByAddr4Relay: error on getaddrinfo with 127.0.0.1 and no-port, returns -8", EINVAL, -1, [&] { return connect("d", "1", "no-port"); }},
+            {"110 NetConnectByAddr4Relay: method response: read failed!", ETIMEDOUT, -1,
+                [&] { return connect("d", "1", relay.port); }},
+            {"22 NetConnectByAddr4Relay: Invalid destination  port 1", EINVAL, -1,
+                [&] { return connect("", "1", "1"); }},
+            {"22 NetConnectByAddr4Relay: Invalid destination d port 65536", EINVAL, -1,
+                [&] { return connect("d", "65536", "1"); }},
+            {"9 NetConnectByAddr4Relay: error on getaddrinfo with 127.0.0.1 and no-port, returns -8", EINVAL, -1,
+                [&] { return connect("d", "1", "no-port"); }},
         });
         EXPECT_THAT(fakes.polls, ElementsAre(120000));
     }
     const std::string port = closedPort();
     EXPECT_EQ(-1, connect("d", "1", port));
-    EXPECT_THAT(log.text(), testing::MatchesRegex("111 NetConnectByAddr4Relay: error on connect socket [0-9]+, returns -1"));
+    EXPECT_THAT(
+        log.text(), testing::MatchesRegex("111 NetConnectByAddr4Relay: error on connect socket [0-9]+, returns -1"));
     if (access("/usr/bin/microsocks", X_OK) != 0) GTEST_SKIP() << "microsocks is not installed";
     const std::string child = run("microsocks -i 127.0.0.1 -p " + port + " >/dev/null 2>&1 & echo $!");
     for (int i = 0; i < 500 && log.lines().back().find("returns -1") != std::string::npos; ++i, usleep(10000))
@@ -323,7 +362,8 @@ TEST(Listen, ServesBothFamiliesByOneSocketAndNamesItsPeers) {
         for (const auto &line : log.lines(levels)) lines += "|" + line.substr(line.find(' ') + 1);
         return std::string(ip) + " " + host + lines;
     };
-    EXPECT_EQ("127.0.0.1 127.0.0.1|NetGetPeerName: could not determine the hostname for 127.0.0.1 by DNS", meet("127.0.0.1", VEX_LOG_WARN));
+    EXPECT_EQ("127.0.0.1 127.0.0.1|NetGetPeerName: could not determine the hostname for 127.0.0.1 by DNS",
+        meet("127.0.0.1", VEX_LOG_WARN));
     fakes.peer_name = "first";
     EXPECT_EQ("127.0.0.1 first|Adding DNS Cache Item, 127.0.0.1 is mapped to first", meet("127.0.0.1", 0xff));
     fakes.peer_name = "second";
@@ -332,24 +372,34 @@ TEST(Listen, ServesBothFamiliesByOneSocketAndNamesItsPeers) {
     fakes.clock += 62;
     fakes.seconds_per_answer = 6;
     EXPECT_THAT(meet("127.0.0.1", 0xff),
-                testing::MatchesRegex("127.0.0.1 second.2 items will be clear up..There might be DNS issue. It took 6.... "
-                                      "seconds to resolve remote address .127.0.0.1, [0-9]+.. 1 times..Adding DNS.*"));
+        testing::MatchesRegex("127.0.0.1 second.2 items will be clear up..There might be DNS issue. It took 6.... "
+                              "seconds to resolve remote address .127.0.0.1, [0-9]+.. 1 times..Adding DNS.*"));
     close(fd);
     sockaddr_storage local{};
     local.ss_family = AF_UNIX;
     char host[4];
-    const auto name = [&] { return NetGetPeerName(reinterpret_cast<sockaddr *>(&local), sizeof local, host, sizeof host); };
+    const auto name = [&] {
+        return NetGetPeerName(reinterpret_cast<sockaddr *>(&local), sizeof local, host, sizeof host);
+    };
     vextest::expectFailures({
-        {"97 NetGetPeerName: get_ip_str. Failed to turn sockaddr to IP string. Turn off DNS Cache", EAFNOSUPPORT, -1, name},
-        {"105 NetGetPeerName: buffer too small", ENOBUFS, -1, [&] { return fakes.seconds_per_answer = 0, local.ss_family = AF_INET, name(); }},
-        {"99 NetBindAndListen: 192.0.2.1: could not bind to this interface using IPv4 (Cannot assign requested address), will try next\n"
-         "99 NetBindAndListen: Failed to bind and listen to a socket, exhausted all possible interfaces", EADDRNOTAVAIL, -1, [&] { return NetBindAndListen("192.0.2.1", 0, nullptr, &fd); }},
+        {"97 NetGetPeerName: get_ip_str. Failed to turn sockaddr to IP string. Turn off DNS Cache", EAFNOSUPPORT, -1,
+            name},
+        {"105 NetGetPeerName: buffer too small", ENOBUFS, -1,
+            [&] { return fakes.seconds_per_answer = 0, local.ss_family = AF_INET, name(); }},
+        {"99 NetBindAndListen: 192.0.2.1: could not bind to this interface using IPv4 (Cannot assign requested "
+         "address), will try next\n"
+         "99 NetBindAndListen: Failed to bind and listen to a socket, exhausted all possible interfaces",
+            EADDRNOTAVAIL, -1, [&] { return NetBindAndListen("192.0.2.1", 0, nullptr, &fd); }},
     });
     EXPECT_FALSE(g_DNS_Cache_enabled);
 }
 
 TEST(Transfer, KeepsLinesAndSurvivesBrokenPeers) {
-    static const struct { const char *sent; int result, error; const char *line, *rest; } kRows[] = {
+    static const struct {
+        const char *sent;
+        int result, error;
+        const char *line, *rest;
+    } kRows[] = {
         {"250 ok\r\nnext", 6, 0, "250 ok", "next"},
         {"\n", 0, 0, "", ""},
         {"12345678\r\n.", 8, 0, "12345678", "."},
@@ -400,8 +450,8 @@ TEST(Select, WaitsLongerAndLongerAndTellsDataFromTheEnd) {
         EXPECT_EQ(1, NetSelect(ends[0], 0));
         const std::string head = "NetSelect: socket " + std::to_string(ends[0]) + " poll() timed out";
         EXPECT_THAT(log.lines(VEX_LOG_INFO), ElementsAre(head + " after 60000, increasing timeout to 120000, retrying.",
-                                                         head + " after 120000, increasing timeout to 240000, retrying.",
-                                                         head + ", out of retries, poll() infinite."));
+                                                 head + " after 120000, increasing timeout to 240000, retrying.",
+                                                 head + ", out of retries, poll() infinite."));
     }
     fakes.expired_polls = 1;
     EXPECT_EQ(0, NetSelect(ends[0], 5));
@@ -431,17 +481,20 @@ TEST(Interfaces, AndHostRoutesAreThoseOfTheKernel) {
                  "ip addr add fd00::1/64 dev d0 nodad && echo up") == "up\n";
         if (!up) return;
         vexList *const all = NetInterfaceListCreate(0), *const ranges = iprange_list_create("127.0.0.0/8,10.0.0.0/8");
-        const NetInterface *const one = NetInterfaceFindByName(all, "d0"), *const six = NetInterfaceFindByAddress(all, "fd00:0::0001");
+        const NetInterface *const one = NetInterfaceFindByName(all, "d0"), *const six = NetInterfaceFindByAddress(
+                                                                               all, "fd00:0::0001");
         ASSERT_TRUE(one != nullptr && six != nullptr);
-        EXPECT_EQ("10.7.0.1 255.255.255.0 10.7.0.255", std::string(one->address) + " " + one->netmask + " " + one->broadcast);
-        EXPECT_TRUE(one->mac[0] == 2 && one->mac[5] == 7 && one->prefix == 24 && six->prefix == 64 && six->index == one->index);
+        EXPECT_EQ(
+            "10.7.0.1 255.255.255.0 10.7.0.255", std::string(one->address) + " " + one->netmask + " " + one->broadcast);
+        EXPECT_TRUE(
+            one->mac[0] == 2 && one->mac[5] == 7 && one->prefix == 24 && six->prefix == 64 && six->index == one->index);
         vexList *const some = NetInterfaceListFilter(all, ranges);
         EXPECT_TRUE(NetInterfaceFindByName(some, "lo") != nullptr && NetInterfaceFindByName(some, "d0") != nullptr &&
                     NetInterfaceFindByAddress(some, "fd00::1") == nullptr);
         iprange_list_destroy(ranges), NetInterfaceListDestroy(some), NetInterfaceListDestroy(all);
         for (const auto &[target, source, shown] :
-             {std::tuple("192.0.2.9", "10.7.0.1", "192.0.2.9 dev d0 proto static scope link src 10.7.0.1"),
-              {"2001:db8::9", "fd00::1", "2001:db8::9 dev d0 proto static src fd00::1"}}) {
+            {std::tuple("192.0.2.9", "10.7.0.1", "192.0.2.9 dev d0 proto static scope link src 10.7.0.1"),
+                {"2001:db8::9", "fd00::1", "2001:db8::9 dev d0 proto static src fd00::1"}}) {
             EXPECT_EQ(0, NetAddRoute(target, source, "d0"));
             EXPECT_EQ(1, NetAddRoute(target, source, "d0"));
             EXPECT_THAT(run("ip route; ip -6 route"), HasSubstr(shown));
