@@ -36,8 +36,8 @@ public:
     ssize_t run(const char *in, size_t n, char *out, size_t size) {
         char *from = const_cast<char *>(in), *to = out;
         size_t left = n, room = size;
-        size_t lossy = iconv(handle_, &from, &left, &to, &room);
-        if (lossy == kFailed || (lossy = iconv(handle_, nullptr, nullptr, &to, &room)) == kFailed)
+        if (iconv(handle_, &from, &left, &to, &room) == kFailed ||
+            iconv(handle_, nullptr, nullptr, &to, &room) == kFailed)
             return failAt(errno == E2BIG ? ENOBUFS : EILSEQ, n - left);
         return to - out;
     }

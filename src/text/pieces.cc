@@ -118,7 +118,7 @@ char *vex_str_replace(const char *text, const char *find, const char *replace) {
         to = static_cast<char *>(mempcpy(to, text, static_cast<size_t>(found - text)));
         to = static_cast<char *>(mempcpy(to, replace, replace_length));
     }
-    strcpy(to, text);
+    memcpy(to, text, strlen(text) + 1);
     return result;
 }
 
