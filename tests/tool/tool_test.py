@@ -4,6 +4,7 @@ import http.server
 import json
 import os
 import signal
+import socket
 import subprocess
 import tempfile
 import threading
@@ -41,7 +42,8 @@ class ToolTest(unittest.TestCase):
         for args in ([], ["nonsense"], ["digest"], ["digest", "--nonsense", "x"], ["uid", "x"], ["uid", "-n", "x"],
                      ["size"], ["id", "show"], ["id", "step", "x"], ["id", "write", "x", "-1"],
                      ["id", "write", "x", "18446744073709551616"], ["ini", "get", "x", "s"],
-                     ["ini", "set", "x", "s", "k"], ["ini", "delete", "x"], ["walk"], ["walk", "--type", "x", "."], ["uid", "--ini"]):
+                     ["ini", "set", "x", "s", "k"], ["ini", "delete", "x"], ["net"], ["net", "listen", "65536"],
+                     ["walk"], ["walk", "--type", "x", "."], ["uid", "--ini"]):
             with self.subTest(args):
                 self.assertEqual("", self.vex(*args, status=2))
                 self.assertIn("'vex --help'", self.error)
@@ -100,6 +102,26 @@ class ToolTest(unittest.TestCase):
                           ("POST", None, b"posted"), ("HEAD", None, b""), ("DELETE", None, b"")], seen)
         self.vex("http", "get", "--retries", "0", url, status=1)
         self.vex("http", "nonsense", url, status=2)
+
+    def test_net_talks_with_other_programs_and_with_itself(self):
+        with subprocess.Popen([VEX, "net", "listen", "0", "127.0.0.1"], stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, text=True) as listener:
+            self.addCleanup(listener.kill)
+            port = listener.stdout.readline().split("listening on port ")[1].strip()
+            with socket.create_connection(("127.0.0.1", int(port)), timeout=5) as other, other.makefile("rw") as lines:
+                lines.write("one line\n")
+                lines.flush()
+                self.assertEqual("one line", lines.readline().strip())
+                own = other.getsockname()[1]
+            self.assertEqual(f"127.0.0.1 port {own}\n", listener.stdout.readline())
+            self.assertEqual("hello there\n", self.vex("net", "connect", "127.0.0.1", port, "hello there"))
+            listener.kill()
+        self.vex("net", "connect", "127.0.0.1", port, status=1)
+        self.assertIn("Connection refused", self.error)
+        self.assertEqual("::1\n", self.vex("net", "resolve", "0:0::1"))
+        self.assertEqual("local\n", self.vex("net", "local", "127.0.0.1"))
+        self.assertEqual("inside\n", self.vex("net", "range", "10.0.0.0/8,192.168.1.0/24", "192.168.1.7"))
+        self.vex("net", "range", "10.0.0.0/8", "11.0.0.1", status=1)
 
     def test_registry_and_cloud_keep_their_values(self):
         self.vex("registry", "set", "db", "name", "value")
