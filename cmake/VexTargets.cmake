@@ -111,3 +111,22 @@ function(vex_add_bench name)
     target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR}/bench ${ARG_INCLUDES})
     target_link_libraries(bench_${name} PRIVATE vex::vex vex_warnings ${ARG_LIBS})
 endfunction()
+
+# vex_install_command(target name): installs a program with its manual man/<name>.1 and the completions in
+# completions/ (<name>.bash, _<name>, <name>.fish), and puts all of them under test (tests/install).
+function(vex_install_command target name)
+    install(TARGETS ${target} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    install(FILES ${PROJECT_SOURCE_DIR}/man/${name}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+    set(completions ${PROJECT_SOURCE_DIR}/completions)
+    # zsh reads packages' functions from another folder than those that an administrator has installed
+    set(zsh site-functions)
+    if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+        set(zsh vendor-completions)
+    endif()
+    install(FILES ${completions}/${name}.bash RENAME ${name} COMPONENT tools
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions)
+    install(FILES ${completions}/_${name} DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/${zsh} COMPONENT tools)
+    install(FILES ${completions}/${name}.fish COMPONENT tools
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d)
+    set_property(GLOBAL APPEND PROPERTY VEX_COMMANDS ${name}=$<TARGET_FILE:${target}>)
+endfunction()
