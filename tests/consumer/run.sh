@@ -14,9 +14,9 @@ cmake --build "$work/cmake" >/dev/null
 libdir=$(dirname "$(find "$work/usr" -name 'libvex.*' | head -n 1)")
 static=()
 if [ ! -e "$libdir/libvex.so" ]; then static=(--static); fi
-# the file names the prefix that the build was configured for; --define-prefix takes the one it lies in
+# the file names the prefix that the build was configured for
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
-flags=$(pkg-config --define-prefix "${static[@]}" --cflags --libs vex)
+flags=$(pkg-config --define-variable=prefix="$work/usr" "${static[@]}" --cflags --libs vex)
 # shellcheck disable=SC2086
 c++ ${CXXFLAGS:-} -std=c++17 "$source/project/main.cc" $flags -o "$work/consumer"
 LD_LIBRARY_PATH="$libdir" "$work/consumer"
