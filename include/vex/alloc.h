@@ -1,5 +1,6 @@
 /**
  * @file alloc.h
+ * @ingroup frame
  * Counted memory: allocation functions by slot, a named allocator, and the striped counter behind
  * both.
  *
@@ -29,22 +30,26 @@ VEX_API void XAllocInit(void);
 VEX_API void XAllocReport(void);
 
 /**
- * malloc, calloc and realloc, counted by a slot.
+ * malloc, counted by a slot.
  *
  * @param slot  its low 16 bits are the slot, 0 to 15; a larger number is a slot that never counts.
- * @return NULL with ENOMEM without memory, and when a size overflows; the counter and the old block
- * are then as before. XRealloc of NULL allocates.
+ * @param n     bytes.
+ * @return NULL with ENOMEM without memory, and when the size with its eight bytes overflows; the
+ * counter is then as before.
  * @owner the caller frees it with XFree of the same slot.
  */
 VEX_API void *XMalloc(int slot, size_t n);
+/** calloc by the rules of XMalloc. */
 VEX_API void *XCalloc(int slot, size_t count, size_t size);
+/** realloc by the rules of XMalloc: NULL allocates, and a block that cannot grow stays as it is. */
 VEX_API void *XRealloc(int slot, void *p, size_t n);
 /** Frees what the slot's functions gave; NULL does nothing. */
 VEX_API void XFree(int slot, void *p);
 
-/** Bytes that the data store's own allocators hold; they keep them, VexAllocator::Report adds them
+/** Bytes that the data store's own allocator holds; it keeps them, VexAllocator::Report adds them
  * to "datastore". */
 VEX_API extern uint64_t datastore_malloc_total_size;
+/** The same for what its threads hold. */
 VEX_API extern uint64_t datastore_thread_total_size;
 
 VEX_END_DECLS
@@ -57,10 +62,13 @@ VEX_END_DECLS
  */
 class VEX_API VexFastAtomic {
 public:
+    /** 0; constant-initialised, so that it counts from load on. */
     constexpr VexFastAtomic() : cells_{}, index_(0) {}
     VexFastAtomic(const VexFastAtomic &) = delete;
     VexFastAtomic &operator=(const VexFastAtomic &) = delete;
+    /** Adds; never blocks. @return this counter. */
     VexFastAtomic &operator+=(long n);
+    /** Subtracts; never blocks. @return this counter. */
     VexFastAtomic &operator-=(long n);
     /** The total, negative when more was subtracted than added. */
     long GetValue() const;
@@ -75,7 +83,11 @@ private:
 /** A named allocator that counts what it hands out when enabled. */
 class VEX_API VexAllocator {
 public:
-    /** @param name  cut to 31 characters. */
+    /**
+     *
+     * @param name     cut to 31 characters.
+     * @param enabled  whether blocks are counted and Report speaks.
+     */
     VexAllocator(const char *name, bool enabled);
     VexAllocator(const VexAllocator &) = delete;
     VexAllocator &operator=(const VexAllocator &) = delete;

@@ -1,5 +1,6 @@
 /**
  * @file array.h
+ * @ingroup containers
  * A growable array of pointer-sized values with a forward and a backward cursor.
  *
  * The array stores the values alone: what they point to stays the caller's. Appending costs a store

@@ -1,5 +1,6 @@
 /**
  * @file bloom_filter.h
+ * @ingroup identity
  * A Bloom filter over fingerprint digests: "certainly absent" or "possibly present" without storing
  * the digests.
  *
@@ -21,11 +22,12 @@
  * anything.
  */
 struct crfp_digest_t {
-    unsigned char bytes[35];
+    unsigned char bytes[35]; /**< written by the caller */
 };
 
 #ifdef __cplusplus
 
+/** A filter of a fixed size; it owns its bitmap. */
 class VEX_API BloomFilter {
 public:
     /**
@@ -41,7 +43,10 @@ public:
     BloomFilter(unsigned long size, double maxFalsePositive);
     /** Copies sizes, counts and bitmap. @throws std::bad_alloc */
     BloomFilter(const BloomFilter &other);
+    /** Copies as the constructor does; this filter is unchanged when there is no memory. @throws
+     * std::bad_alloc */
     BloomFilter &operator=(const BloomFilter &other);
+    /** Frees the bitmap. */
     virtual ~BloomFilter();
 
     /** Replaces the bitmap by a new one of the same size with undefined content. @throws
@@ -73,6 +78,7 @@ public:
     unsigned int GetHashFunctionCount() const;
     /** Insert calls since the last Empty, or what SetInsertedFingerPrints stored. */
     unsigned long GetInsertedFingerPrints() const;
+    /** Stores what GetInsertedFingerPrints tells and the estimate counts with. */
     void SetInsertedFingerPrints(unsigned long count);
 
     /** The chance that an absent digest matches, estimated from the counts: (1 - (1 - 1/bits)^(7

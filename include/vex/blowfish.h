@@ -1,5 +1,6 @@
 /**
  * @file blowfish.h
+ * @ingroup crypto
  * The Blowfish block cipher (B. Schneier, 1993): 8-byte blocks, 16 rounds, ECB and CBC.
  *
  * The caller owns the state; clear it to zeros before first use, and wipe it after last use, since
@@ -28,9 +29,9 @@
 VEX_BEGIN_DECLS
 
 /** Values of BlowfishContext.mode. */
-#define VEX_BLOWFISH_ECB 0
-#define VEX_BLOWFISH_CBC_ENCODE 1
-#define VEX_BLOWFISH_CBC_DECODE 2
+#define VEX_BLOWFISH_ECB 0        /**< each block by itself */
+#define VEX_BLOWFISH_CBC_ENCODE 1 /**< a chain that is written */
+#define VEX_BLOWFISH_CBC_DECODE 2 /**< a chain that is read */
 
 /** An expanded key with its CBC chain. The functions below write every field. */
 typedef struct BlowfishContext {
@@ -43,6 +44,8 @@ typedef struct BlowfishContext {
 /**
  * Expands a key: 521 encryptions, some 25 microseconds. Leaves mode and chain as they are.
  *
+ * @param state      receives round keys and boxes.
+ * @param key        @p keyLength bytes of any value.
  * @param keyLength  bytes, 1 or more; beyond 72 they change nothing.
  * @return 1, or 0 with errno EINVAL for NULL or a length of 0; nothing is logged.
  */
@@ -50,6 +53,9 @@ VEX_API int BlowfishInit(BlowfishContext *state, const unsigned char *key, size_
 /**
  * BlowfishInit, then CBC with a zero vector.
  *
+ * @param state      receives round keys, boxes, mode and a chain of zeros.
+ * @param key        @p keyLength bytes of any value.
+ * @param keyLength  bytes, as BlowfishInit.
  * @param direction  1 to decode, any other value to encode.
  * @return 1, or 0 with errno EINVAL as BlowfishInit.
  * @logs one error line on failure.

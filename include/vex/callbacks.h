@@ -1,5 +1,6 @@
 /**
  * @file callbacks.h
+ * @ingroup containers
  * Reference-counted lists of callbacks that tolerate changes from inside a running callback.
  *
  * A list is the pointer to its first entry, NULL when it is empty; every function returns the new
@@ -46,6 +47,7 @@ VEX_API vexCallback *vexCallbackAdd(vexCallback *list, vexCallbackFn function, v
  * Takes one reference from each matching entry and frees the entries that have none left, unless
  * one of the matching entries is running: then nothing is freed before that run ends.
  *
+ * @param list      the first entry; NULL is an empty list.
  * @param function  NULL matches every function.
  * @param argument  NULL matches every argument; with both NULL every entry matches.
  * @return the list.

@@ -1,5 +1,6 @@
 /**
  * @file cipher.h
+ * @ingroup crypto
  * Symmetric keys and ciphers behind one streaming interface; C++ only.
  *
  * A cipher object is made by Cipher::NewCipher, set up with Init or InitSession for one direction,
@@ -20,10 +21,10 @@
 #include <vex/export.h>
 
 /** Cipher types, as Cipher::NewCipher and the crypt streams take them. */
-#define VEX_CIPHER_BLOWFISH 0
-#define VEX_CIPHER_AES_256_CFB 1
-#define VEX_CIPHER_AES_256_OFB 2
-#define VEX_CIPHER_AES_256_CTR 3
+#define VEX_CIPHER_BLOWFISH 0    /**< 8-byte blocks; for data that was written with it */
+#define VEX_CIPHER_AES_256_CFB 1 /**< cipher feedback, 128 bits */
+#define VEX_CIPHER_AES_256_OFB 2 /**< output feedback */
+#define VEX_CIPHER_AES_256_CTR 3 /**< counter; the one to take for new data */
 
 /** Bytes of a key. */
 #define VEX_KEY_SIZE 32
@@ -86,6 +87,7 @@ public:
      * Sets the direction and the key.
      *
      * @param opMode  0 to encrypt, any other value to decrypt.
+     * @param key     copied into the working state; it may be wiped after the call.
      * @param iv      16 bytes, NULL for zeros; Blowfish ignores it.
      * @return 1, or 0 on failure.
      */
@@ -98,6 +100,8 @@ public:
     virtual int Update(const void *in, int length, void *out) = 0;
     /**
      * Processes what was held back, padded with zeros.
+     *
+     * @param out      room for one block.
      * @param padding  receives how many zeros were added; may be NULL.
      * @return bytes written to @p out, 0 when nothing was held back.
      */
@@ -105,6 +109,7 @@ public:
     /** Releases the working state; Init may follow. */
     virtual void Free() = 0;
 
+    /** The type code, one of the four above. */
     int GetType() const;
     /** 0 when it encrypts. */
     int GetOpMode() const;
@@ -119,6 +124,7 @@ public:
      * @return 0, or -1 when the random source fails.
      */
     int makeIv(unsigned char *iv);
+    /** GetCipherDescription of its type. */
     const char *GetDescription() const;
 
     /**
@@ -139,12 +145,13 @@ public:
     static const char *GetCipherDescription(int type);
 
 protected:
+    /** For the ciphers below: what GetType and UseIv8 will tell. */
     Cipher(int type, bool useIv8);
 
-    int32_t id_;
-    int32_t opMode_;
-    int32_t type_;
-    bool useIv8_;
+    int32_t id_;     /**< number of this object among all of the process */
+    int32_t opMode_; /**< 0 encrypts, any other value decrypts; set by Init */
+    int32_t type_;   /**< type code */
+    bool useIv8_;    /**< what UseIv8 tells */
 };
 
 /** Blowfish: ECB after Init, CBC with a zero vector after InitSession. */
@@ -176,7 +183,13 @@ private:
 /** AES-256 in one of OpenSSL's stream modes. */
 class VEX_API AESCipher : public Cipher {
 public:
-    /** @param cipher  OpenSSL's description of the mode; not owned. */
+    /**
+     * Makes a cipher of one mode; Cipher::NewCipher knows the four that the formats use.
+     *
+     * @param cipher  OpenSSL's description of the mode; not owned.
+     * @param type    the type code that GetType tells.
+     * @param useIv8  what UseIv8 tells.
+     */
     AESCipher(int type, const evp_cipher_st *cipher, bool useIv8);
     ~AESCipher() override;
 

@@ -1,5 +1,6 @@
 /**
  * @file cloud_config.h
+ * @ingroup clients
  * The settings of the local cache in front of cloud storage: a JSON file, which the product's
  * registry names under the key "ConfigFilePath". See docs/formats/cloud_config.md.
  *
@@ -20,11 +21,12 @@
 
 struct json_t;
 
+/** The member "settings" of the file. */
 struct VEX_API CloudConfigItem {
-    bool enabled = false;
-    std::string StoragePath;
-    uint32_t CacheSizeGB = 0;
-    uint32_t MaxFileSizeMB = 0;
+    bool enabled = false;                 /**< whether the cache is used */
+    std::string StoragePath;              /**< directory of the cache */
+    uint32_t CacheSizeGB = 0;             /**< room that the cache may take */
+    uint32_t MaxFileSizeMB = 0;           /**< size up to which files are cached */
     uint32_t MaxDCUploadBatchNumber = 32; /**< read, never written */
     bool OutputSegmentsHistory = false;   /**< read, never written */
 
@@ -35,10 +37,11 @@ struct VEX_API CloudConfigItem {
     json_t *jsonObject() const;
 };
 
+/** The file as a whole: where it is and what it says. */
 class VEX_API CloudConfig {
 public:
     char path[4096] = ""; /**< the file that was loaded, and is saved to */
-    CloudConfigItem item;
+    CloudConfigItem item; /**< its settings */
 
     /** Loads a file and remembers its path. @return 0; -1, with a trace only when it is absent. */
     int initFromConfigFile(const char *path);
@@ -61,13 +64,15 @@ public:
      * @return 0 or -1.
      */
     static int InitCloudCfgFile(const char *registry, const char *config_path);
-    /** Change one setting of the registered file. @return 2 changed; 1 it was so already, the file
+    /** Changes one setting of the registered file. @return 2 changed; 1 it was so already, the file
      * is untouched; -1. */
     static int UpdateEnabled(bool &enabled);
-    /** @param size  decimal digits, up to 4294967295. */
+    /** Changes CacheSizeGB, as UpdateEnabled does. @param size  decimal digits, up to 4294967295;
+     * else -1 with EINVAL or ERANGE. */
     static int UpdateCachesize(std::string &size);
-    /** Read both settings of the registered file. @return 0 or -1, the values untouched. */
+    /** Reads both settings of the registered file. @return 0 or -1, the values untouched. */
     static int getCloudCfgFile(bool &enabled, std::string &cache_size);
+    /** The same with the size as a number. */
     static int getCloudCfgFile(bool &enabled, uint32_t &cache_size);
     /** The path of the registered file. @return 0 when it is there, else -1, traced only. */
     static int get_cloud_config_file(std::string &path_out);

@@ -1,5 +1,6 @@
 /**
  * @file crypt_stream.h
+ * @ingroup crypto
  * Crypt streams: data compressed, encrypted, both or neither, in blocks behind a magic header.
  *
  * A stream is driven like one of zlib's. The caller owns a c_stream_t, clears it to zeros, calls an
@@ -36,25 +37,25 @@
 #define VEX_STREAM_DEFLATE 0x40 /**< deflate instead of LZO, unless zalgorithm says otherwise */
 
 /** Values of c_stream_t.zalgorithm. */
-#define VEX_STREAM_ALGORITHM_FLAGS 0 /**< what the flags say */
-#define VEX_STREAM_ALGORITHM_LZO 1
-#define VEX_STREAM_ALGORITHM_DEFLATE 2
+#define VEX_STREAM_ALGORITHM_FLAGS 0   /**< what the flags say */
+#define VEX_STREAM_ALGORITHM_LZO 1     /**< LZO1X: fast */
+#define VEX_STREAM_ALGORITHM_DEFLATE 2 /**< deflate: small */
 
 /** Actions of a stream, as dcpGetCryptoAction tells them. */
-#define VEX_STREAM_COMPRESS_ENCRYPT 0
-#define VEX_STREAM_ENCRYPT 1
-#define VEX_STREAM_COMPRESS 2
-#define VEX_STREAM_CLEAR 3
+#define VEX_STREAM_COMPRESS_ENCRYPT 0 /**< compressed, then encrypted */
+#define VEX_STREAM_ENCRYPT 1          /**< encrypted only */
+#define VEX_STREAM_COMPRESS 2         /**< compressed only */
+#define VEX_STREAM_CLEAR 3            /**< neither */
 
 /** Codes of the stream functions. */
-#define VEX_STREAM_END 1
-#define VEX_STREAM_OK 0
-#define VEX_STREAM_SYSTEM_ERROR (-1)
-#define VEX_STREAM_PARAMETER_ERROR (-2)
-#define VEX_STREAM_DATA_ERROR (-3)
-#define VEX_STREAM_MEMORY_ERROR (-4)
-#define VEX_STREAM_BUFFER_ERROR (-5)
-#define VEX_STREAM_KEY_ERROR (-31)
+#define VEX_STREAM_END 1                /**< the stream is complete */
+#define VEX_STREAM_OK 0                 /**< call again with more room or input */
+#define VEX_STREAM_SYSTEM_ERROR (-1)    /**< see errno; EBADMSG for a malformed block header */
+#define VEX_STREAM_PARAMETER_ERROR (-2) /**< invalid stream or parameter */
+#define VEX_STREAM_DATA_ERROR (-3)      /**< damaged, or could not be compressed */
+#define VEX_STREAM_MEMORY_ERROR (-4)    /**< out of memory */
+#define VEX_STREAM_BUFFER_ERROR (-5)    /**< no room, no progress, or cut short */
+#define VEX_STREAM_KEY_ERROR (-31)      /**< the key is absent or wrong */
 
 VEX_BEGIN_DECLS
 
@@ -105,8 +106,9 @@ VEX_API int dcpEncryptEnd(c_stream_t *stream);
  * A block is delivered once all of it is there. Input behind the trailer is left alone. The number
  * of bytes announced in the trailer is compared with those delivered.
  *
- * @param flush  non-zero when no further input will come: a stream that is cut short then gives -5,
- * after what could be read of it.
+ * @param stream  a reader with input and room for output.
+ * @param flush   non-zero when no further input will come: a stream that is cut short then gives
+ *                -5, after what could be read of it.
  * @return 1 at the end; 0 when it needs more input or room; a negative code.
  */
 VEX_API int dcpDecrypt(c_stream_t *stream, int flush);
@@ -125,6 +127,8 @@ VEX_API const char *dcpCryptError(int code);
  *
  * When the first and then the last @p sampleRatio per mille of a block, compressed at level 7, both
  * stay above
+ *
+ * @param sampleRatio  size of each of the two samples in per mille of the block.
  * @p ratio per cent of their size, the block is stored. Without this call every block is tried.
  *
  * @param ratio       per cent; 100 and more switch sampling off.
@@ -149,8 +153,9 @@ VEX_API int dcpGetDecrptKeyFromSeed(char *dataKey, unsigned long length, const c
 /**
  * Enciphers a text with the built-in key; applying it to its own output gives the text back.
  *
+ * @param plainText   terminated; must not be NULL.
  * @param encodeText  receives as many bytes as the text has characters, which may hold zeros; not
- * terminated.
+ *                    terminated.
  * @return 0, or -1 with errno and one error line.
  */
 VEX_API int dcpEncodeText(const char *plainText, char *encodeText);
@@ -163,7 +168,9 @@ extern "C" {
 /**
  * Opens a stream for writing.
  *
+ * @param stream      cleared to zeros but for zlevel, zwindow and zalgorithm.
  * @param flags       of those above.
+ * @param key         copied; it may be wiped after the call.
  * @param cipherType  one of cipher.h's; not looked at without encryption.
  * @return 0; -2 for a level, window or cipher type out of range; -3 for an unknown algorithm; -4;
  * -1 when the cipher or the random source fails. The stream is closed again then.
@@ -181,8 +188,11 @@ VEX_API int dcpEncryptReset(c_stream_t *stream, const VexKey &key, unsigned char
 /**
  * Opens a stream for reading.
  *
+ * @param stream      cleared to zeros.
+ * @param key         copied; it may be wiped after the call. Streams in the clear do not look at
+ *                    it.
  * @param cipherType  the type that the stream was written with: it is not stored in the stream. An
- * unknown type reads streams in the clear.
+ *                    unknown type reads streams in the clear.
  * @return 0, -2 for NULL, or -4.
  */
 VEX_API int dcpDecryptInit(c_stream_t *stream, const VexKey &key, unsigned char cipherType);
@@ -193,9 +203,13 @@ VEX_API int dcpDecryptReset(c_stream_t *stream, const VexKey &key, unsigned char
 /**
  * Writes a whole buffer as a stream.
  *
- * @param inLength   1 to 4 GiB - 1 bytes.
- * @param outLength  at least inLength * 1.05 + 100 bytes.
- * @param flags      as dcpEncryptInit.
+ * @param key         not looked at without encryption.
+ * @param cipherType  one of cipher.h's.
+ * @param in          @p inLength bytes; must not overlap @p out.
+ * @param inLength    1 to 4 GiB - 1 bytes.
+ * @param out         receives the stream.
+ * @param outLength   at least inLength * 1.05 + 100 bytes.
+ * @param flags       as dcpEncryptInit.
  * @return the stream's size, or -1 with errno: EINVAL for NULL and 0 (one warning), ENOBUFS for too
  * little room (not logged), ERANGE for too much input.
  */
@@ -217,6 +231,9 @@ VEX_API unsigned dcpDecryptDataToBuffer(const VexKey &key, unsigned char cipherT
 /**
  * Reads a whole stream into a new buffer.
  *
+ * @param key          the key that the stream was written with.
+ * @param cipherType   the type that the stream was written with: it is not stored in the stream.
+ * @param in           the whole stream.
  * @param length       input bytes; receives the bytes of the result.
  * @param reserved     not used.
  * @param initialSize  bytes to allocate at first; 0 for a guess from the input's length.

@@ -1,5 +1,6 @@
 /**
  * @file digest.h
+ * @ingroup identity
  * Fingerprints of data: MD5 digests of 16 bytes and the SHA256 family's digests of 32 bytes.
  *
  * The SHA256 family computes SHA-512/256, not SHA-256: stored fingerprints are SHA-512/256 values.
@@ -45,8 +46,9 @@ typedef struct SHA256Context {
     EVP_MD_CTX *evp; /**< the library's, in FIPS mode; NULL outside it and after Finalize */
 } SHA256Context;
 
-/** The digests of empty data. */
+/** The MD5 of empty data. */
 extern VEX_API const unsigned char md5_empty_digest[16];
+/** The SHA-512/256 of empty data. */
 extern VEX_API const unsigned char sha256_empty_digest[32];
 
 /** Begins a computation. @logs a warning in FIPS mode, as do the next two. */
@@ -70,18 +72,25 @@ VEX_API void SHA256Finalize(SHA256Context *context);
 /**
  * Prints the digest of a finished context.
  *
- * @param size  at least 33 (MD5) or 65 (SHA256), else EINVAL.
+ * @param context  one that the Finalize function was called on.
+ * @param buffer   receives the lower-case digits and a terminator.
+ * @param size     at least 33 (MD5) or 65 (SHA256), else EINVAL.
  * @return @p buffer, terminated, or NULL.
  */
 VEX_API char *MD5GetString_r(const MD5Context *context, char *buffer, size_t size);
+/** MD5GetString_r into a static buffer. */
 VEX_API char *MD5GetString(const MD5Context *context);
+/** MD5GetString_r for SHA256: 65 bytes of room. */
 VEX_API char *SHA256GetString_r(const SHA256Context *context, char *buffer, size_t size);
 
 /** The fingerprint string of @p length bytes; room and result as MD5GetString_r. NULL data is
  * refused for any length. */
 VEX_API char *MD5FromData_r(const void *data, uint64_t length, char *buffer, size_t size);
+/** MD5FromData_r into a static buffer. */
 VEX_API char *MD5FromData(const void *data, uint64_t length);
+/** MD5FromData_r for SHA256: 65 bytes of room; NULL with EIO when FIPS mode offers no context. */
 VEX_API char *SHA256FromData_r(const void *data, uint64_t length, char *buffer, size_t size);
+/** SHA256FromData_r into a static buffer. */
 VEX_API char *SHA256FromData(const void *data, uint64_t length);
 /** Computes the digest itself. @return @p digest, or NULL. */
 VEX_API void *MD5DigestFromData_r(const void *data, uint64_t length, void *digest);
@@ -94,16 +103,19 @@ VEX_API void *MD5DigestFromData_r(const void *data, uint64_t length, void *diges
  * @logs one error line per failure. Reads in chunks of 32768 bytes.
  */
 VEX_API char *SHA256FromFile_r(const char *path, char *buffer, size_t size);
+/** SHA256FromFile_r into a static buffer. */
 VEX_API char *SHA256FromFile(const char *path);
 /** The same from an open descriptor's position to its end. @note Closes @p fd, also on failure. */
 VEX_API char *__sha512_256FromFile(int fd, char *buffer, size_t size);
 
-/** Bytes of a written digest: 16 (32) in binary, 32 (64) in text. */
+/** Bytes of a written digest: 16 in binary, 32 in text. */
 VEX_API size_t MD5DigestSerializedSize(bool binary);
+/** Bytes of a written digest: 32 in binary, 64 in text. */
 VEX_API size_t SHA256DigestSerializedSize(bool binary);
 /** Writes a digest; text is terminated only where there is more room. @return the bytes written, or
  * 0 with EINVAL. */
 VEX_API size_t MD5DigestSerialize(void *buffer, size_t size, const void *digest, bool binary);
+/** MD5DigestSerialize for SHA256. */
 VEX_API size_t SHA256DigestSerialize(void *buffer, size_t size, const void *digest, bool binary);
 /**
  * Reads a digest from the head of a buffer; digits may be of either case, what stands behind them
@@ -113,46 +125,60 @@ VEX_API size_t SHA256DigestSerialize(void *buffer, size_t size, const void *dige
  * digit: @p digest may hold a part then.
  */
 VEX_API size_t MD5DigestDeserialize(void *digest, const void *buffer, size_t size, bool binary);
+/** MD5DigestDeserialize for SHA256. */
 VEX_API size_t SHA256DigestDeserialize(void *digest, const void *buffer, size_t size, bool binary);
 
-/** Prints a digest, terminated. @return @p buffer; NULL with ENOBUFS below 33 (65) bytes of room,
+/** Prints a digest, terminated. @return @p buffer; NULL with ENOBUFS below 33 bytes of room,
  * EINVAL for NULL. */
 VEX_API char *MD5DigestToString_r(const void *digest, char *buffer, size_t size);
+/** MD5DigestToString_r into a static buffer. */
 VEX_API char *MD5DigestToString(const void *digest);
+/** MD5DigestToString_r for SHA256: 65 bytes of room. */
 VEX_API char *SHA256DigestToString_r(const void *digest, char *buffer, size_t size);
-/** Reads a fingerprint string: its first 32 (64) characters. @return @p digest; NULL with EINVAL,
+/** Reads a fingerprint string: its first 32 characters. @return @p digest; NULL with EINVAL,
  * logged. */
 VEX_API unsigned char *MD5StringToDigest_r(const char *text, void *digest);
+/** MD5StringToDigest_r into a static digest. */
 VEX_API unsigned char *MD5StringToDigest(const char *text);
+/** MD5StringToDigest_r for SHA256: the first 64 characters. */
 VEX_API unsigned char *SHA256StringToDigest_r(const char *text, void *digest);
+/** SHA256StringToDigest_r into a static digest. */
 VEX_API unsigned char *SHA256StringToDigest(const char *text);
 
 /** The first four bytes as a big-endian number, for hash tables. */
 VEX_API uint32_t MD5DigestHash32(const void *digest);
+/** MD5DigestHash32 for SHA256. */
 VEX_API uint32_t SHA256DigestHash32(const void *digest);
 
-/** The smallest digest, all bytes 0x00, and the largest, all bytes 0xFF, as bounds of ranges.
- * @return @p digest. */
+/** Makes the smallest digest, all bytes 0x00, as a bound of ranges. @return @p digest. */
 VEX_API void *MD5DigestInitMinimum(void *digest);
+/** Makes the largest digest, all bytes 0xFF. @return @p digest. */
 VEX_API void *MD5DigestInitMaximum(void *digest);
+/** MD5DigestInitMinimum for SHA256. */
 VEX_API void *SHA256DigestInitMinimum(void *digest);
+/** MD5DigestInitMaximum for SHA256. */
 VEX_API void *SHA256DigestInitMaximum(void *digest);
-/** Adds or subtracts 1; the largest digest and the smallest follow one another. @return @p digest.
- */
+/** Adds 1; the largest digest becomes the smallest. @return @p digest. */
 VEX_API void *MD5DigestIncrement(void *digest);
+/** Subtracts 1; the smallest digest becomes the largest. @return @p digest. */
 VEX_API void *MD5DigestDecrement(void *digest);
+/** MD5DigestIncrement for SHA256. */
 VEX_API void *SHA256DigestIncrement(void *digest);
+/** MD5DigestDecrement for SHA256. */
 VEX_API void *SHA256DigestDecrement(void *digest);
 
-/** The digest of empty data. @owner the library; constant. */
+/** The MD5 of empty data. @owner the library; constant. */
 VEX_API const unsigned char *MD5EmptyDigest(void);
+/** The SHA-512/256 of empty data. @owner the library; constant. */
 VEX_API const unsigned char *SHA256EmptyDigest(void);
 /** 1 for the digest of empty data, else 0, also for NULL, which is not logged. */
 VEX_API int MD5IsEmptyDigest(const void *digest);
+/** MD5IsEmptyDigest for SHA256. */
 VEX_API int SHA256IsEmptyDigest(const void *digest);
 /** 1 for the fingerprint string of empty data in either case, else 0, also for NULL, which is not
  * logged. */
 VEX_API int MD5IsEmptyFP(const char *fp);
+/** MD5IsEmptyFP for SHA256. */
 VEX_API int SHA256IsEmptyFP(const char *fp);
 
 /**
@@ -163,6 +189,7 @@ VEX_API int SHA256IsEmptyFP(const char *fp);
  * read.
  */
 VEX_API void MD5ValidateAndExitOnError(const char *fp);
+/** MD5ValidateAndExitOnError for SHA256. */
 VEX_API void SHA256ValidateAndExitOnError(const char *fp);
 
 VEX_END_DECLS

@@ -1,5 +1,6 @@
 /**
  * @file dir.h
+ * @ingroup fs
  * Walks a directory tree: every file and directory below one root, one entry at a time, directories
  * before and after what they hold.
  *
@@ -118,7 +119,8 @@ typedef int (*DirCompareA)(const struct DirEntry **a, const struct DirEntry **b)
 /**
  * Agrees to a freshly made entry, whose name, namelen, level, parent and pathlen are set.
  *
- * @param path  the path buffer: the root at first, then the directory that is being read.
+ * @param entry  belongs to the walk; only number, pointer and user_data may be written.
+ * @param path   the path buffer: the root at first, then the directory that is being read.
  * @return false ends the whole walk, as want of memory would: this is a veto, not a filter of
  * entries.
  * @note Opening a walk asks for three entries: an empty name of level -1, the root, an empty name.
@@ -139,9 +141,9 @@ struct DirStream {
     int32_t dds_nitems;          /**< size of dds_array, pointers */
     uint32_t dds_options;        /**< options, DDS_NAMEONLY and DDS_STOP */
     uint32_t dds_delay_ms;       /**< pause before each status lookup, milliseconds */
-    DirCompareA dds_compar;
-    DirFilterA dds_filter;
-    DirReleaseA dds_release;
+    DirCompareA dds_compar;      /**< order of siblings, or NULL */
+    DirFilterA dds_filter;       /**< veto, or NULL */
+    DirReleaseA dds_release;     /**< release callback, or NULL */
 };
 
 /**
@@ -186,8 +188,9 @@ VEX_API struct DirEntry *DirGetNextA(struct DirStream *walk);
  * The entries of the directory that was just returned as DDS_D, without moving on. Instructions set
  * on them, but for names only, count when the walk reaches them: DDS_SKIP leaves one out.
  *
+ * @param walk     one whose last entry was a DDS_D, or a fresh one.
  * @param options  0, or DDS_NAMEONLY for entries of unknown kind, DDS_NSOK, which are read again
- * when the walk comes to them.
+ *                 when the walk comes to them.
  * @return the first, linked by DirEntry::link; before the first DirGetNextA the root. NULL with
  * errno 0 for an empty directory, where there is none, and after the end; with EINVAL for other
  * options; else what failed: a failure in reading also ends the walk, one in opening does not.
@@ -198,6 +201,7 @@ VEX_API struct DirEntry *DirGetChildrenA(struct DirStream *walk, uint32_t option
 /**
  * Leaves an instruction for the next DirGetNextA, which takes it away.
  *
+ * @param entry        the one returned last, or one that DirGetChildrenA gave.
  * @param instruction  0 (nothing) to 4, DDS_AGAIN ... DDS_SKIP.
  * @return 1; 0 with EINVAL and the old instruction in place.
  */
@@ -218,45 +222,70 @@ VEX_API const char *DirGetStrerrorA(const struct DirEntry *entry);
 
 /** DirEntry in wide text: lengths are wide characters. */
 struct DirEntryW {
-    struct DirEntryW *cycle, *parent, *link;
-    int32_t number;
-    void *pointer;
-    wchar_t *accpath, *path;
-    int32_t errno_value, symfd, pathlen, namelen;
-    uint64_t ino, dev, nlink;
-    int16_t level;
-    uint16_t info, flags, instr;
-    struct stat *statp;
-    void *user_data;
-    wchar_t name[1];
+    struct DirEntryW *cycle;  /**< DirEntry::cycle */
+    struct DirEntryW *parent; /**< DirEntry::parent */
+    struct DirEntryW *link;   /**< DirEntry::link */
+    int32_t number;           /**< DirEntry::number */
+    void *pointer;            /**< DirEntry::pointer */
+    wchar_t *accpath;         /**< DirEntry::accpath */
+    wchar_t *path;            /**< DirEntry::path */
+    int32_t errno_value;      /**< DirEntry::errno_value */
+    int32_t symfd;            /**< DirEntry::symfd */
+    int32_t pathlen;          /**< DirEntry::pathlen */
+    int32_t namelen;          /**< DirEntry::namelen */
+    uint64_t ino;             /**< DirEntry::ino */
+    uint64_t dev;             /**< DirEntry::dev */
+    uint64_t nlink;           /**< DirEntry::nlink */
+    int16_t level;            /**< DirEntry::level */
+    uint16_t info;            /**< DirEntry::info */
+    uint16_t flags;           /**< DirEntry::flags */
+    uint16_t instr;           /**< DirEntry::instr */
+    struct stat *statp;       /**< DirEntry::statp */
+    void *user_data;          /**< DirEntry::user_data */
+    wchar_t name[1];          /**< DirEntry::name */
 };
 
+/** DirCompareA for entries in wide text. */
 typedef int (*DirCompareW)(const struct DirEntryW **a, const struct DirEntryW **b);
+/** DirFilterA for entries in wide text. */
 typedef bool (*DirFilterW)(struct DirEntryW *entry, const wchar_t *path);
+/** DirReleaseA for entries in wide text. */
 typedef void (*DirReleaseW)(struct DirEntryW *entry);
 
 /** DirStream in wide text. */
 struct DirStreamW {
-    struct DirEntryW *dds_cur, *dds_child, **dds_array;
-    uint64_t dds_dev;
-    wchar_t *dds_path;
-    int32_t dds_rfd, dds_pathlen, dds_nitems;
-    uint32_t dds_options, dds_delay_ms;
-    DirCompareW dds_compar;
-    DirFilterW dds_filter;
-    DirReleaseW dds_release;
+    struct DirEntryW *dds_cur;    /**< DirStream::dds_cur */
+    struct DirEntryW *dds_child;  /**< DirStream::dds_child */
+    struct DirEntryW **dds_array; /**< DirStream::dds_array */
+    uint64_t dds_dev;             /**< DirStream::dds_dev */
+    wchar_t *dds_path;            /**< DirStream::dds_path */
+    int32_t dds_rfd;              /**< DirStream::dds_rfd */
+    int32_t dds_pathlen;          /**< DirStream::dds_pathlen */
+    int32_t dds_nitems;           /**< DirStream::dds_nitems */
+    uint32_t dds_options;         /**< DirStream::dds_options */
+    uint32_t dds_delay_ms;        /**< DirStream::dds_delay_ms */
+    DirCompareW dds_compar;       /**< DirStream::dds_compar */
+    DirFilterW dds_filter;        /**< DirStream::dds_filter */
+    DirReleaseW dds_release;      /**< DirStream::dds_release */
 };
 
+/** DirOpenExA over wide text; EILSEQ for a path that has no UTF-8 form. */
 VEX_API struct DirStreamW *DirOpenExW(const wchar_t *path, uint32_t options, DirCompareW compar,
                                       DirFilterW filter, DirReleaseW release, uint32_t delay_ms);
+/** DirOpenA over wide text; EILSEQ for a path that has no UTF-8 form. */
 VEX_API struct DirStreamW *DirOpenW(const wchar_t *path, uint32_t options, DirCompareW compar,
                                     uint32_t delay_ms);
+/** DirGetNextA over wide text. */
 VEX_API struct DirEntryW *DirGetNextW(struct DirStreamW *walk);
+/** DirGetChildrenA over wide text. */
 VEX_API struct DirEntryW *DirGetChildrenW(struct DirStreamW *walk, uint32_t options);
+/** DirSetFlagsA over wide text. */
 VEX_API int DirSetFlagsW(struct DirEntryW *entry, unsigned instruction);
+/** DirCloseA over wide text. */
 VEX_API int DirCloseW(struct DirStreamW *walk);
+/** DirGetErrnoA over wide text. */
 VEX_API int DirGetErrnoW(const struct DirEntryW *entry);
-/** Narrow text, as the system gives it. */
+/** DirGetStrerrorA over wide text; the result is narrow, as the system gives it. */
 VEX_API const char *DirGetStrerrorW(const struct DirEntryW *entry);
 
 VEX_END_DECLS

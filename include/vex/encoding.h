@@ -1,5 +1,6 @@
 /**
  * @file encoding.h
+ * @ingroup text
  * Base64, hexadecimal and URL texts; UTF-8, wide characters and other character sets.
  *
  * Rooms and lengths count bytes (wide characters where a parameter is wchar_t). Failures set errno
@@ -25,6 +26,7 @@ VEX_BEGIN_DECLS
  * Writes bytes as Base64 text with padding and without line breaks.
  *
  * @param src          may be NULL when @p length is 0.
+ * @param length       bytes at @p src.
  * @param dest         receives the text, terminated.
  * @param dest_length  room, at least (length + 2) / 3 * 4 + 1.
  * @return the text's length; -1 with EINVAL for NULL, ENOBUFS when it does not fit, ERANGE beyond
@@ -37,6 +39,8 @@ VEX_API int Base64Encode(const void *src, unsigned length, char *dest, unsigned 
  * Reads Base64 text back, strictly: padding is required, white space and non-zero bits behind the
  * last byte are not accepted.
  *
+ * @param src          terminated.
+ * @param dest         receives the bytes; must not overlap @p src.
  * @param dest_length  room, exactly the bytes that come out; no terminator is written.
  * @return the number of bytes; -1 with EINVAL for NULL and malformed text, ENOBUFS when they do not
  * fit. @p dest may hold a part then.
@@ -48,6 +52,8 @@ VEX_API int Base64Decode(const char *src, void *dest, unsigned dest_length);
  * Writes bytes as lower-case hexadecimal text, terminated, high nibble first.
  *
  * @param src          may be NULL when @p length is 0.
+ * @param length       bytes at @p src.
+ * @param dest         receives the text.
  * @param dest_length  room, at least 2 * length + 1.
  * @return the text's length; -1 with EINVAL for NULL, ENOBUFS when it does not fit, ERANGE beyond
  * INT_MAX. @p dest is untouched then.
@@ -57,6 +63,8 @@ VEX_API int HexEncode(const void *src, unsigned length, char *dest, unsigned des
 /**
  * Reads hexadecimal text of either case.
  *
+ * @param src          terminated.
+ * @param dest         receives the bytes.
  * @param dest_length  room, exactly the bytes that come out; no terminator is written.
  * @return the number of bytes; -1 with EINVAL for NULL, an odd length or another character, ENOBUFS
  * when they do not fit. @p dest may hold a part after a bad character.
@@ -97,6 +105,7 @@ VEX_API int vex_utf8_valid(const char *text, size_t length);
  * Converts UTF-8 into wide characters. A byte that is not part of well-formed UTF-8 becomes U+DC00
  * plus its value (U+DC80 to U+DCFF), so that any file name survives the way there and back.
  *
+ * @param text  terminated.
  * @param out   receives the text, terminated; NULL to learn the length.
  * @param size  room in wide characters.
  * @return the number of wide characters without the terminator; -1 with EINVAL for a NULL text,
@@ -107,6 +116,7 @@ VEX_API ssize_t vex_utf8_to_wcs(const char *text, wchar_t *out, size_t size);
 /**
  * Converts wide characters into UTF-8; U+DC80 to U+DCFF become the single bytes they stand for.
  *
+ * @param text  terminated.
  * @param out   receives the text, terminated; NULL to learn the length.
  * @param size  room in bytes.
  * @return the number of bytes without the terminator; -1 with EINVAL for a NULL text, EILSEQ for
@@ -134,6 +144,7 @@ VEX_API wchar_t *vex_utf8_to_wcs_malloced(const char *text);
 /**
  * Converts UTF-8 into ISO 8859-1.
  *
+ * @param utf8  terminated.
  * @param out   receives the text, terminated.
  * @param size  room in bytes; strlen of @p utf8 plus 1 holds every result.
  * @return the length of the result; -1 with EINVAL for NULL or no room at all, EILSEQ for malformed
@@ -147,7 +158,9 @@ VEX_API ssize_t vex_utf8_to_latin1(const char *utf8, char *out, size_t size);
  * Converts ISO 8859-1 into UTF-8, by the rules of vex_utf8_to_latin1; every byte has a meaning, so
  * that EILSEQ does not occur.
  *
- * @param size  room in bytes; twice strlen of @p latin1 plus 1 holds every result.
+ * @param latin1  terminated.
+ * @param out     receives the text, terminated.
+ * @param size    room in bytes; twice strlen of @p latin1 plus 1 holds every result.
  */
 VEX_API ssize_t vex_latin1_to_utf8(const char *latin1, char *out, size_t size);
 
@@ -161,8 +174,10 @@ VEX_API ssize_t vex_to_7bit(const char *utf8, char *out, size_t size);
  * Converts between any two character sets that the C library knows.
  *
  * @param from, to  names as iconv_open(3) takes them.
+ * @param in        the bytes to convert.
  * @param n         bytes at @p in, which needs no terminator.
  * @param out       receives the converted bytes, without a terminator.
+ * @param size      room at @p out in bytes.
  * @return the bytes written; -1 with EINVAL for NULL or an unknown name, EILSEQ for input that is
  * invalid, ends inside a character or has no counterpart, ENOBUFS when it does not fit. @p out
  * holds the part in front of that place then.
@@ -174,6 +189,8 @@ VEX_API ssize_t vex_iconv(const char *from, const char *to, const char *in, size
  * Writes a text as it may stand in any place of a URL: letters, digits and "-._~" stay, every other
  * byte becomes '%' and two upper-case hexadecimal digits.
  *
+ * @param src   terminated.
+ * @param dest  receives the text, terminated; must not overlap @p src.
  * @param size  room in bytes; three times strlen of @p src plus 1 holds every result.
  * @return the length of the result; -1 with EINVAL for NULL or no room at all, ENOBUFS when it does
  * not fit: whole escapes of its head stay, terminated.
@@ -184,6 +201,7 @@ VEX_API ssize_t UrlEncode(const char *src, char *dest, size_t size);
 /**
  * Reads such a text back. '+' stays what it is: only forms make it a blank.
  *
+ * @param src   terminated.
  * @param dest  receives the text, terminated; may be @p src.
  * @param size  room in bytes; strlen of @p src plus 1 holds every result.
  * @return the length of the result; -1 with EINVAL for NULL, for a '%' without two digits behind it

@@ -1,14 +1,15 @@
 /**
  * @file export.h
+ * @ingroup frame
  * Markers that every public header uses: linkage, visibility and compiler checks.
  */
 #ifndef VEX_EXPORT_H
 #define VEX_EXPORT_H
 
-/** Opens and closes a group of declarations with C linkage, so that other languages can call them.
- */
 #ifdef __cplusplus
+/** Opens a group of declarations with C linkage, so that other languages can call them. */
 #define VEX_BEGIN_DECLS extern "C" {
+/** Closes such a group. */
 #define VEX_END_DECLS }
 #else
 #define VEX_BEGIN_DECLS

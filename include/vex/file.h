@@ -1,5 +1,6 @@
 /**
  * @file file.h
+ * @ingroup fs
  * Whole files and directory trees: copying, moving, comparing and loading, checksums, temporary
  * names, directories, and the clock functions that go with them. It brings in vex/io.h
  * (interrupt-safe and durable input and output) and vex/id_file.h (persistent counters).
@@ -54,6 +55,7 @@ VEX_API uint32_t FileGetValueCRC(void);
  * Copies a file under the process's copy options and syncs the copy; a compressed copy is not
  * synced.
  *
+ * @param source       a file, a device or a pipe; links are followed.
  * @param destination  must not exist.
  * @param mode         permissions, less the umask; 0 means 0644.
  * @return bytes of content written, before compression or after decompression; -1 with EISDIR for a
@@ -70,6 +72,8 @@ VEX_API int64_t FileCopy(const char *source, const char *destination, int mode);
  *
  * A destination that is in the way of the rename is removed first, unless the source is missing.
  *
+ * @param from  the file to move; a link itself is moved by a rename, what it leads to by a copy.
+ * @param to    the new path, not a directory to move into.
  * @param mode  permissions of a copy, as FileCopy; not used by a rename.
  * @return true; false with the source in place. A copy whose source could not be removed is
  * removed.
@@ -90,6 +94,7 @@ VEX_API char *FileToText(const char *path);
 /**
  * A file's content.
  *
+ * @param path      a regular file.
  * @param size_out  receives its size; may be NULL.
  * @return memory of at least one byte, or NULL. @owner the caller frees it with free(3).
  */
@@ -126,6 +131,8 @@ VEX_API uint32_t CRCFromFile(const char *path);
 /**
  * The Adler-32 checksum of the part of a file from a position to its end.
  *
+ * @param path    the file to read.
+ * @param offset  position to begin at, in bytes.
  * @param whence  as lseek(2).
  * @note Only a positive @p offset is sought; with any other the whole file is read, whatever @p
  * whence is.
@@ -144,10 +151,12 @@ VEX_API int CreateDirA(const char *path, int mode);
 VEX_API int CreateTreeA(const char *path, int mode);
 /** CreateTreeA that logs only when @p log is non-zero. */
 VEX_API int CreateTreeLoggingOptionalA(const char *path, int mode, int log);
-/** The same over wide paths, which are taken as UTF-8 (vex_wcs_to_utf8); EILSEQ for what has no
+/** CreateDirA over a wide path, which is taken as UTF-8 (vex_wcs_to_utf8); EILSEQ for what has no
  * such form. */
 VEX_API int CreateDirW(const wchar_t *path, int mode);
+/** CreateTreeA over a wide path, as CreateDirW. */
 VEX_API int CreateTreeW(const wchar_t *path, int mode);
+/** CreateTreeLoggingOptionalA over a wide path, as CreateDirW. */
 VEX_API int CreateTreeLoggingOptionalW(const wchar_t *path, int mode, int log);
 
 /**
@@ -160,6 +169,7 @@ VEX_API int CreateTreeLoggingOptionalW(const wchar_t *path, int mode, int log);
  *       with EMFILE.
  */
 VEX_API int DeleteTreeA(const char *path);
+/** DeleteTreeA over a wide path, as CreateDirW. */
 VEX_API int DeleteTreeW(const wchar_t *path);
 
 /**
@@ -172,8 +182,9 @@ VEX_API char *GetModeStringA(unsigned mode);
 
 /** The wall clock in microseconds since the epoch. */
 VEX_API uint64_t gethrtime(void);
-/** Microseconds as seconds, and back; what does not fit gives 0 or UINT64_MAX. */
+/** Microseconds as seconds. */
 VEX_API double hrtime2seconds(uint64_t us);
+/** Seconds as microseconds; 0 for what is below 0, UINT64_MAX for what does not fit. */
 VEX_API uint64_t seconds2hrtime(double seconds);
 /** The wall clock in milliseconds since the epoch. */
 VEX_API uint64_t get_millis(void);
@@ -187,11 +198,13 @@ VEX_API unsigned get_only_ms(void);
  */
 VEX_API long get_seconds_from_now_to_datestring(const char *text);
 
-/** There is no content indexing on this platform: Check returns 0, Disable returns 1, and neither
- * does anything. */
+/** There is no content indexing on this platform. @return 0. */
 VEX_API int CheckDirContentIndexingA(const char *path);
+/** There is no content indexing on this platform. @return 0. */
 VEX_API int CheckDirContentIndexingW(const wchar_t *path);
+/** Does nothing on this platform. @return 1. */
 VEX_API int DisableDirContentIndexingA(const char *path);
+/** Does nothing on this platform. @return 1. */
 VEX_API int DisableDirContentIndexingW(const wchar_t *path);
 
 VEX_END_DECLS

@@ -1,5 +1,6 @@
 /**
  * @file frame.h
+ * @ingroup frame
  * What every program of the library meets first and last: start-up and tear-down, versions, the
  * switches that all tools share, assertions, the thread's fatal error, and a few small utilities.
  *
@@ -108,7 +109,9 @@ VEX_API VEX_NORETURN void __vex_assert_fail(const char *expression, const char *
  * Stores the calling thread's fatal error, "<prefix> <origin>: <text> Q-318-<code>", at most 2368
  * characters, and logs it. The first one stays until vexClearFatalError: later ones do nothing.
  *
- * @param code  unique number of the message; (unsigned)-1 for none.
+ * @param origin  name of the function that met the error.
+ * @param code    unique number of the message; (unsigned)-1 for none.
+ * @param format  printf format of the text.
  * @logs the text at error level, once; NULL for origin or format is logged instead.
  */
 VEX_API void vexSetFatalError(const char *origin, unsigned code, const char *format, ...)
@@ -152,7 +155,9 @@ namespace zqutil {
 /** Initialises the library for as long as it lives. */
 class VEX_API LibAutoInit {
 public:
+    /** _VexLibInit with the library's own interface version. @param name  not used. */
     explicit LibAutoInit(const std::string &name);
+    /** VexLibDestroy. */
     ~LibAutoInit();
     LibAutoInit(const LibAutoInit &) = delete;
     LibAutoInit &operator=(const LibAutoInit &) = delete;
@@ -163,7 +168,9 @@ public:
 /** Traces "<name>: enter" and "<name>: exit" while tracing is on. */
 class VEX_API AutoTrace {
 public:
+    /** Traces the entry. @param name  copied. */
     explicit AutoTrace(const std::string &name);
+    /** Traces the exit. */
     ~AutoTrace();
     AutoTrace(const AutoTrace &) = delete;
     AutoTrace &operator=(const AutoTrace &) = delete;
@@ -175,11 +182,14 @@ private:
 /** Marks a scope with a level and a name; logs nothing. */
 class VEX_API AutoDebug {
 public:
+    /** Stores both. */
     AutoDebug(int level, const std::string &name);
     ~AutoDebug();
     AutoDebug(const AutoDebug &) = delete;
     AutoDebug &operator=(const AutoDebug &) = delete;
+    /** The level given. */
     int level() const;
+    /** The name given. */
     const std::string &name() const;
 
 private:
@@ -196,7 +206,9 @@ private:
  */
 class VEX_API VexFileLock {
 public:
+    /** Holds no lock. */
     VexFileLock();
+    /** Gives the lock up. */
     ~VexFileLock();
     VexFileLock(const VexFileLock &) = delete;
     VexFileLock &operator=(const VexFileLock &) = delete;
@@ -211,6 +223,7 @@ public:
     bool Lock(const std::string &path);
     /** Gives the lock up; does nothing when there is none. */
     void Unlock();
+    /** True between a Lock that succeeded and Unlock. */
     bool IsLocked() const;
 
 private:

@@ -1,5 +1,6 @@
 /**
  * @file hash_tree.h
+ * @ingroup containers
  * The index of millions: records of one size in a table of buckets, each bucket a height-balanced
  * tree, all nodes from one preallocator.
  *
@@ -42,9 +43,10 @@ VEX_BEGIN_DECLS
  * Orders two records: negative when @p a comes before @p b, 0 when they are equal, positive when it
  * comes after; -2 (VexHashTreeCompareFailed) when it could not tell, so never -2 for "before".
  *
- * @param a  the record in the tree; aligned to 8 bytes when the slab size is a multiple of 8, else
- * at any address.
- * @param b  the record or key that the caller gave.
+ * @param user  what was given with the comparison.
+ * @param a     the record in the tree; aligned to 8 bytes when the slab size is a multiple of 8,
+ *              else at any address.
+ * @param b     the record or key that the caller gave.
  */
 typedef int (*VexHashTreeCompare)(void *user, const void *a, const void *b);
 /** The hash of a record; its low bits pick the bucket. Equal records must hash alike. */
@@ -76,8 +78,8 @@ typedef struct VexHashTree {
 /** The nodes from a bucket's root (entry 0) to a node (entry depth - 1). Empty it after a change of
  * the tree that did not itself keep it: it is used as it stands. */
 typedef struct VexHashTreePath {
-    VexHashTreeNode *nodes[VexHashTreePathMaxDepth];
-    uint64_t depth; /**< entries in use */
+    VexHashTreeNode *nodes[VexHashTreePathMaxDepth]; /**< from the root down */
+    uint64_t depth;                                  /**< entries in use */
 } VexHashTreePath;
 
 /**
@@ -100,12 +102,15 @@ VEX_API size_t VexHashTreeSize(void);
 /**
  * Initialises a tree in caller storage. No slab is taken until the first keyed operation.
  *
+ * @param tree          caller storage of VexHashTreeSize() bytes; what it held is overwritten.
  * @param bits          log2 of the number of buckets, 0 to 29. Look-ups are fastest with 2^bits not
  *                      below the number of records.
  * @param nodeDataSize  bytes a record; 0 is legal.
+ * @param compare       orders the records of a bucket.
+ * @param hash          picks the bucket.
  * @param user          first argument of @p compare and @p hash.
  * @param slabSize      bytes a slab, at least 36 + nodeDataSize rounded up to a multiple of 8.
- * Choose 2 MiB and more for large trees: such slabs use huge pages.
+ *                      Choose 2 MiB and more for large trees: such slabs use huge pages.
  * @return @p tree, or NULL with errno: EINVAL for bits, NULL functions or too small slabs; ENOMEM.
  * @logs each failure; the preallocator's first.
  */
@@ -148,9 +153,11 @@ VEX_API int VexHashTreeLastNode(VexHashTree *tree, void *out, VexHashTreePath *p
 /**
  * The record after @p key in iteration order: 1 and copied to @p out, 0 at the end, -1 error.
  *
+ * @param tree  the tree that @p path, if given, leads through.
  * @param key   a record; it need not be in the tree unless @p path is in use.
+ * @param out   receives the record; may be NULL, and may be @p key.
  * @param path  where @p key is: the step goes from there without a search. NULL or empty: the key
- * is searched. Left at the record, empty when the result is 0 or -1.
+ *              is searched. Left at the record, empty when the result is 0 or -1.
  */
 VEX_API int VexHashTreeNextNode(VexHashTree *tree, const void *key, void *out,
                                 VexHashTreePath *path);
@@ -167,6 +174,7 @@ VEX_API uint32_t VexHashTreeGetBits(VexHashTree *tree);
  * Changes the number of buckets and moves every node to its new one; no node is allocated or
  * copied.
  *
+ * @param tree  the tree; paths into it must be emptied afterwards.
  * @param bits  0 to 29; the present value changes nothing.
  * @return 0, or -1 with errno: EINVAL, ENOMEM (the tree is as before), or the comparison's errno.
  * @note A comparison that fails midway leaves the records not yet moved out of reach until a later
@@ -206,6 +214,9 @@ VEX_API void *VexHashTreeNodeGetNodeData(VexHashTreeNode *node);
  * Finds the place of a node's data and links the node there unless an equal one is present.
  *
  * @param root      the bucket.
+ * @param node      to be linked; its links and balance are overwritten then.
+ * @param compare   called with the data of a linked node and the data of @p node.
+ * @param user      first argument of @p compare.
  * @param inserted  1 when @p node was linked, else 0; may be NULL.
  * @param path      every visited node is pushed, so that it runs from the root to the node.
  * @return the link that points to the node with this data, or NULL with errno.

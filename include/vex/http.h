@@ -1,5 +1,6 @@
 /**
  * @file http.h
+ * @ingroup clients
  * One reusable HTTP request over libcurl. For storage services, with their certificates, proxies
  * and retries, see storage_http.h.
  *
@@ -25,14 +26,16 @@
 
 struct curl_slist;
 
+/** A request, its handle and the last response. */
 class VEX_API CurlRequest {
 public:
+    /** Methods. */
     enum HttpMethod { POST = 0, GET = 1, PUT = 2, DELETE = 3, HEAD = 4, PATCH = 5 };
     /** Memory of the caller, and how far a transfer has got in it. */
     struct CurlBuffer {
-        char *data;
-        size_t size;
-        size_t pos;
+        char *data;  /**< the first byte */
+        size_t size; /**< bytes at data */
+        size_t pos;  /**< bytes sent from it, or received into it */
     };
 
     /** libcurl's set-up for the process. @return libcurl's code, 0 for success. */
@@ -42,6 +45,7 @@ public:
 
     /** Makes a handle; see easy_init for whether that succeeded. */
     CurlRequest();
+    /** easy_cleanup. */
     ~CurlRequest();
     CurlRequest(const CurlRequest &) = delete;
     CurlRequest &operator=(const CurlRequest &) = delete;
@@ -55,8 +59,12 @@ public:
      * Makes the request ready and drops what the last one left: response, header lines, options.
      * The connection stays open for this one.
      *
-     * @param connect_timeout_s, timeout_s  0 for libcurl's own: 300 seconds, and none.
-     * @param verify_host, verify_peer      false accepts any server's certificate; for tests only.
+     * @param url                http or https, or what else libcurl was built for.
+     * @param method             POST, PUT and PATCH send what putData gave, the others no body.
+     * @param connect_timeout_s  0 for libcurl's own, 300 seconds.
+     * @param timeout_s          for the whole transfer; 0 for none.
+     * @param verify_host        false accepts a certificate of another host; for tests only.
+     * @param verify_peer        false accepts any certificate; for tests only.
      * @return 0; -1 without a handle and when libcurl refuses an option.
      */
     int start(const std::string &url, HttpMethod method, long connect_timeout_s, long timeout_s,
@@ -65,7 +73,15 @@ public:
     /**
      * The same with a body to upload, which is copied, and header lines.
      *
-     * @param content_type  sent as the line "Content-Type: ..."; empty for none.
+     * @param url                as above.
+     * @param method             as above.
+     * @param body               copied, and sent with POST, PUT and PATCH.
+     * @param content_type       sent as the line "Content-Type: ..."; empty for none.
+     * @param lines              "Name: value" each, as headers takes them.
+     * @param connect_timeout_s  as above.
+     * @param timeout_s          as above.
+     * @param verify_host        as above.
+     * @param verify_peer        as above.
      */
     int start(const std::string &url, HttpMethod method, const std::string &body,
               const std::string &content_type, const std::vector<std::string> &lines,
@@ -73,6 +89,7 @@ public:
 
     /** Adds "Name: value" lines; a line with a line break inside is left out, with one log line. */
     void headers(const std::string &line);
+    /** The same for several lines. */
     void headers(const std::vector<std::string> &lines);
 
     /**
@@ -90,6 +107,7 @@ public:
     void getData(char *buffer, size_t capacity);
     /** The body of the last response, unless it went to a buffer of the caller's. */
     const std::string &getData() const { return body_; }
+    /** The same as getData(). */
     const std::string &getDataString() const { return body_; }
     /** The status and header lines of the last response as they came, of each if there were
      * several. */
@@ -101,10 +119,14 @@ public:
     /** The text with all but letters, digits and "-._~" escaped; empty without a handle. */
     std::string encodeUrl(const std::string &text);
 
-    /** What libcurl calls with a block of size * n bytes; @p user is a CurlBuffer or a std::string.
-     */
+    /** Called by libcurl with size * n received bytes; @p user is a CurlBuffer. @return the bytes
+     * that had room. */
     static size_t getDataCallback_(char *block, size_t size, size_t n, void *user);
+    /** Called by libcurl for up to size * n bytes to send; @p user is a CurlBuffer. @return the
+     * bytes given, 0 at the end. */
     static size_t putDataCallback_(char *block, size_t size, size_t n, void *user);
+    /** Called by libcurl with size * n received bytes; @p user is a std::string. @return size * n,
+     * 0 without memory. */
     static size_t getStringCallback_(char *block, size_t size, size_t n, void *user);
 
 private:

@@ -1,5 +1,6 @@
 /**
  * @file inifile.h
+ * @ingroup config
  * Configuration files: one process-wide store of parsed ini files with typed getters and savers.
  *
  * A file is parsed on the first request that names it and served from memory from then on. Getters
@@ -40,11 +41,15 @@ VEX_BEGIN_DECLS
  * section, each name followed by a NUL; a name that does not fit whole ends the list.
  *
  * @param n             0 or more; a negative number counts as 0.
+ * @param section       matched whatever its case; NULL lists the sections.
+ * @param key           matched whatever its case; NULL lists the section's keys.
  * @param buf           receives the text, cut to @p buflen - 1 characters; the whole buffer is
- * zeroed first.
+ *                      zeroed first.
  * @param buflen        room in bytes, at least 1.
  * @param defaultValue  used when the value is missing or empty. It then becomes value 0 of the key
- * in memory, unless the key has a value 0 already. NULL stores the key without value.
+ *                      in memory, unless the key has a value 0 already. NULL stores the key without
+ *                      value.
+ * @param path          the ini file.
  * @return length of the stored value + 1 when found (also when it was cut); minus the length copied
  * when the default was used, so 0 for an empty or NULL default; the bytes needed for a listing (0
  * for a missing section); 0 on failure with errno EINVAL, ENOMEM. After ENOMEM @p buf holds the
@@ -71,7 +76,12 @@ VEX_API int InifileGetPathA(const char *section, const char *key, char *buf, int
 /**
  * Reads a decimal integer of the type's range.
  *
- * @param out  set to the default first, which stays there on every failure; must not be NULL.
+ * @param section       matched whatever its case.
+ * @param key           matched whatever its case.
+ * @param out           set to the default first, which stays there on every failure; must not be
+ *                      NULL.
+ * @param defaultValue  used, and put into the store, when the value is missing or empty.
+ * @param path          the ini file.
  * @return what inifileGetNthValue returns, or 0 when the value is not a number from end to end
  * (EINVAL), is out of the type's range (ERANGE), or on failure (EINVAL, ENOMEM). A bad value logs
  * nothing: report it with InifileErrorA, which can say what was expected.
@@ -122,23 +132,32 @@ VEX_API int InifileGetFloatA(const char *section, const char *key, float *out, f
  * Stores value 0 of a key in memory and marks the file modified. Missing sections and keys are
  * appended.
  *
- * @param value  NULL and "" store the key without value. Line breaks inside are written to disk as
- * "\n" and "\r" of two characters each; blanks at either end do not survive a reload.
+ * @param section  created when it is missing.
+ * @param key      created when it is missing.
+ * @param value    NULL and "" store the key without value. Line breaks inside are written to disk
+ *                 as "\n" and "\r" of two characters each; blanks at either end do not survive a
+ *                 reload.
+ * @param path     the ini file.
  * @return 0, or -1 with errno: EINVAL also for a name that could not be read back (a key that is
  * empty, holds '=' or a line break, begins with '[', ';', '#' or a character that is neither
  * letter, digit nor punctuation, or ends in a blank; a section with ']' or a line break); ENOMEM.
  */
 VEX_API int InifileSaveValueA(const char *section, const char *key, const char *value,
                               const char *path);
-/** InifileSaveValueA of a number in decimal. */
+/** InifileSaveValueA of a number in decimal, '-' included. */
 VEX_API int InifileSaveIntegerA(const char *section, const char *key, int value, const char *path);
+/** InifileSaveIntegerA for its type. */
 VEX_API int InifileSaveUIntegerA(const char *section, const char *key, unsigned value,
                                  const char *path);
+/** InifileSaveIntegerA for its type. */
 VEX_API int InifileSaveShortA(const char *section, const char *key, short value, const char *path);
+/** InifileSaveIntegerA for its type. */
 VEX_API int InifileSaveUShortA(const char *section, const char *key, unsigned short value,
                                const char *path);
+/** InifileSaveIntegerA for its type. */
 VEX_API int InifileSaveLongLongA(const char *section, const char *key, long long value,
                                  const char *path);
+/** InifileSaveIntegerA for its type. */
 VEX_API int InifileSaveULongLongA(const char *section, const char *key, unsigned long long value,
                                   const char *path);
 /** InifileSaveValueA of a byte count in decimal, without unit. */
@@ -227,11 +246,13 @@ VEX_API void InifileWarningA(const char *path, const char *section, const char *
 /** InifileErrorA at notice level. */
 VEX_API void InifileNoticeA(const char *path, const char *section, const char *key,
                             const char *value, const char *reason);
-/** The same blocks for a number. */
+/** InifileErrorA for a number. */
 VEX_API void InifileValueErrorA(const char *path, const char *section, const char *key, long value,
                                 const char *reason);
+/** InifileValueErrorA at warning level. */
 VEX_API void InifileValueWarningA(const char *path, const char *section, const char *key,
                                   long value, const char *reason);
+/** InifileValueErrorA at notice level. */
 VEX_API void InifileValueNoticeA(const char *path, const char *section, const char *key, long value,
                                  const char *reason);
 
@@ -240,6 +261,7 @@ VEX_API void InifileValueNoticeA(const char *path, const char *section, const ch
  * permissions (0700 for a directory, 0600 for a file).
  *
  * @param path, section, key  where @p value comes from, for the report.
+ * @param value               the path to check.
  * @param requiredKind        S_IFDIR (16384) or S_IFREG (32768).
  * @param strip               non-zero ignores '/' at the end of @p value.
  * @return 0, or -1 with errno: EINVAL for an empty value or another kind number, what stat left,

@@ -1,5 +1,6 @@
 /**
  * @file interface.h
+ * @ingroup net
  * The machine's interfaces, host routes, and accepting connections with the peer's name.
  *
  * Failures are 0-or--1 or NULL with errno and one line in the log.
@@ -45,11 +46,12 @@ VEX_API vexList *NetInterfaceListCreate(int family);
 VEX_API void NetInterfaceListDestroy(vexList *list);
 
 /**
- * Find the first record of an interface's name, or of an address, in whatever form it is written.
+ * Finds the first record of an interface's name.
  *
  * @return the list's record; NULL with ENOENT, silently, when there is none.
  */
 VEX_API const struct NetInterface *NetInterfaceFindByName(vexList *list, const char *name);
+/** NetInterfaceFindByName for an address, in whatever form it is written. */
 VEX_API const struct NetInterface *NetInterfaceFindByAddress(vexList *list, const char *address);
 
 /** Copies the records whose address lies in one of the ranges of iprange_list_create. @return a new
@@ -74,10 +76,13 @@ VEX_API int NetDelRoute(const char *target, const char *if_ip, const char *if_na
 /**
  * Accepts a connection and tells who the peer is. An IPv4 peer of an IPv6 socket shows as IPv4.
  *
+ * @param listen_fd  a listening socket of NetBindAndListen.
  * @param host       receives its name by NetGetPeerName, "" when it does not fit (1025 bytes hold
  *                   every name); NULL leaves the look-up out.
+ * @param host_size  room at @p host in bytes.
  * @param ip         receives its numeric address (46 bytes hold it), "" for other families; NULL
  *                   for none.
+ * @param ip_size    room at @p ip in bytes.
  * @param port       receives its port; NULL for none.
  * @return the socket, close-on-exec; -1 with the errno of accept(2); EAGAIN is not logged.
  * @note Waits without limit for a connection on a blocking socket; the look-up of the name takes as
@@ -89,7 +94,10 @@ VEX_API int NetAccept(int listen_fd, char *host, size_t host_size, char *ip, siz
 /**
  * Finds the name of a host by its address, in the process's cache first.
  *
- * @param size  room of @p host in bytes.
+ * @param address       an IPv4 or IPv6 address.
+ * @param address_size  bytes at @p address.
+ * @param host          receives the name, or the numeric address where there is none.
+ * @param size          room of @p host in bytes.
  * @return 0 when the name was found; 1 when there is none: @p host holds the numeric address; -1
  * with ENOBUFS for a name that does not fit, EAFNOSUPPORT for an address that cannot be printed.
  * @logs a warning for each address without a name and for each look-up of more than 5 seconds.
@@ -102,6 +110,7 @@ VEX_API int NetGetPeerName(const struct sockaddr *address, socklen_t address_siz
  * Switches the reverse-lookup cache, which is on at first, and sets how long it is kept until it is
  * emptied as a whole: the key DNSCacheTimeoutSecond of a program's configuration.
  *
+ * @param enabled          false makes each call ask the resolver.
  * @param timeout_seconds  3600 at first.
  */
 VEX_API void NetSetDnsCache(bool enabled, unsigned timeout_seconds);

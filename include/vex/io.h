@@ -1,5 +1,6 @@
 /**
  * @file io.h
+ * @ingroup io
  * Reading, writing, syncing and renaming that signals do not cut short and a power cut does not
  * undo.
  *
@@ -29,6 +30,7 @@ VEX_BEGIN_DECLS
  * Reads exactly @p count bytes unless the file ends before; a call that a signal interrupts is
  * repeated.
  *
+ * @param fd      open for reading.
  * @param buffer  room for @p count bytes; may be NULL when that is 0.
  * @param count   bytes; 0 returns 0 at once, whatever the other arguments are.
  * @return the bytes read, less than @p count only at the end of the file; -1 with EINVAL for a NULL
@@ -95,7 +97,10 @@ VEX_API int safe_rename(const char *from, const char *to);
 /**
  * fread that goes on after a signal.
  *
- * @param size   bytes of one item; with @p count 0 it returns 0 at once.
+ * @param buffer  room for @p size times @p count bytes.
+ * @param size    bytes of one item; with @p count 0 it returns 0 at once.
+ * @param count   items.
+ * @param stream  open for reading.
  * @return whole items read, less than @p count at the end of the file (silent) or on an error.
  * @logs two error lines when the stream's error flag is set after a short transfer; one for a NULL
  * stream or buffer (EINVAL).
@@ -136,6 +141,7 @@ VEX_API int safe_fclose(FILE *stream);
 /**
  * Reads decimal digits from a stream up to the first other character, which stays in the stream.
  *
+ * @param stream     open for reading.
  * @param buffer     receives the digits, not terminated; room for @p max bytes. Never NULL.
  * @param max        most digits to read; what follows them is not looked at. 0 reads nothing.
  * @param count_out  receives the number of digits, 0 when there is none.

@@ -1,5 +1,6 @@
 /**
  * @file iprange.h
+ * @ingroup net
  * Lists of permitted IPv4 networks, as configuration files give them.
  *
  * A failure gives NULL or -1 with errno, and one line, or two where a caller's line names the text

@@ -1,5 +1,6 @@
 /**
  * @file list.h
+ * @ingroup containers
  * A doubly linked list of pointer-sized values with one cursor.
  *
  * The list stores the values alone: what they point to stays the caller's. Appending takes constant
@@ -20,7 +21,7 @@ VEX_BEGIN_DECLS
 
 /** One element, 24 bytes. */
 typedef struct vexListNode {
-    void *value;
+    void *value;              /**< the caller's, never freed */
     struct vexListNode *next; /**< NULL at the end */
     struct vexListNode *prev; /**< the list's header, taken for a node, at the front */
 } vexListNode;

@@ -1,5 +1,6 @@
 /**
  * @file log.h
+ * @ingroup log
  * The log that every part of the library and every program on it reports through.
  *
  * A message is formatted once, in buffers of the calling thread's own context, and then goes, each
@@ -27,23 +28,23 @@
 #include <vex/export.h>
 
 /** Levels of a message, one bit each. */
-#define VEX_LOG_CRIT 1
-#define VEX_LOG_ERR 2
-#define VEX_LOG_WARN 4
-#define VEX_LOG_AUTH 8
-#define VEX_LOG_INFO 16
-#define VEX_LOG_NOTICE 32
-#define VEX_LOG_TRACE 64
-#define VEX_LOG_BUG 128
+#define VEX_LOG_CRIT 1    /**< the process cannot go on */
+#define VEX_LOG_ERR 2     /**< a call failed */
+#define VEX_LOG_WARN 4    /**< it went on, but somebody should look */
+#define VEX_LOG_AUTH 8    /**< who was let in, and who was not */
+#define VEX_LOG_INFO 16   /**< what the process does */
+#define VEX_LOG_NOTICE 32 /**< what operators may want to know */
+#define VEX_LOG_TRACE 64  /**< for developers; no code */
+#define VEX_LOG_BUG 128   /**< what must not happen did */
 
 /** Levels of the file-system component; each is filtered as an ordinary level (debug and info as
  * info, and so on). */
-#define VEX_LOG_WQFS_ERROR 0x2000000
-#define VEX_LOG_WQFS_INFO 0x4000000
-#define VEX_LOG_WQFS_DEBUG 0x8000000
-#define VEX_LOG_WQFS_TRACE 0x10000000
-#define VEX_LOG_WQFS_WARNING 0x20000000
-#define VEX_LOG_WQFS_CACHE 0x40000000
+#define VEX_LOG_WQFS_ERROR 0x2000000    /**< filtered as err */
+#define VEX_LOG_WQFS_INFO 0x4000000     /**< filtered as info */
+#define VEX_LOG_WQFS_DEBUG 0x8000000    /**< filtered as info */
+#define VEX_LOG_WQFS_TRACE 0x10000000   /**< filtered as trace */
+#define VEX_LOG_WQFS_WARNING 0x20000000 /**< filtered as warn */
+#define VEX_LOG_WQFS_CACHE 0x40000000   /**< a bit of its own: written when the flags hold it */
 
 /** Flags that go with the levels in a flags word. */
 #define VEX_LOG_DATE 0x800           /**< timestamp at the head of file lines */
@@ -59,11 +60,11 @@
     0x800000 /**< timestamp "%H:%M:%S "; also honoured in the thread's own flags */
 
 /** Presets, as vexLogParseFlagsA reads them by name. */
-#define VEX_LOG_PRESET_MINIMAL 139
-#define VEX_LOG_PRESET_SHORT 143
-#define VEX_LOG_PRESET_LONG 159
-#define VEX_LOG_PRESET_VERBOSE 191
-#define VEX_LOG_PRESET_FULL 2303
+#define VEX_LOG_PRESET_MINIMAL 139 /**< crit, err, auth, bug */
+#define VEX_LOG_PRESET_SHORT 143   /**< minimal and warn */
+#define VEX_LOG_PRESET_LONG 159    /**< short and info */
+#define VEX_LOG_PRESET_VERBOSE 191 /**< long and notice */
+#define VEX_LOG_PRESET_FULL 2303   /**< all levels, with timestamps */
 
 VEX_BEGIN_DECLS
 
@@ -114,19 +115,24 @@ VEX_API void __Trace(const char *format, ...) VEX_PRINTF(1, 2);
 /** __Trace over a va_list. */
 VEX_API void __TraceVA(const char *format, va_list args) VEX_PRINTF(1, 0);
 
-/** The file-system component's entry points: their level, without code. */
+/** The file-system component's debug line: VEX_LOG_WQFS_DEBUG, without code. */
 VEX_API void DebugVA(const char *format, va_list args) VEX_PRINTF(1, 0);
+/** DebugVA at level VEX_LOG_WQFS_ERROR. */
 VEX_API void ErrorVA(const char *format, va_list args) VEX_PRINTF(1, 0);
+/** DebugVA at level VEX_LOG_WQFS_INFO. */
 VEX_API void InfoVA(const char *format, va_list args) VEX_PRINTF(1, 0);
+/** DebugVA at level VEX_LOG_WQFS_WARNING. */
 VEX_API void WarningVA(const char *format, va_list args) VEX_PRINTF(1, 0);
+/** DebugVA at level VEX_LOG_WQFS_TRACE. */
 VEX_API void __WqfsLogTraceVA(const char *format, va_list args) VEX_PRINTF(1, 0);
 
 /**
  * Sends a message straight to syslog(3), whatever the flags and the syslog mask say.
  *
  * @param code      shown as "<WORD>: <base code + code>: "; left out when -1 and at priority
- * LOG_INFO.
+ *                  LOG_INFO.
  * @param priority  0 (LOG_EMERG) to 7 (LOG_DEBUG); beyond that the word is empty.
+ * @param format    printf format of the text.
  */
 VEX_API void vexSyslog(int code, int priority, const char *format, ...) VEX_PRINTF(3, 4);
 
@@ -150,8 +156,11 @@ VEX_API int vexLogSet(const char *path, int flags, int syslogMask);
 /**
  * vexLogSet with a label that is put into file lines between level word and tag, without any blank.
  *
- * @param reserved  pass NULL.
- * @param label     at most 31 characters are kept; NULL for none.
+ * @param path        as vexLogSet.
+ * @param flags       as vexLogSet.
+ * @param syslogMask  as vexLogSet.
+ * @param reserved    pass NULL.
+ * @param label       at most 31 characters are kept; NULL for none.
  */
 VEX_API int vexLogSetEx(const char *path, int flags, int syslogMask, void *reserved,
                         const char *label);
@@ -224,7 +233,9 @@ VEX_API int vexLogParseFlagsA(const char *text);
  * Prints a flags word: the largest preset it holds, or "none", then ", threadid", ", date", ",
  * silent", ", timing".
  *
- * @param size  room in characters; what does not fit is cut.
+ * @param flags  the word to print.
+ * @param buf    receives the text, terminated.
+ * @param size   room in characters; what does not fit is cut.
  * @return @p buf, or the constant "(unknown)" when buf is NULL or size below 4.
  */
 VEX_API const char *vexLogFlagsToString(int flags, char *buf, size_t size);

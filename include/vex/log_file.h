@@ -1,5 +1,6 @@
 /**
  * @file log_file.h
+ * @ingroup log
  * The log file manager: one open file per log path, whole lines, rotation by size.
  *
  * Each line is one write(2) on a descriptor opened with O_APPEND: lines of several threads and
@@ -61,7 +62,9 @@ namespace util {
 /** A log file's directory could not be created; what() names the thread and the directory. */
 class VEX_API BadPathException : public std::runtime_error {
 public:
+    /** @param text  what what() tells. */
     explicit BadPathException(const std::string &text);
+    /** Frees the text. */
     ~BadPathException() override;
 };
 
@@ -88,7 +91,9 @@ private:
 /** One log file. */
 class VEX_API LogFile {
 public:
+    /** No file: lines are kept in memory until setPath. */
     LogFile();
+    /** Closes; lines that are kept are lost, flush() first. */
     ~LogFile();
     LogFile(const LogFile &) = delete;
     LogFile &operator=(const LogFile &) = delete;
@@ -133,12 +138,17 @@ private:
 /** All log files of the process, by path. */
 class VEX_API LogManager {
 public:
+    /** The process's manager, which is never destroyed. */
     static LogManager &instance();
     /** The file of that path, made on first use. @throws BadPathException, std::bad_alloc. */
     std::shared_ptr<LogFile> get(std::string_view path);
+    /** logFileSetMaxSize. */
     void setMaxSize(size_t bytes);
+    /** What setMaxSize stored last; 0 at first. */
     size_t maxSize() const;
+    /** logFileFlushStreams. */
     void flushAll();
+    /** logFileReset. */
     void reset();
     /** Closes files not used for @p idle_seconds; how many. get() calls it about once a minute. */
     size_t cleanUpStaleFiles(unsigned idle_seconds);

@@ -1,5 +1,6 @@
 /**
  * @file magic.h
+ * @ingroup crypto
  * The 14-byte header that opens every file and stream in the library's own formats.
  *
  * Big-endian on any host: "VEX ", a 16-bit set of flags, a 64-bit value of the writer's choosing
@@ -45,7 +46,9 @@ VEX_BEGIN_DECLS
  * Builds a header in memory.
  *
  * @param flags   the low 16 bits count.
+ * @param buffer  receives the 14 bytes.
  * @param size    room at @p buffer in bytes.
+ * @param value   stored big-endian behind the flags.
  * @return 14, or -1 with errno EINVAL for NULL or a size below 14; nothing is logged.
  */
 VEX_API int vexMagicMake(int flags, void *buffer, int size, uint64_t value);
@@ -58,7 +61,10 @@ VEX_API int vexMagicFwrite(int flags, FILE *stream, uint64_t value);
 /**
  * Reads the header of a file, or of a buffer when @p path is NULL.
  *
- * @param size  bytes at @p buffer.
+ * @param path    the file; NULL reads @p buffer.
+ * @param buffer  not looked at with a path.
+ * @param size    bytes at @p buffer.
+ * @param value   receives the 64-bit value; may be NULL.
  * @return as above; without a path 0 with errno ENODATA for less than 14 bytes, EINVAL for a NULL
  * buffer.
  */
@@ -73,6 +79,8 @@ VEX_API int vexMagicRead(int fd, uint64_t *value);
 /**
  * Reads a header from the current position, which pipes allow too.
  *
+ * @param fd      open for reading, 0 included.
+ * @param value   receives the 64-bit value; may be NULL.
  * @param rewind  non-zero moves the position back to where it was.
  * @return as above; but -2, with an error line, when 14 bytes cannot be read or the position not
  * restored.
@@ -85,6 +93,7 @@ VEX_API int vexMagicFread(FILE *stream, uint64_t *value);
 /**
  * Tells whether the data behind a header is encrypted and compressed.
  *
+ * @param header      the bytes that the stream begins with.
  * @param size        bytes at @p header.
  * @param encrypted   receives 1 or 0, only when flags are returned; may be NULL.
  * @param compressed  likewise.

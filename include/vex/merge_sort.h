@@ -1,5 +1,6 @@
 /**
  * @file merge_sort.h
+ * @ingroup containers
  * Sorts streams of objects that may not fit in memory, and arrays that do.
  *
  * A sort context holds the caller's callbacks and limits. BinarySortFp reads objects from one
@@ -48,8 +49,9 @@ VEX_BEGIN_DECLS
 /**
  * Reads the next object from a source or a temporary file.
  *
+ * @param user    the context's.
  * @param stream  the source (NULL when the caller gave none) or a temporary file, which holds what
- * the write callback wrote.
+ *                the write callback wrote.
  * @param size    receives the bytes that the object counts in its batch; 0 before the call.
  * @return the object; NULL with errno ENOENT at the end of the stream, 0 (as it is before the call)
  * to skip an input record, anything else for an error.
@@ -59,14 +61,21 @@ typedef void *(*BinarySortRead)(void *user, FILE *stream, uint64_t *size);
 /**
  * Compares two objects: negative, 0 or positive, as @p a belongs before @p b or not.
  *
+ * @param user     the context's.
+ * @param a        an object that read returned.
  * @param numberA  1, 2, 3 ... in the order of reading; 0 for an object from a temporary file
- * without BINARY_SORT_NUMBERS.
+ *                 without BINARY_SORT_NUMBERS.
+ * @param b        another one.
+ * @param numberB  likewise for @p b.
  */
 typedef int (*BinarySortCompare)(void *user, const void *a, uint64_t numberA, const void *b,
                                  uint64_t numberB);
 /**
  * Writes an object in the form that the read callback reads.
  *
+ * @param user    the context's.
+ * @param object  an object that read returned; not freed by this callback.
+ * @param stream  a temporary file or the destination.
  * @param offset  bytes that this sort has put into the stream before.
  * @return bytes written, or UINT64_MAX with errno on failure.
  */
@@ -82,20 +91,24 @@ typedef struct BinarySortCtx BinarySortCtx;
  *
  * A callback that throws a std::exception ends the sort as a failing one does.
  *
+ * @param read              gives the objects, of the source and of temporary files.
+ * @param compare           orders two objects.
  * @param compareEqual      called as (user, new object, its number, present object, its number)
- * when compare gave 0: negative drops the new object, 0 and positive the present one. NULL keeps
- * all equal objects, in the order of the input.
+ *                          when compare gave 0: negative drops the new object, 0 and positive the
+ *                          present one. NULL keeps all equal objects, in the order of the input.
+ * @param write             writes an object to a temporary file or the destination.
+ * @param freeFn            frees an object.
  * @param value             stored for the caller; the sort does not use it.
  * @param user              first argument of every callback.
  * @param maxObjects        objects in a batch, at least 1; 32 bytes of memory each, touched as the
- * batch fills.
+ *                          batch fills.
  * @param maxBatchSize      bytes of objects, as read reported them, from which a batch is full. A
- * batch holds at least one object.
+ *                          batch holds at least one object.
  * @param tmpdir            directory of the temporary files; copied.
  * @param filesToMerge      runs that are merged at once, at least 2. Up to 128 every amount of
- * input can be sorted.
- * @param streamBufferSize  bytes of buffer for each temporary file; 0 and UINT64_MAX leave the
- * C library's.
+ *                          input can be sorted.
+ * @param streamBufferSize  bytes of buffer for each temporary file; 0 and UINT64_MAX leave the C
+ *                          library's.
  * @param flags             BINARY_SORT_...
  * @return the context; NULL with EINVAL for a NULL callback other than @p compareEqual, a NULL
  * directory or a number too small, ENOMEM.
@@ -114,9 +127,10 @@ VEX_API void BinarySortCtxDestruct(BinarySortCtx **ctx);
 /**
  * Sorts all objects of @p src into @p dst.
  *
+ * @param ctx  may serve another sort afterwards.
  * @param src  handed to the read callback as it is; may be NULL when that reads from elsewhere.
  * @param dst  receives the objects through the write callback, or a copy of the only run; flushed,
- * not closed.
+ *             not closed.
  * @return 0 when everything was read and has left the destination's buffer; -1 with errno, and then
  * the destination must be thrown away, whatever it holds: EINVAL for a NULL context or destination;
  * EFAULT when a temporary file or the destination could not be written or a run's number not be
@@ -131,12 +145,14 @@ VEX_API int BinarySortFp(BinarySortCtx *ctx, FILE *src, FILE *dst);
  * Sorts an array in memory by merging; equal elements keep their order.
  *
  * @param array        @p count elements of @p elementSize bytes.
+ * @param count        elements.
+ * @param elementSize  bytes of one element.
  * @param compare      negative, 0 or positive; only a positive result puts @p b before @p a, where
- * a stood before b. It may be interrupted by an exception: the array then holds all its elements in
- * some order.
+ *                     a stood before b. It may be interrupted by an exception: the array then holds
+ *                     all its elements in some order.
  * @param context      first argument of compare.
  * @param scratch      room for @p count elements; its content afterwards is undefined.
- * @return nothing; NULL for the array, scratch or compare with two or more elements is refused with
+ * @note NULL for the array, scratch or compare with two or more elements is refused with
  * EINVAL and one error line, the array unchanged.
  */
 VEX_API void BinarySortMergeSort(void *array, uint64_t count, uint64_t elementSize,

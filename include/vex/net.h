@@ -1,5 +1,6 @@
 /**
  * @file net.h
+ * @ingroup net
  * Name resolution, TCP connections and listeners, waiting, sending and receiving.
  *
  * Host names and addresses may be of IPv4 and IPv6. Descriptors belong to the caller, who closes
@@ -41,14 +42,14 @@ struct relayinfo {
  * struct addrinfo, so that a list can be handed to code that expects the system's.
  */
 struct zq_addrinfo {
-    int ai_flags; /**< the resolver's; one private bit marks the node of a relay list */
-    int ai_family;
-    int ai_socktype;
-    int ai_protocol;
+    int ai_flags;             /**< the resolver's; one private bit marks the node of a relay list */
+    int ai_family;            /**< AF_INET or AF_INET6; AF_UNSPEC in a relay list */
+    int ai_socktype;          /**< SOCK_STREAM */
+    int ai_protocol;          /**< IPPROTO_TCP, or 0 */
     socklen_t ai_addrlen;     /**< bytes at ai_addr */
     struct sockaddr *ai_addr; /**< NULL in a relay list */
     char *ai_canonname;       /**< NULL unless asked for; the destination host in a relay list */
-    struct addrinfo *ai_next;
+    struct addrinfo *ai_next; /**< NULL at the end */
     struct relayinfo *relayinfo; /**< NULL unless in a relay list */
 };
 
@@ -107,6 +108,9 @@ VEX_API void zq_freeaddrinfo(struct addrinfo *list);
  * whose relayinfo holds the four texts. Resolves nothing.
  *
  * @param dest_host, dest_port  NULL counts as "", which NetConnectByAddr4Relay refuses.
+ * @param relay_host            name or address of the relay.
+ * @param relay_port            its port in decimal.
+ * @param result_out            receives the list, untouched after a failure.
  * @return 0; EAI_BADFLAGS with EINVAL for a NULL relay or a text of more than 255 bytes;
  * EAI_MEMORY.
  * @owner see zq_getaddrinfo.
@@ -136,6 +140,7 @@ VEX_API int get_nat_vkproxy(char *host_out, size_t host_size, char *port_out, si
  * A route that was added for an attempt that fails is removed again; one that existed stays. Each
  * attempt takes about half a minute at most when nothing answers (TCP_SYNCNT is 4).
  *
+ * @param list        of zq_getaddrinfo or the system's; stays the caller's.
  * @param parameters  NULL for the defaults.
  * @return the connected socket, blocking; -1 with the errno of the last attempt.
  * @logs "Failed to connect to host" once, warnings for local addresses that cannot be bound.
@@ -162,6 +167,8 @@ VEX_API int NetConnectByAddr4Relay(const struct addrinfo *list,
 /**
  * Tunes a TCP socket: the options, the buffers, and TCP_SYNCNT 4 always.
  *
+ * @param fd                           a TCP socket, connected or not.
+ * @param options                      NET_OPT_ bits.
  * @param send_buffer, receive_buffer  bytes; 0 leaves the system's choice, which grows as needed.
  * @return 0, also when some option could not be set, which is a warning; -1 with EBADF for a
  * negative descriptor.
@@ -200,7 +207,8 @@ VEX_API ssize_t write_n_bytes(int fd, const void *buffer, size_t count);
  * Sends one line: the text, cut to 1022 bytes without notice, and a newline, also behind a text
  * that ends in one.
  *
- * @param fd  a socket, a pipe or a file.
+ * @param fd      a socket, a pipe or a file.
+ * @param format  printf format of the text.
  * @return the bytes sent by the one call made, which may be fewer on a non-blocking descriptor; -1.
  */
 VEX_API int NetSend(int fd, const char *format, ...) VEX_PRINTF(2, 3);
@@ -208,8 +216,9 @@ VEX_API int NetSend(int fd, const char *format, ...) VEX_PRINTF(2, 3);
 /**
  * Waits until a descriptor is readable.
  *
+ * @param fd          a socket, a pipe, a terminal or a file.
  * @param timeout_ms  milliseconds, negative without limit; 0 waits 60, then 120, then 240 seconds,
- * telling each, and then without limit.
+ *                    telling each, and then without limit.
  * @return 1 when readable, which the end of the peer's data is too; 0 when the time is over; -1 for
  * an interrupted wait (EINTR, traced only), a hang-up (EPIPE), a descriptor in error (its error, or
  * EIO) or one that is not open (EBADF).
@@ -223,7 +232,9 @@ VEX_API int NetCheckForInput(int fd);
 /**
  * Receives one line, without its "\n" or "\r\n", and not a byte beyond it.
  *
- * @param size  room with the terminator.
+ * @param fd      a socket, a pipe or a file.
+ * @param buffer  receives the line, terminated.
+ * @param size    room with the terminator.
  * @return its length; -1 with ECONNRESET when the peer closed before any byte; -1 with ENOBUFS for
  * a line that does not fit, whose rest has been dropped and whose head is in @p buffer. What came
  * before the peer closed counts as a line.
@@ -247,8 +258,9 @@ VEX_API int NetReadReply(int fd, char *buffer, size_t size);
  */
 VEX_API int NetCheckIPRange(const char *ranges, const char *address, int verbose);
 
-/** Start and end the use of the network: nothing to do on this platform. @return 0. */
+/** Starts the use of the network: nothing to do on this platform. @return 0. */
 VEX_API int NetStart(void);
+/** Ends the use of the network: nothing to do on this platform. @return 0. */
 VEX_API int NetStop(void);
 
 /**
@@ -260,21 +272,24 @@ VEX_API int NetStop(void);
 VEX_API char *get_ip_str(const struct sockaddr *address, char *buffer, size_t size);
 
 /**
- * Tell whether a host is this machine: one of its addresses can be bound here. Relays play no part.
+ * Tells whether a host is this machine: one of its addresses can be bound here. Relays play no
+ * part.
  *
  * @return 1 or 0; 0 also for a name that cannot be resolved and after a failure.
  */
 VEX_API int NetIsHostLocalByName(const char *name);
+/** NetIsHostLocalByName for the addresses of a list. */
 VEX_API int NetIsHostLocalByAddr(const struct addrinfo *list);
 /** The same for one node of a list. */
 VEX_API int is_addrinfo_local(const struct addrinfo *one);
 
 /**
- * Tell whether two hosts are the same: they share an address, or both are this machine.
+ * Tells whether two hosts are the same: they share an address, or both are this machine.
  *
  * @return 1 or 0; 0 also for names that cannot be resolved, and with EINVAL for NULL and "".
  */
 VEX_API int NetSameHostByName(const char *name1, const char *name2);
+/** NetSameHostByName for two lists of addresses; 0 with EINVAL for NULL. */
 VEX_API int NetSameHostByAddr(const struct addrinfo *list1, const struct addrinfo *list2);
 
 /** Compares family and address bytes, not the port. @return 1 when equal, else 0. An IPv4 address

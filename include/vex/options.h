@@ -1,5 +1,6 @@
 /**
  * @file options.h
+ * @ingroup config
  * A table-driven command-line parser whose options can also come from an ini file.
  *
  * A program declares its options once, as an array of pointers to opt_option that ends in NULL.
@@ -73,9 +74,9 @@ typedef struct opt_option {
         *default_value; /**< in the command line's syntax; NULL for none; ignored for flags */
     const char
         *ini_section; /**< with ini_key: where in the ini file the value stands; both or neither */
-    const char *ini_key;
-    uint64_t flags; /**< OPT_... */
-    void *value;    /**< the program's variable, of the type's kind; a char * starts as NULL */
+    const char *ini_key; /**< see ini_section */
+    uint64_t flags;      /**< OPT_... */
+    void *value;         /**< the program's variable, of the type's kind; a char * starts as NULL */
 } opt_option;
 
 /** The name that stands for a value in help and errors, by type; NULL where the type takes no
@@ -92,6 +93,7 @@ VEX_API extern const char *const opt_type_metavars[16];
  * found wherever it stands.
  *
  * @param options  table that ends in NULL.
+ * @param argc     entries of @p argv.
  * @param argv     argc entries; argv[0] is skipped.
  * @return index in argv of the first argument that is no option (argc when there is none), or -1
  * with errno: EINVAL, ERANGE for a number beyond its type, ENOBUFS for an ini value of 1024 bytes
@@ -106,11 +108,13 @@ VEX_API int opt_parse(opt_option **options, int argc, char **argv);
 /**
  * Prints the usage line and a description of every option, at most 72 columns wide.
  *
+ * @param out           open for writing.
  * @param progname      as the usage line shows it.
  * @param flags         reserved; pass 0.
  * @param argv          the program's arguments, ending in NULL, searched for the ini file whose
- * values are shown as defaults; NULL for the table's ini file. Nothing is stored in the program's
- * variables.
+ *                      values are shown as defaults; NULL for the table's ini file. Nothing is
+ *                      stored in the program's variables.
+ * @param options       table that ends in NULL.
  * @param argsSynopsis  what follows the options; NULL for nothing.
  * @return 0, or -1 with errno: EINVAL, ENOMEM, what writing left.
  */

@@ -1,5 +1,6 @@
 /**
  * @file os.h
+ * @ingroup os
  * What the operating system says about itself and about the process's surroundings.
  *
  * @threads every function may be called from any thread.
@@ -34,10 +35,10 @@ VEX_API const char *vex_getenv(const char *name);
 
 /** Sizes in bytes. */
 struct VexMemoryInfo {
-    uint64_t total;     /**< of the machine */
-    uint64_t available; /**< what programs can get without swapping, as the kernel estimates it */
-    uint64_t swap_total;
-    uint64_t swap_free;
+    uint64_t total;       /**< of the machine */
+    uint64_t available;   /**< what programs can get without swapping, as the kernel estimates it */
+    uint64_t swap_total;  /**< of all swap spaces */
+    uint64_t swap_free;   /**< unused part of them */
     uint64_t process_rss; /**< resident in memory for this process */
     uint64_t limit;       /**< of the control groups that the process is in; UINT64_MAX when none */
 };
@@ -50,6 +51,7 @@ struct VexMemoryInfo {
  */
 VEX_API int VexGetMemoryInfo(struct VexMemoryInfo *info);
 
+/** Processors. */
 struct VexProcessorInfo {
     uint32_t online;  /**< processors of the machine, at least 1 */
     uint32_t allowed; /**< those that this process may run on, at least 1 */
@@ -64,6 +66,7 @@ struct VexProcessorInfo {
  */
 VEX_API int VexGetProcessorInfo(struct VexProcessorInfo *info);
 
+/** A mount; texts are terminated, and cut where they do not fit. */
 struct VexMountInfo {
     char device[4096];    /**< what is mounted */
     char directory[4096]; /**< where */
@@ -77,6 +80,7 @@ struct VexMountInfo {
  * of several at the same place.
  *
  * @param path  need not exist down to its end.
+ * @param info  receives what is known of the mount; untouched after a failure.
  * @return 0; -1 with EINVAL for NULL, ENOENT when there is none, or what resolving the path or
  * reading /proc left (logged).
  */
@@ -94,13 +98,13 @@ VEX_API void VexMountListDestroy(vexList *list);
 
 /** Sizes in bytes. */
 struct VexFsInfo {
-    uint64_t total;
-    uint64_t free;      /**< to root */
-    uint64_t available; /**< to everybody else */
-    uint64_t files;     /**< inodes; 0 where the file system has no fixed number */
-    uint64_t files_free;
-    uint64_t block_size;
-    int read_only; /**< 1 or 0 */
+    uint64_t total;      /**< of the file system */
+    uint64_t free;       /**< to root */
+    uint64_t available;  /**< to everybody else */
+    uint64_t files;      /**< inodes; 0 where the file system has no fixed number */
+    uint64_t files_free; /**< inodes that are unused */
+    uint64_t block_size; /**< in which room is given out */
+    int read_only;       /**< 1 or 0 */
 };
 
 /**
@@ -126,14 +130,17 @@ VEX_API int VexGetTerminalSize(int fd, int *rows, int *columns);
 VEX_API int VexMarkerExists(const char *name);
 
 /**
- * What kind of deployment this is, by the marker files "qlsr-appliance", "qlsr-container",
- * "qlsr-cloud" and "qlsr" as they were at the last RefreshMarkerFiles, which start-up calls first.
+ * Whether this is an appliance, by the marker file "qlsr-appliance" as it was at the last
+ * RefreshMarkerFiles, which start-up calls first.
  *
  * @return 1 or 0.
  */
 VEX_API int VexIsAppliance(void);
+/** VexIsAppliance for the marker file "qlsr-container". */
 VEX_API int VexIsContainer(void);
+/** VexIsAppliance for the marker file "qlsr-cloud". */
 VEX_API int VexIsCloudDeployment(void);
+/** VexIsAppliance for the marker file "qlsr". */
 VEX_API int VexIsQlsr(void);
 
 VEX_END_DECLS

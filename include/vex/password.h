@@ -1,5 +1,6 @@
 /**
  * @file password.h
+ * @ingroup crypto
  * Passwords in configuration files, in two strengths.
  *
  * PasswdEncode and PasswdDecode only keep a text from being read in passing: the key is built into
@@ -41,6 +42,8 @@ VEX_BEGIN_DECLS
 /**
  * Obscures a password: each byte XORed with a built-in key, then Base64.
  *
+ * @param plain       the password.
+ * @param dest        receives the Base64 text.
  * @param destLength  at least (n + 2) / 3 * 4 + 1 for n bytes.
  */
 VEX_API int PasswdEncode(const char *plain, char *dest, unsigned destLength);
@@ -63,7 +66,9 @@ VEX_API bool IsEncrypted(const char *text);
  * Encrypts a password with the current key of a store. A text that IsEncrypted recognises is copied
  * unchanged, with a warning.
  *
+ * @param keyFile     the key store.
  * @param src         at most 495 bytes.
+ * @param dest        receives "X", the key's index and the hexadecimal digits.
  * @param destLength  at least 2 * n + 39 for n bytes.
  * @return 0, -1, or the key store's code.
  * @note The AES key is made of the first 32 digits of the key text, so it has 128 random bits.
@@ -74,9 +79,11 @@ VEX_API int EncryptPasswdWithKey(const char *keyFile, const char *src, char *des
  * Decrypts what EncryptPasswdWithKey has written. A text that does not begin with "X" is a password
  * in the clear: it is copied unchanged, with a warning.
  *
+ * @param keyFile     the key store.
  * @param src         fewer than 1024 characters; up to 1028 when it begins with "X".
+ * @param dest        receives the password.
  * @param destLength  at least the number of hexadecimal digits in @p src, about twice what the
- * password needs.
+ *                    password needs.
  * @return 0, -1, or the key store's code. -1 also for a text of another key than the current one.
  * @note A password in the clear that begins with "X" is refused.
  */
@@ -85,7 +92,8 @@ VEX_API int DecryptPasswdWithKey(const char *keyFile, const char *src, char *des
 /**
  * Reads the text of the current key: 64 hexadecimal digits. The caller wipes it after use.
  *
- * @param key  room for 4096 characters.
+ * @param key      room for 4096 characters.
+ * @param keyFile  the key store.
  * @return 0 or -1.
  */
 VEX_API int RetrieveAuthKey(char *key, const char *keyFile);
@@ -118,6 +126,8 @@ VEX_BEGIN_DECLS
 /**
  * Encrypts a password under a random vector.
  *
+ * @param key         the AES-256 key.
+ * @param plain       the password.
  * @param dest        receives vector and ciphertext in hexadecimal digits.
  * @param destLength  at least 2 * (16 + n) + 1 for n bytes.
  */
@@ -125,7 +135,9 @@ VEX_API int PasswdEncrypt(const VexKey &key, const char *plain, char *dest, unsi
 /**
  * Undoes PasswdEncrypt.
  *
+ * @param key         the AES-256 key.
  * @param hex         an even number of hexadecimal digits, at least 32.
+ * @param dest        receives the password.
  * @param destLength  at least the number of digits, about twice what the password needs.
  */
 VEX_API int PasswdDecrypt(const VexKey &key, const char *hex, char *dest, unsigned destLength);

@@ -1,5 +1,6 @@
 /**
  * @file path.h
+ * @ingroup text
  * Path texts: their form on this platform, their parts and their order; asking for files by path.
  *
  * Apart from vex_access, vex_stat and vex_path_resolve nothing here looks at the file system. Texts
@@ -20,12 +21,13 @@
 VEX_BEGIN_DECLS
 
 /**
- * access(2) and stat(2), repeated while a signal interrupts them.
+ * access(2), repeated while a signal interrupts it.
  *
  * @return 0; -1 with errno: EINVAL for NULL, ENOENT for an empty path, else the system's. Logs
  * nothing but NULL.
  */
 VEX_API int vex_access(const char *path, int mode);
+/** stat(2), by the rules of vex_access. */
 VEX_API int vex_stat(const char *path, struct stat *status);
 
 /**
@@ -56,7 +58,9 @@ VEX_API int vex_path_is_below(const char *path, const char *root);
  * Makes a path absolute and free of symbolic links, "." and "..", as realpath(3) does; the
  * components at its end that do not exist are kept, which suits a file about to be created.
  *
- * @param out  receives the path, terminated.
+ * @param path  absolute, or relative to the working directory.
+ * @param out   receives the path, terminated.
+ * @param size  room at @p out in bytes, terminator included.
  * @return its length; -1 with ENOENT for an empty path, ENOBUFS when it does not fit, and what the
  * file system says: EACCES, ELOOP, ENOTDIR, ENAMETOOLONG. Logs nothing but NULL.
  * @standard POSIX.1-2017, realpath.

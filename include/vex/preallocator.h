@@ -1,5 +1,6 @@
 /**
  * @file preallocator.h
+ * @ingroup containers
  * Blocks of one size out of large slabs: the memory under the library's containers.
  *
  * A preallocator maps slabs, carves each into equal blocks and keeps the free ones on one doubly
@@ -57,6 +58,8 @@ typedef struct preallocator_iterator {
  * Moves a live block during a reclaim: must copy its contents to @p newBlock and redirect every
  * reference to it. It cannot fail and must not call the preallocator.
  *
+ * @param oldBlock   the live block; its slab is released when all of its blocks have moved.
+ * @param newBlock   a block of another slab; what it holds is to be overwritten.
  * @param blockSize  bytes to copy.
  * @param user       what the caller passed to the reclaim.
  */
@@ -126,7 +129,9 @@ VEX_API int preallocator_preallocate(preallocator *a, uint64_t wanted_free);
 /**
  * Empties the newest slab by moving its live blocks into the others and releases it.
  *
+ * @param a     the state.
  * @param move  called once for each live block of the slab.
+ * @param user  last argument of @p move.
  * @return 1, or 0 when there is no slab or fewer blocks are free than a slab holds.
  * @note The newest slab goes, however full it is. Not for a state that was reset.
  * Cost: one look at each block of the slab, one move a live one.
@@ -177,6 +182,7 @@ VEX_API void preallocator_print(FILE *stream, preallocator *a);
  * Checks slabs, markers, the free list and the counts against one another.
  *
  * @param stream  gets one line a finding, or NULL.
+ * @param a       the state.
  * @return 0 when consistent, else -1.
  * @note A state that was reset is not consistent: its count of free blocks is too high.
  * Cost: one look at every block, and a search among the slabs for every free one.

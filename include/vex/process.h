@@ -1,5 +1,6 @@
 /**
  * @file process.h
+ * @ingroup os
  * The running process: its start as a daemon, its PID and lock files, its user, other programs that
  * it runs.
  *
@@ -78,7 +79,8 @@ VEX_API int VexPidFileCreate(const char *path);
 /**
  * Tells which process holds a PID file.
  *
- * @param pid  receives its number, 0 when nobody holds the file or its number is not written yet.
+ * @param path  a PID file of VexPidFileCreate.
+ * @param pid   receives its number, 0 when nobody holds the file or its number is not written yet.
  * @return 1 when one is running, 0 when the file is absent or was left by a dead process, -1.
  */
 VEX_API int VexPidFileRead(const char *path, pid_t *pid);
@@ -87,7 +89,8 @@ VEX_API int VexPidFileRead(const char *path, pid_t *pid);
  * Removes the PID file and releases its lock. When the path leads to another file by now, that one
  * stays.
  *
- * @param fd  what VexPidFileCreate returned; closed in any case.
+ * @param path  the path that the file was created at.
+ * @param fd    what VexPidFileCreate returned; closed in any case.
  * @return 0 or -1.
  */
 VEX_API int VexPidFileRemove(const char *path, int fd);
@@ -97,6 +100,7 @@ VEX_API int VexPidFileRemove(const char *path, int fd);
  * this process too. The lock ends with VexLockFileRelease or the process; the file stays, because
  * removing it would let two holders in.
  *
+ * @param path          the file to lock; its content is left alone.
  * @param wait_seconds  0 to try once, -1 to wait for ever.
  * @return the descriptor that holds the lock, close-on-exec; -1 with EAGAIN, not logged, when it is
  * still held by somebody else, or what the file system says.

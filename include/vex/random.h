@@ -1,5 +1,6 @@
 /**
  * @file random.h
+ * @ingroup text
  * Cryptographically strong random bytes and numbers.
  *
  * The bytes come from OpenSSL's generator, which seeds itself from the kernel and anew in a child
@@ -22,6 +23,7 @@ VEX_BEGIN_DECLS
  * Fills a buffer with random bytes.
  *
  * @param buffer  room for @p n bytes; may be NULL when that is 0.
+ * @param n       bytes.
  * @return 0; -1 with EINVAL for NULL, EIO when the generator fails: the buffer is all zeros then,
  * never half-filled.
  * @logs one error line per failure.

@@ -1,5 +1,6 @@
 /**
  * @file revision.h
+ * @ingroup frame
  * Version strings of the library, and the build stamps a build may override with -D.
  */
 #ifndef VEX_REVISION_H

@@ -1,5 +1,6 @@
 /**
  * @file set.h
+ * @ingroup containers
  * A bounded set of objects: pointers under the caller's comparison, in a hash tree.
  *
  * The set keeps pointers and never owns what they point to. Objects must not change, as far as
@@ -47,6 +48,8 @@ VEX_API size_t VexSetSize(void);
 /**
  * Initialises a set in caller storage.
  *
+ * @param set         caller storage of VexSetSize() bytes, where it must stay.
+ * @param compare     orders the objects.
  * @param hash        NULL for one tree in the order of @p compare.
  * @param user        first argument of @p compare and @p hash.
  * @param maxObjects  objects at most; 0 makes a set that takes none. Buckets for that many are
@@ -69,8 +72,10 @@ VEX_API uint64_t VexSetGetNumObjects(VexSet *set);
 /**
  * Puts an object into the set unless its equal is there.
  *
+ * @param set       the set, which keeps the pointer.
+ * @param object    the caller's; must outlive its time in the set.
  * @param inserted  1 when it was put in, 0 when an equal one was there; may be NULL; untouched
- * after a failure.
+ *                  after a failure.
  * @return the object that is in the set now, or NULL with errno: ENOBUFS, logged, when the set is
  * full.
  * @note A full set refuses objects that are in it as well: it does not look for them.

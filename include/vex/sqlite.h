@@ -1,5 +1,6 @@
 /**
  * @file sqlite.h
+ * @ingroup clients
  * Small databases in SQLite files: connections, prepared statements, result sets, and the table
  * "registry" of names and values.
  *
@@ -37,9 +38,11 @@ public:
      * (11, 267, 26) marks the connection as corrupted.
      *
      * @param connection  whose message is taken; NULL, or one without a handle, for SQLite's
-     * general text.
+     *                    general text.
+     * @param code        a result code of SQLite.
      */
     void SetErrorCode(SQLiteConnection *connection, int code);
+    /** The code recorded last; 0 at first. */
     int GetErrorCode() const { return code_; }
     /** True for 0, 100 (a row is ready) and 101 (done). */
     bool IsGood() const;
@@ -63,9 +66,12 @@ public:
     /** True when there is no row to read (any more). */
     bool IsLast() const { return last_; }
 
-    /** SQLite's conversions of a column; 0 for NULL and after the last row. */
+    /** SQLite's conversion of a column to an integer of 32 bits; 0 for NULL and after the last row.
+     */
     int GetInt(unsigned column);
+    /** GetInt for 64 bits. */
     long long GetInt64(unsigned column);
+    /** GetInt for a floating-point number. */
     double GetDouble(unsigned column);
     /** True when the column's integer is above 0. */
     bool GetBoolean(unsigned column);
@@ -88,18 +94,21 @@ public:
     /** Compiles; the result code is recorded, 0 for success. */
     SQLitePreparedStatement(SQLiteConnection *connection, const std::string &sql,
                             SQLiteException *exception);
+    /** Releases the statement and the locks of its run. */
     ~SQLitePreparedStatement();
     SQLitePreparedStatement(const SQLitePreparedStatement &) = delete;
     SQLitePreparedStatement &operator=(const SQLitePreparedStatement &) = delete;
 
     /**
-     * Bind a value to a parameter, where it stays until it is bound again. A statement that has run
-     * is reset first.
+     * Binds a value to a parameter, where it stays until it is bound again. A statement that has
+     * run is reset first.
      *
      * @return SQLite's result code, 0 for success, 25 for an index that the statement has not.
      */
     int SetInt(unsigned index, int value);
+    /** SetInt for 64 bits. */
     int SetInt64(unsigned index, long long value);
+    /** SetInt for a floating-point number. */
     int SetDouble(unsigned index, double value);
     /** Bound as the integer 1 or 0. */
     int SetBoolean(unsigned index, bool value);
@@ -131,13 +140,16 @@ private:
 /** One database file, opened when asked to. */
 class VEX_API SQLiteConnection {
 public:
+    /** Closed, without a name. */
     SQLiteConnection();
     /** Closes. */
     ~SQLiteConnection();
     SQLiteConnection(const SQLiteConnection &) = delete;
     SQLiteConnection &operator=(const SQLiteConnection &) = delete;
 
+    /** Names the file that the next Open opens. */
     void SetDBFilename(const std::string &name) { filename_ = name; }
+    /** The name given last. */
     const std::string &GetDBFilename() const { return filename_; }
 
     /**
@@ -148,6 +160,7 @@ public:
     bool Open(SQLiteException *exception);
     /** Opens unless it is open. */
     bool CheckOpen(SQLiteException *exception);
+    /** True between Open and Close. */
     bool IsOpen() const { return handle_ != nullptr; }
     /**
      * @return SQLite's result code; 5 when statements of this connection are alive, with whose end
@@ -159,6 +172,7 @@ public:
 
     /** Whether a call met damage since the last Open. */
     bool IsCorrupted() const { return corrupted_; }
+    /** Records damage, until the next Open. */
     void SetCorrupted() { corrupted_ = true; }
 
     /**
@@ -174,7 +188,9 @@ public:
      * returns true whatever came of that: look at the record.
      */
     bool SetAutoCommit(bool on, SQLiteException *exception);
+    /** Commits the transaction. @return false after a failure. */
     bool Commit(SQLiteException *exception);
+    /** Undoes the transaction. @return false after a failure. */
     bool Rollback(SQLiteException *exception);
 
     /** Creates the table "registry" (name TEXT PRIMARY KEY, value TEXT) unless it is there. */

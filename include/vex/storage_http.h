@@ -1,5 +1,6 @@
 /**
  * @file storage_http.h
+ * @ingroup clients
  * An HTTP client for storage services: certificates, proxies, retries, ranges and streams.
  *
  * A client may be used by several threads at once: each request takes a connection from a pool and
@@ -30,19 +31,26 @@
 
 #include <vex/export.h>
 
+/** How a client talks to its service. */
 struct StorageHttpOptions {
-    std::string base_url; /**< "https://host:port/prefix"; paths are appended as they are */
-    std::string ca_file;  /**< PEM; empty for the system's authorities */
-    std::string client_cert, client_key, client_key_password; /**< PEM files; empty for none */
-    std::string proxy; /**< "http://host:port", "socks5h://host:port" ...; empty for none */
-    std::string proxy_user, proxy_password;
-    std::string no_proxy; /**< hosts reached without the proxy, with commas between them */
-    long connect_timeout_s = 30, timeout_s = 300;
-    bool verify_host = true, verify_peer = true;
-    unsigned retries = 3;
+    std::string base_url;    /**< "https://host:port/prefix"; paths are appended as they are */
+    std::string ca_file;     /**< PEM; empty for the system's authorities */
+    std::string client_cert; /**< PEM file; empty for none */
+    std::string client_key;  /**< PEM file of its private key */
+    std::string client_key_password; /**< of that file; empty for none */
+    std::string proxy;      /**< "http://host:port", "socks5h://host:port" ...; empty for none */
+    std::string proxy_user; /**< empty for none */
+    std::string proxy_password;  /**< of that user */
+    std::string no_proxy;        /**< hosts reached without the proxy, with commas between them */
+    long connect_timeout_s = 30; /**< seconds for a connection, TLS included */
+    long timeout_s = 300;        /**< seconds for one attempt as a whole; 0 for no limit */
+    bool verify_host = true;     /**< the certificate must name the host */
+    bool verify_peer = true; /**< the certificate must lead to an authority; false for tests only */
+    unsigned retries = 3;    /**< attempts after the first one */
     uint64_t max_body = 256u << 20; /**< bytes that a response may keep in memory */
 };
 
+/** What a request came to. */
 struct StorageHttpResponse {
     int curl_code = 0; /**< libcurl's, of the last attempt */
     long status = 0;   /**< of HTTP; 0 when no answer came */
@@ -67,47 +75,62 @@ struct StorageHttpTransfer {
     uint64_t bytes = 0;       /**< that passed */
 };
 
+/** A service, as one or more threads talk to it. */
 class VEX_API StorageHttpClient {
 public:
     /** Copies the options. Throws std::bad_alloc; nothing else here throws. */
     explicit StorageHttpClient(const StorageHttpOptions &options);
+    /** Closes the pool; no request may be under way. */
     ~StorageHttpClient();
     StorageHttpClient(const StorageHttpClient &) = delete;
     StorageHttpClient &operator=(const StorageHttpClient &) = delete;
 
     /**
-     * Make a request.
+     * Makes a GET request.
      *
-     * @param path  appended to the base URL; escape it with UrlEncode where needed.
+     * @param path      appended to the base URL; escape it with UrlEncode where needed.
+     * @param response  receives the answer; what it held is dropped.
      * @return 0 when an answer came, whatever its status; -1 with EIO (ETIMEDOUT, ENOMEM, EFBIG for
      * a body above max_body, ECANCELED where they fit, EINVAL for a size without data and a content
      * type with a line break), logged once without the path's query, the reason in the response.
      */
     int get(const std::string &path, StorageHttpResponse &response);
+    /** get with the method HEAD: no body. */
     int head(const std::string &path, StorageHttpResponse &response);
+    /** get with the method DELETE. */
     int del(const std::string &path, StorageHttpResponse &response);
-    /** @param content_type  empty for none. */
+    /**
+     * get with the method PUT.
+     *
+     * @param path          as get.
+     * @param data          the body; may be NULL when @p n is 0.
+     * @param n             bytes.
+     * @param content_type  empty for none.
+     * @param response      as get.
+     */
     int put(const std::string &path, const void *data, size_t n, const std::string &content_type,
             StorageHttpResponse &response);
-    /** Never tried twice. */
+    /** put with the method POST; never tried twice. */
     int post(const std::string &path, const void *data, size_t n, const std::string &content_type,
              StorageHttpResponse &response);
 
     /**
-     * Download into a descriptor, from where it stands. Only the body of a status from 200 to 299
+     * Downloads into a descriptor, from where it stands. Only the body of a status from 200 to 299
      * is written. With an offset or length a range is asked for; a server that answers with the
      * whole, or with another range, gives -1 with ENOTSUP.
      */
     int getToDescriptor(const std::string &path, int fd, StorageHttpTransfer &transfer,
                         StorageHttpResponse &response);
-    /** Upload @p size bytes from a descriptor, from where it stands. */
+    /** Uploads @p size bytes from a descriptor, from where it stands. */
     int putFromDescriptor(const std::string &path, int fd, uint64_t size,
                           const std::string &content_type, StorageHttpTransfer &transfer,
                           StorageHttpResponse &response);
 
-    /** Download into a file, which appears, or changes, only when the whole body with a status from
-     * 200 to 299 is durable: temporary file, sync, rename, directory sync. */
+    /** Downloads into a file, which appears, or changes, only when the whole body with a status
+     * from 200 to 299 is durable: temporary file, sync, rename, directory sync. */
     int getToFile(const std::string &path, const std::string &file, StorageHttpResponse &response);
+    /** Uploads a file's content; -1 with the errno of opening it, EINVAL for what is no regular
+     * file. */
     int putFromFile(const std::string &path, const std::string &file,
                     StorageHttpResponse &response);
 

@@ -1,5 +1,6 @@
 /**
  * @file uid.h
+ * @ingroup identity
  * The 16-byte unique identifier that objects of the system carry.
  *
  * Byte 0 is the version; 1 is the only one. A random UUID of RFC 4122 (version 4, standard variant)
@@ -26,7 +27,7 @@ VEX_BEGIN_DECLS
 
 /** An identifier: byte 0 the version, the rest random; compared and written as these bytes. */
 typedef struct VexUID {
-    uint8_t bytes[16];
+    uint8_t bytes[16]; /**< in the order of its written form */
 } VexUID;
 
 /** The size of the record in bytes: 16. */
@@ -43,6 +44,7 @@ VEX_API void VexUIDDelete(VexUID **uid);
 /**
  * Draws a new identifier.
  *
+ * @param uid      receives the identifier.
  * @param version  must be 1.
  * @return @p uid; NULL with EINVAL, or EIO when no random bytes can be had: it is unchanged then.
  */
@@ -61,7 +63,10 @@ VEX_API size_t VexUIDSerializedSize(const VexUID *uid, bool binary);
 /**
  * Writes the 16 bytes, or 32 lower-case hexadecimal digits in the same order without dashes.
  *
- * @param size  room in bytes; text is terminated only when there are 33 or more.
+ * @param buffer  receives the bytes or digits.
+ * @param size    room in bytes; text is terminated only when there are 33 or more.
+ * @param uid     a valid identifier.
+ * @param binary  true for the bytes, false for the digits.
  * @return 16 or 32; 0 for an identifier that is not valid, NULL or too little room.
  */
 VEX_API size_t VexUIDSerialize(void *buffer, size_t size, const VexUID *uid, bool binary);
@@ -75,6 +80,9 @@ VEX_API size_t VexUIDDeserialize(VexUID *uid, const void *buffer, size_t size, b
 /**
  * Reads 16 or 32 bytes from a stream and the identifier from them.
  *
+ * @param uid       receives the identifier; unchanged on failure.
+ * @param file      open for reading; its position is unspecified after a failure.
+ * @param binary    true for the bytes, false for the digits.
  * @param consumed  receives 16 or 32; may be NULL; untouched on failure.
  * @return @p uid; NULL with ENODATA at the end of the file, the read's errno, or as
  * VexUIDDeserialize.

@@ -1,5 +1,6 @@
 /**
  * @file values.h
+ * @ingroup text
  * Values as people write them: sizes with units, truth words, percentages and times of day, and
  * byte counts as text.
  *
@@ -56,7 +57,8 @@ VEX_API uint64_t strtosize(const char *text, const char **end);
  * Reads a truth word: "yes", "y", "1", "true", "t" are true, "no", "n", "0", "false", "f" false, in
  * either case.
  *
- * @param end  receives the position after the word, or @p text when there is none.
+ * @param text  the word, with anything behind it.
+ * @param end   receives the position after the word, or @p text when there is none.
  * @return 1, or 0 for false and for failure; errno is left alone on success.
  * @note The text needs only to begin with a word: "tomorrow" and "10" are true. Leading blanks,
  * "on" and "off" fail.
@@ -68,8 +70,9 @@ VEX_API int strtobool(const char *text, const char **end);
  * Reads a percentage: a number in strtod(3)'s forms with '.' as its point whatever the locale, then
  * exactly one '%' with any white space around it.
  *
+ * @param text   the percentage and nothing else.
  * @param value  receives the number as written, 12.5 for "12.5%", not limited to 0 to 100;
- * untouched on failure.
+ *               untouched on failure.
  * @return 1, or 0 with errno EINVAL for anything else, NULL included. Logs nothing.
  */
 VEX_API int strpercentotvalue(const char *text, double *value);
@@ -81,6 +84,7 @@ VEX_API int strpercentotvalue(const char *text, double *value);
  *
  * @param buffer  receives text and terminator, right-aligned; 24 characters hold every value.
  * @param length  room in characters.
+ * @param value   the byte count.
  * @return the first character of the text, in general not @p buffer; NULL with EINVAL for a NULL or
  * empty buffer, ENOBUFS when the text does not fit.
  * @note The text stands at the end of the buffer: use the returned pointer.
@@ -94,6 +98,7 @@ VEX_API char *sizetostr(char *buffer, size_t length, uint64_t value);
  *
  * @param buffer     receives text and terminator.
  * @param length     room in characters.
+ * @param value      the byte count.
  * @param precision  digits behind the point, 0 or more; the point is '.' whatever the locale.
  * @return @p buffer; NULL with EINVAL for a NULL or empty buffer or a negative precision (logged),
  * ENOBUFS when the text does not fit (silent).
@@ -104,7 +109,8 @@ VEX_API char *sizetofloatstr(char *buffer, size_t length, uint64_t value, int pr
 /**
  * Reads a time of day, "H:M" or "H:M:S" with one or more digits each.
  *
- * @param end  receives the position after the last number, or @p text on failure.
+ * @param text  the time, with anything behind it.
+ * @param end   receives the position after the last number, or @p text on failure.
  * @return seconds since midnight, 0 to 86399; 0 with ERANGE on failure, EINVAL for NULL; errno is
  * left alone on success.
  * @logs one error line per failure, always with code 34.

@@ -1,5 +1,6 @@
 /**
  * @file vex.h
+ * @ingroup frame
  * Every public header of the library.
  */
 #ifndef VEX_VEX_H

@@ -1,5 +1,6 @@
 /**
  * @file wide.h
+ * @ingroup text
  * The POSIX file calls for wide path texts.
  *
  * Each converts its paths to UTF-8 and makes the call of the same name without "wcs"; what the call
@@ -24,8 +25,11 @@
 
 VEX_BEGIN_DECLS
 
+/** access(2). */
 VEX_API int wcsaccess(const wchar_t *path, int mode);
+/** stat(2). */
 VEX_API int wcsstat(const wchar_t *path, struct stat *status);
+/** lstat(2). */
 VEX_API int wcslstat(const wchar_t *path, struct stat *status);
 
 /** open(2); @p mode counts only with O_CREAT or O_TMPFILE in @p flags. The descriptor is
@@ -35,22 +39,35 @@ VEX_API int wcsopen(const wchar_t *path, int flags, mode_t mode);
 VEX_API int wcscreat(const wchar_t *path, mode_t mode);
 /** fopen(3), close-on-exec; @p mode is its own narrow text, "r" to "a+x". */
 VEX_API FILE *wcsfopen(const wchar_t *path, const char *mode);
+/** truncate(2). */
 VEX_API int wcstruncate(const wchar_t *path, off_t length);
 
+/** chdir(2). */
 VEX_API int wcschdir(const wchar_t *path);
+/** mkdir(2). */
 VEX_API int wcsmkdir(const wchar_t *path, mode_t mode);
+/** rmdir(2). */
 VEX_API int wcsrmdir(const wchar_t *path);
+/** unlink(2). */
 VEX_API int wcsunlink(const wchar_t *path);
+/** remove(3). */
 VEX_API int wcsremove(const wchar_t *path);
+/** rename(2). */
 VEX_API int wcsrename(const wchar_t *from, const wchar_t *to);
+/** chmod(2). */
 VEX_API int wcschmod(const wchar_t *path, mode_t mode);
+/** chown(2). */
 VEX_API int wcschown(const wchar_t *path, uid_t owner, gid_t group);
+/** link(2). */
 VEX_API int wcslink(const wchar_t *existing, const wchar_t *path);
+/** symlink(2); neither text needs to lead anywhere. */
 VEX_API int wcssymlink(const wchar_t *target, const wchar_t *path);
 
 /**
  * Reads a symbolic link; unlike readlink(2) the result is terminated.
  *
+ * @param path  the link.
+ * @param out   receives the target, terminated.
  * @param size  room in wide characters, terminator included.
  * @return the length; -1 with ENOBUFS when it does not fit (its head stays), or readlink's errno.
  */
@@ -59,6 +76,7 @@ VEX_API ssize_t wcsreadlink(const wchar_t *path, wchar_t *out, size_t size);
 /**
  * The working directory.
  *
+ * @param out   receives the path, terminated.
  * @param size  room in wide characters, terminator included.
  * @return @p out; NULL with EINVAL for NULL, ERANGE when it does not fit, or getcwd's errno.
  */
@@ -85,6 +103,7 @@ VEX_API WDIR *wcsopendir(const wchar_t *path);
 /**
  * Reads the next entry, as readdir_r(3) did, "." and ".." included.
  *
+ * @param dir     of wcsopendir.
  * @param entry   receives it.
  * @param result  receives @p entry, or NULL at the end of the directory and after a failure.
  * @return 0, also at the end; the number of an error: EINVAL for NULL, else readdir's.
