@@ -78,10 +78,16 @@ int runConnect(int argc, char **argv) {
     return talk(socket.get(), argc > 2 ? argv[2] : nullptr);
 }
 
+/// True when the peer has closed: the end of a conversation, and no failure.
+bool ended(int fd) {
+    char next;
+    return recv(fd, &next, 1, MSG_PEEK) == 0;
+}
+
 /// Sends every line of a connection back, until it ends or says nothing for a while.
 void echo(int fd) {
     char line[4096];
-    while (NetSelect(fd, kReplyMs) == 1 && NetReadReply(fd, line, sizeof line) >= 0)
+    while (NetSelect(fd, kReplyMs) == 1 && !ended(fd) && NetReadReply(fd, line, sizeof line) >= 0)
         if (NetSend(fd, "%s", line) < 0) return;
 }
 
