@@ -9,7 +9,6 @@
 
 #include <vex/cloud_config.h>
 #include <vex/log.h>
-#include <vex/text.h>
 
 #include "base/unique_fd.h"
 #include "base/unique_ptr.h"
@@ -89,7 +88,7 @@ json_t *CloudConfigItem::jsonObject() const {
 
 int CloudConfig::initFromConfigFile(const char *config_path) {
     if (config_path == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
-    if (vex_strcpy(path, sizeof path, config_path) < 0)
+    if (strlen(config_path) >= sizeof path)
         return VEX_FAIL(ENAMETOOLONG, -1, "path too long: %s", config_path);
     if (access(config_path, F_OK) != 0) {
         if (TraceOn()) __Trace("%s doesn't exist", config_path);
@@ -102,7 +101,9 @@ int CloudConfig::initFromConfigFile(const char *config_path) {
         return VEX_FAIL_AS(__func__, kJsonCode, EINVAL, -1,
                            "Load JSON file %s error: on line %d: %s.", config_path, error.line,
                            error.text);
-    return loadFromJsonObject(root.get());
+    if (loadFromJsonObject(root.get()) != 0) return -1;
+    memmove(path, config_path, strlen(config_path) + 1);  // it may be this path itself
+    return 0;
 }
 
 int CloudConfig::loadFromJsonObject(json_t *root) {

@@ -76,14 +76,14 @@ int get(const char *who, const json_t *object, const char *name, const char *typ
     });
 }
 
-/// Takes over a new value; jansson refuses what is no UTF-8.
-int set(const char *who, json_t *object, const char *key, json_t *value) {
-    if (key != nullptr && value != nullptr && json_object_set_new(object, key, value) == 0)
-        return 0;
-    if (key == nullptr) {
-        json_decref(value);
-        return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "invalid NULL parameter");
-    }
+/// Stores what @p make makes; jansson refuses what is no UTF-8, and tells that from want of memory
+/// by errno alone.
+template <typename Make>
+int set(const char *who, json_t *object, const char *key, Make make) {
+    if (key == nullptr) return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "invalid NULL parameter");
+    errno = 0;
+    if (json_object_set_new(object, key, make()) == 0) return 0;
+    if (errno == ENOMEM) return VEX_FAIL_AS(who, ENOMEM, ENOMEM, -1, "cannot store %s: %m", key);
     return VEX_FAIL_AS(who, EILSEQ, EILSEQ, -1, "cannot store %s: is it UTF-8?", key);
 }
 
@@ -210,36 +210,39 @@ int JsonObject::getStringArray(const char *key, std::vector<std::string> &out) c
 }
 
 int JsonObject::setString(const char *key, const std::string &value) {
-    return set("JsonObject::setString", object_, key, textOf(value));
+    return set("JsonObject::setString", object_, key, [&] { return textOf(value); });
 }
 
 int JsonObject::setInt(const char *key, int64_t value) {
-    return set("JsonObject::setInt", object_, key, json_integer(value));
+    return set("JsonObject::setInt", object_, key, [&] { return json_integer(value); });
 }
 
 int JsonObject::setBool(const char *key, bool value) {
-    return set("JsonObject::setBool", object_, key, json_boolean(value));
+    return set("JsonObject::setBool", object_, key, [&] { return json_boolean(value); });
 }
 
 int JsonObject::setDouble(const char *key, double value) {
     if (!std::isfinite(value))
         return VEX_FAIL_AS("JsonObject::setDouble", EINVAL, EINVAL, -1, "%f is no JSON number",
                            value);
-    return set("JsonObject::setDouble", object_, key, json_real(value));
+    return set("JsonObject::setDouble", object_, key, [&] { return json_real(value); });
 }
 
 int JsonObject::setObject(const char *key, const JsonObject &value) {
-    return set("JsonObject::setObject", object_, key, json_deep_copy(value.object_));
+    return set("JsonObject::setObject", object_, key,
+               [&] { return json_deep_copy(value.object_); });
 }
 
 int JsonObject::setStringArray(const char *key, const std::vector<std::string> &values) {
-    json_t *array = json_array();
-    for (const std::string &value : values) {
-        if (array == nullptr || json_array_append_new(array, textOf(value)) == 0) continue;
-        json_decref(array);
-        array = nullptr;
-    }
-    return set("JsonObject::setStringArray", object_, key, array);
+    return set("JsonObject::setStringArray", object_, key, [&] {
+        json_t *array = json_array();
+        for (const std::string &value : values) {
+            if (array == nullptr || json_array_append_new(array, textOf(value)) == 0) continue;
+            json_decref(array);
+            array = nullptr;
+        }
+        return array;
+    });
 }
 
 int JsonObject::remove(const char *key) {

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,6 +17,7 @@
 #include "base/directory_of.h"
 #include "base/eintr.h"
 #include "base/errno_guard.h"
+#include "base/lock_directory.h"
 #include "base/unique_fd.h"
 #include "base/unique_ptr.h"
 #include "crypto/key_store.h"
@@ -51,14 +51,11 @@ void render(const KeyStore &store, KeyFileText *text) {
             append(text, "key%u_%u=%u\n", key, word, store.keys[key][word]);
 }
 
-/// Keeps other writers out while it is open; a lock on a file of the store would go with the file.
-/// It is the directory of the file itself, since other writers may come through other links.
-UniqueFd lockDirectoryOf(const char *who, const char *key_file) {
-    const UniqueMalloc<char> real(::realpath(key_file, nullptr));
-    const std::string directory(directoryOf(real ? real.get() : key_file));
-    UniqueFd fd(retryOnEintr(
-        [&] { return ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-    if (!fd || retryOnEintr([&] { return ::flock(fd.get(), LOCK_EX); }) != 0)
+/// Keeps other writers out while it is open.
+UniqueFd lockOut(const char *who, const char *key_file) {
+    const std::string directory = directoryToLock(key_file);
+    UniqueFd fd = lockDirectory(directory);
+    if (!fd)
         return VEX_FAIL_AS(who, errno, errno, UniqueFd(), "could not lock directory %s: %m",
                            directory.c_str());
     return fd;
@@ -131,7 +128,7 @@ struct UnlessCreated {
 };
 
 int initStore(const char *who, const char *key_file) {
-    const UniqueFd lock = lockDirectoryOf(who, key_file);
+    const UniqueFd lock = lockOut(who, key_file);
     if (!lock) return -1;
     struct stat status {};
     if (::lstat(key_file, &status) == 0) errno = EEXIST;
@@ -144,7 +141,7 @@ int initStore(const char *who, const char *key_file) {
 }
 
 int rotateStore(const char *who, const char *key_file) {
-    const UniqueFd lock = lockDirectoryOf(who, key_file);
+    const UniqueFd lock = lockOut(who, key_file);
     if (!lock) return -1;
     KeyStore store;
     uint32_t crc = 0;

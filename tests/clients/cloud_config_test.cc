@@ -38,7 +38,7 @@ protected:
         vextest::writeFile(file_, settings);
         CloudConfig config;
         EXPECT_EQ(-1, config.initFromConfigFile(file_.c_str())) << settings;
-        EXPECT_FALSE(config.item.enabled) << "nothing changed";
+        EXPECT_TRUE(!config.item.enabled && *config.path == '\0') << "nothing changed";
         return log_.lines();
     }
     vextest::TempDir dir_;

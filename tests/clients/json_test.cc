@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <jansson.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <cmath>
@@ -84,6 +86,9 @@ TEST(Json, IsBuiltSavedAndLoadedDurably) {
     EXPECT_EQ(copy.dump(), loaded.dump()) << "untouched";
     EXPECT_THAT(log.lines().at(3), testing::HasSubstr("on line 2, column 5: ':' expected near '2'"));
     EXPECT_EQ("22 JsonObject::parse: the text is no JSON object", log.lines().at(4));
+    json_set_alloc_funcs([](size_t) -> void * { return errno = ENOMEM, nullptr; }, free);
+    EXPECT_TRUE(object.setString("s", "x") == -1 && errno == ENOMEM);
+    json_set_alloc_funcs(malloc, free);
     const std::string before = vextest::readFile(path);
     const vextest::FaultScope fault("rename", 1, ENOSPC);
     EXPECT_EQ(-1, object.save(path.c_str()));

@@ -1,4 +1,5 @@
 """What the companion command promises: its output, its exit statuses, and what a failure leaves on disk."""
+import concurrent.futures
 import hashlib
 import http.server
 import json
@@ -231,6 +232,9 @@ class ToolTest(unittest.TestCase):
         self.assertEqual("[One]\nOther=a b\n", self.vex("ini", "list", "x.ini"))
         for action in (["get", "s", "k"], ["list"], ["delete", "s"]):
             self.vex("ini", action[0], "missing.ini", *action[1:], status=1)
+        with concurrent.futures.ThreadPoolExecutor(8) as pool:
+            list(pool.map(lambda i: self.vex("ini", "set", "x.ini", "many", f"k{i}", "v"), range(32)))
+        self.assertEqual(32, len(self.vex("ini", "list", "x.ini", "many").splitlines()))
         self.write("broken.ini", b"[s]\nno entry\nk=v\n")
         self.vex("ini", "set", "broken.ini", "s", "k", "w", status=1)
         self.assertEqual(b"[s]\nno entry\nk=v\n", self.read("broken.ini"))

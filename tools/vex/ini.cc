@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "base/lock_directory.h"
 #include "command.h"
 #include "command_options.h"
 
@@ -114,7 +115,16 @@ int save(const char *path) {
     return fail("'%s' was not saved (%m): check directory, permissions and disk", path);
 }
 
-int set(const Request &request) {
+/// Runs a change from reading to saving while no other one of this command can.
+template <typename Change>
+int alone(const Request &request, Change change) {
+    const vex::UniqueFd turn = vex::lockDirectory(vex::directoryToLock(request.path));
+    if (!turn)
+        return fail("the directory of '%s' cannot be locked (%m): check the path", request.path);
+    return change(request);
+}
+
+int setValue(const Request &request) {
     if (loadForChange(request.path) != kSuccess) return kFailure;
     if (InifileSaveValueA(request.section, request.key, request.value, request.path) != 0)
         return fail("[%s] %s cannot be stored in '%s': choose names that can be read back",
@@ -122,12 +132,20 @@ int set(const Request &request) {
     return save(request.path);
 }
 
-int remove(const Request &request) {
+int removeValue(const Request &request) {
     if (checkReadable(request.path) != kSuccess || loadForChange(request.path) != kSuccess)
         return kFailure;
     if (InifileDeleteValueA(request.section, request.key, request.path) != 0)
         return notSet(request);
     return save(request.path);
+}
+
+int set(const Request &request) {
+    return alone(request, setValue);
+}
+
+int remove(const Request &request) {
+    return alone(request, removeValue);
 }
 
 constexpr struct {
