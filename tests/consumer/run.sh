@@ -11,7 +11,7 @@ cmake -S "$source/project" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$work/usr" >/de
 cmake --build "$work/cmake" >/dev/null
 "$work/cmake/consumer"
 
-libdir=$(dirname "$(find "$work/usr" -name 'libvex.*' | head -n 1)")
+libdir=$(dirname "$(find "$work/usr" -name libvex.so -o -name libvex.a | head -n 1)")
 static=()
 if [ ! -e "$libdir/libvex.so" ]; then static=(--static); fi
 # the file names the prefix that the build was configured for
