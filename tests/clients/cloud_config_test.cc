@@ -1,17 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <jansson.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-
-#include <filesystem>
 
 #include <vex/cloud_config.h>
 #include <vex/inifile.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,11 +1,9 @@
 #include <curl/curl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <vex/http.h>
 
 #include "servers.h"
-#include "support/log_capture.h"
+#include "support/test.h"
 
 namespace {
 

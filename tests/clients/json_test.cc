@@ -1,18 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <jansson.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-
-#include <cmath>
-#include <filesystem>
 
 #include <vex/json.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,17 +1,10 @@
 // Real database files: written here and read by the sqlite3 command's library, contended, torn, damaged.
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
 
 #include <vex/sqlite.h>
 
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,21 +1,13 @@
 // The storage client against nginx, plain and TLS, through tinyproxy, and against a server that
 // misbehaves on purpose.
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
 #include <optional>
-#include <thread>
 
 #include <vex/digest.h>
 #include <vex/storage_http.h>
 
 #include "servers.h"
-#include "support/log_capture.h"
+#include "support/test.h"
 
 namespace {
 

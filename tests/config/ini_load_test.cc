@@ -1,14 +1,8 @@
 // What the grammar makes of a file, and how a load and save give it back.
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <vex/inifile.h>
 
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,16 +1,9 @@
 // A save that fails or loses power at any call leaves the path with the old content or the new one,
 // whole.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <vex/inifile.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

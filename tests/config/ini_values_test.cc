@@ -1,20 +1,11 @@
 // Getters, savers, comments and deletion.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <locale.h>
-#include <sys/stat.h>
 
-#include <climits>
-#include <random>
-#include <set>
 #include <sstream>
-#include <thread>
 
 #include <vex/inifile.h>
 
-#include "support/log_capture.h"
-#include "support/seed.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,15 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <iterator>
 #include <sstream>
 
 #include <vex/inifile.h>
 #include <vex/options.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,16 +1,6 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <map>
-#include <random>
-#include <vector>
-
 #include <vex/hash_tree.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/seed.h"
+#include "support/test.h"
 
 namespace {
 

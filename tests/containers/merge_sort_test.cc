@@ -1,18 +1,7 @@
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-
-#include <random>
-#include <set>
-
 #include <vex/merge_sort.h>
 
 #include "base/unique_fd.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/seed.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,20 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
-#include <stdio.h>
-
-#include <cstring>
-#include <map>
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <vex/preallocator.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/seed.h"
+#include "support/test.h"
 
 namespace {
 

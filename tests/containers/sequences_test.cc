@@ -1,17 +1,12 @@
 // Arrays, lists and callback lists.
-#include <gmock/gmock.h>
 
 #include <list>
-#include <random>
 
 #include <vex/array.h>
 #include <vex/callbacks.h>
 #include <vex/list.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/seed.h"
-#include "support/table.h"
+#include "support/test.h"
 
 namespace {
 

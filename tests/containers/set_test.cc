@@ -1,13 +1,6 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <map>
-#include <random>
-
 #include <vex/set.h>
 
-#include "support/log_capture.h"
-#include "support/seed.h"
+#include "support/test.h"
 
 namespace {
 

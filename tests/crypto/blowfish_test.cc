@@ -1,18 +1,10 @@
-#include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/provider.h>
-
-#include <memory>
-#include <random>
-#include <string>
-#include <vector>
 
 #include <vex/blowfish.h>
 
 #include "base/hex.h"
-#include "support/log_capture.h"
-#include "support/seed.h"
-#include "support/table.h"
+#include "support/test.h"
 
 namespace {
 

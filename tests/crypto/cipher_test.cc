@@ -1,14 +1,8 @@
-#include <gmock/gmock.h>
-
-#include <memory>
-#include <random>
-#include <string>
-
 #include <vex/blowfish.h>
 #include <vex/cipher.h>
 
 #include "crypto/streams.h"
-#include "support/log_capture.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,19 +1,10 @@
 #include "crypto/key_store.h"
 
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <thread>
 
 #include <vex/password.h>
 
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 using vextest::FaultScope;
 

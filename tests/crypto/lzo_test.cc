@@ -1,14 +1,11 @@
-#include <gmock/gmock.h>
 #include <lzo/lzo1x.h>
 
 #include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
 
 #include "crypto/lzo_chunk.h"
 #include "crypto/lzo_encoder.h"
 #include "crypto/streams.h"
+#include "support/test.h"
 
 namespace {
 

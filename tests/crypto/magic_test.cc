@@ -1,16 +1,7 @@
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <unistd.h>
-
-#include <string>
-
 #include <vex/magic.h>
 
 #include "base/unique_fd.h"
-#include "support/failures.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,15 +1,8 @@
 // The functions over whole buffers, the data key, and every function when memory or random bytes
 // run out.
-#include <gmock/gmock.h>
-
-#include <cstdlib>
-#include <memory>
 
 #include "crypto/streams.h"
-#include "support/failures.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/table.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,15 +1,9 @@
-#include <errno.h>
-#include <gmock/gmock.h>
-
 #include <vex/encoding.h>
 #include <vex/password.h>
 
 #include "crypto/key_store.h"
 #include "crypto/streams.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

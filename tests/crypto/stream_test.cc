@@ -1,13 +1,9 @@
 // Writer and reader against each other and against hand-made bytes.
-#include <gmock/gmock.h>
 #include <zlib.h>
-
-#include <climits>
 
 #include "crypto/deflate_block.h"
 #include "crypto/streams.h"
-#include "support/log_capture.h"
-#include "support/table.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,24 +1,13 @@
 // Versions, start-up, the switches of all tools, assertions and fatal errors.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
-#include <unistd.h>
-
-#include <thread>
 
 #include <vex/frame.h>
 #include <vex/inifile.h>
-#include <vex/log.h>
 #include <vex/revision.h>
 
 #include "base/unique_fd.h"
 #include "frame/process_state.h"
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

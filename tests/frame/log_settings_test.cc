@@ -1,13 +1,8 @@
 // Log settings as programs write them into their ini files.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <vex/inifile.h>
-#include <vex/log.h>
 
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,14 +1,8 @@
 // Counted memory.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <thread>
 
 #include <vex/alloc.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,22 +1,9 @@
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <zlib.h>
-
-#include <random>
-#include <string>
 
 #include <vex/file.h>
 
 #include "base/adler32.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/seed.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

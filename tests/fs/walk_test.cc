@@ -1,21 +1,9 @@
-#include <errno.h>
 #include <fts.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <filesystem>
-#include <random>
-#include <string>
 
 #include <vex/dir.h>
 #include <vex/encoding.h>
 
-#include "support/failures.h"
-#include "support/faults.h"
-#include "support/seed.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,15 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <bitset>
-#include <cmath>
-#include <cstring>
-#include <random>
-#include <set>
-#include <vector>
 
 #include <vex/bloom_filter.h>
 
-#include "support/seed.h"
+#include "support/test.h"
 
 namespace {
 

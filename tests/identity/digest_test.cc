@@ -1,19 +1,7 @@
-#include <errno.h>
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-
 #include <vex/digest.h>
 #include <vex/serialize.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/seed.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

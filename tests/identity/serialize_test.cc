@@ -1,16 +1,7 @@
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-
 #include <vex/serialize.h>
 
 #include "base/unique_fd.h"
-#include "support/log_capture.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

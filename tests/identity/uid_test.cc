@@ -1,19 +1,8 @@
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cstring>
-#include <string>
-
 #include <vex/serialize.h>
 #include <vex/uid.h>
 
 #include "base/unique_fd.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

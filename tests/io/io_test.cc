@@ -1,21 +1,7 @@
-#include <errno.h>
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <functional>
-#include <string>
-#include <vector>
-
 #include <vex/io.h>
 
 #include "base/unique_fd.h"
-#include "support/faults.h"
-#include "support/log_capture.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

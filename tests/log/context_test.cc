@@ -1,18 +1,6 @@
+#include "support/test.h"
 // Contexts: numbering and inheritance, sharing, falling back, fork. Scenarios run in a child process where the order of
 // first uses matters.
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <thread>
-
-#include <vex/log.h>
-
-#include "support/child.h"
-#include "support/faults.h"
-#include "support/temp_dir.h"
 
 using vextest::readFile;
 using vextest::runChild;

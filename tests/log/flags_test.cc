@@ -1,6 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <vex/log.h>
+#include "support/test.h"
 
 TEST(LogFlags, ParsesPresetsWordsAndExtrasAnywhereInTheText) {
     static const struct {

@@ -1,22 +1,12 @@
 // The log file manager: whole lines, rotation, files that move away, files that cannot be opened.
-#include <errno.h>
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utime.h>
 
-#include <climits>
-#include <set>
 #include <sstream>
-#include <thread>
 
 #include <vex/log_file.h>
 
 #include "base/unique_fd.h"
-#include "support/faults.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 using testing::HasSubstr;
 using testing::MatchesRegex;

@@ -1,16 +1,7 @@
 // The lines themselves: prefix, cut, newline, tag, timestamp, last message, redirector.
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <stdarg.h>
-#include <unistd.h>
 
-#include <string>
-
-#include <vex/log.h>
-
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 using testing::MatchesRegex;
 using vextest::LogCapture;

@@ -1,16 +1,9 @@
 // What goes to syslog: mask, priorities, words; opening it with a hung daemon. The calls themselves are redirected.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <stdarg.h>
 #include <syslog.h>
-#include <time.h>
-
-#include <string>
-#include <vector>
-
-#include <vex/log.h>
 
 #include "log/config.h"
+#include "support/test.h"
 
 namespace {
 

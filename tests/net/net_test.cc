@@ -1,6 +1,4 @@
-#include <gmock/gmock.h>
 #include <netinet/tcp.h>
-#include <string.h>
 
 #include <vex/file.h>
 #include <vex/frame.h>
@@ -9,8 +7,7 @@
 #include <vex/process.h>
 
 #include "net/fakes.h"
-#include "support/failures.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -1,16 +1,11 @@
 // Networks in texts, by both ways of reading them, against an oracle that counts in 32-bit numbers.
 #include <arpa/inet.h>
-#include <gmock/gmock.h>
-#include <string.h>
-
-#include <random>
 
 #include <vex/interface.h>
 #include <vex/iprange.h>
 #include <vex/net.h>
 
-#include "support/failures.h"
-#include "support/seed.h"
+#include "support/test.h"
 
 using vextest::LogCapture;
 

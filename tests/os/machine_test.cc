@@ -1,17 +1,11 @@
 // What the system tells about itself, against the system's other ways to tell it and against
 // made-up control groups and mounts.
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysinfo.h>
 #include <sys/sysmacros.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <vex/file.h>
 #include <vex/frame.h>
@@ -19,9 +13,7 @@
 
 #include "os/cgroup.h"
 #include "os/mount_line.h"
-#include "support/log_capture.h"
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

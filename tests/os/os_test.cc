@@ -1,11 +1,7 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <vex/os.h>
 #include <vex/process.h>
 
-#include "support/log_capture.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,26 +1,16 @@
 // Real processes: daemons that are started, asked, killed and started again; locks between them; a
 // service manager's socket.
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <pwd.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-
-#include <chrono>
-#include <thread>
 
 #include <vex/inifile.h>
 #include <vex/process.h>
 
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 namespace vextest {
 
-/// Makes the nth matching call of the calling thread fail with an errno. The test program must name the calls in
-/// WRAP of vex_add_test; "new" stands for operator new. Scopes nest: those around it hold as well.
+/// Makes the nth matching call of the calling thread fail with an errno. The calls are those of support/wrap.cc;
+/// "new" stands for operator new. Scopes nest: those around it hold as well.
 class FaultScope {
 public:
     /// As err: the call transfers only its first byte (read, write, pread, pwrite, fread, fwrite).

@@ -1,17 +1,8 @@
-#include <errno.h>
-#include <gtest/gtest.h>
 #include <openssl/evp.h>
-#include <stdlib.h>
-
-#include <random>
-#include <string>
-#include <utility>
 
 #include <vex/encoding.h>
 
-#include "support/faults.h"
-#include "support/seed.h"
-#include "support/table.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,20 +1,6 @@
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <climits>
-#include <cmath>
-#include <set>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include <vex/random.h>
 
-#include "support/faults.h"
-#include "support/log_capture.h"
+#include "support/test.h"
 
 namespace {
 

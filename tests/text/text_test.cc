@@ -1,20 +1,8 @@
-#include <errno.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <limits.h>
-#include <stdlib.h>
-#include <unistd.h>
-
-#include <set>
-#include <string>
-#include <vector>
-
 #include <vex/path.h>
 #include <vex/text.h>
 #include <vex/wide.h>
 
-#include "support/table.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace {
 

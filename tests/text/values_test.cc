@@ -1,14 +1,8 @@
-#include <errno.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <clocale>
-#include <string>
 
 #include <vex/values.h>
 
-#include "support/log_capture.h"
-#include "support/table.h"
+#include "support/test.h"
 
 namespace {
 
