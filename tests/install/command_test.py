@@ -7,7 +7,6 @@ import unittest
 
 SOURCE = os.environ["VEX_SOURCE"]
 PROGRAMS = dict(program.split("=") for program in os.environ["VEX_PROGRAMS"].split(","))
-GLOBAL = {"--ini", "--help", "--version", "--features", "--os-test", "--copyrights", "--noversioncheck"}
 
 
 def options(text):
@@ -15,11 +14,13 @@ def options(text):
 
 
 def usage(program):
-    """The synopsis of each command that --help lists: two blanks, name, synopsis; six before what continues it."""
+    """The synopsis of each command that --help lists, and the options that belong to no command. A command stands
+    behind two blanks, its synopsis ends at two more or goes on behind six."""
     text = subprocess.run([PROGRAMS[program], "--help"], capture_output=True, text=True, check=False).stdout
-    found = re.findall(r"^  ([a-z][\w-]*) (.*(?:\n {6}\S.*)*)", text, re.MULTILINE)
+    found = {name: first + more for name, first, more in re.findall(
+        rf"^  (?:{program} )?([a-z][\w-]*) +(\S+(?: \S+)*)(?: {{2,}}.*)?((?:\n {{6}}\S.*)*)", text, re.MULTILINE)}
     assert found, text
-    return dict(found)
+    return found, options(text) - options(" ".join(found.values()))
 
 
 def actions(synopsis):
@@ -63,25 +64,27 @@ def offered(shell, program, lines, folder=SOURCE):
 class CommandTest(unittest.TestCase):
     def test_the_page_tells_of_each_command_option_and_action_and_of_no_other(self):
         for program in PROGRAMS:
-            text, told = page(program)
-            self.assertLessEqual(GLOBAL, options(text))
-            self.assertEqual(set(usage(program)), set(told) & set(usage(program)))
-            for command, synopsis in usage(program).items():
+            (commands, common), (text, told) = usage(program), page(program)
+            self.assertLessEqual(common, options(text))
+            for command, synopsis in commands.items():
                 with self.subTest(command):
-                    self.assertEqual(options(synopsis), options(told[command]) - GLOBAL)
+                    self.assertEqual(options(synopsis), options(told.get(command, "")) - common)
                     self.assertLessEqual(actions(synopsis), set(re.findall(r"[a-z][a-z-]*", told[command])))
 
     def test_each_shell_completes_exactly_what_there_is(self):
         for program in PROGRAMS:
-            commands = usage(program)
+            commands, common = usage(program)
             for shell in ("bash", "zsh", "fish"):
                 with self.subTest(shell):
-                    self.assertEqual(set(commands), offered(shell, program, [f"{program} "])[0])
+                    lines = [f"{program} ", f"{program} -", f"{program} {min(commands)} -"]
+                    names, before, behind = offered(shell, program, lines)
+                    self.assertEqual(set(commands), names)
+                    self.assertLessEqual(common, before | behind)
                     # behind the method for those commands whose options follow one
                     lines = [" ".join([program, command, *sorted(actions(synopsis))[:1], "-"])
                              for command, synopsis in commands.items()]
                     for line, words, synopsis in zip(lines, offered(shell, program, lines), commands.values()):
-                        self.assertEqual(options(synopsis), {w for w in words if w.startswith("-")} - GLOBAL, line)
+                        self.assertEqual(options(synopsis), {w for w in words if w.startswith("-")} - common, line)
                     lines = [f"{program} {command} " for command, synopsis in commands.items() if actions(synopsis)]
                     for line, words in zip(lines, offered(shell, program, lines)):
                         self.assertEqual(actions(commands[line.split()[1]]), words, line)
