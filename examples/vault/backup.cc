@@ -1,0 +1,246 @@
+// "vault backup": walks the sources, takes what did not change from the snapshot before, cuts the
+// rest into chunks, and stores those that the vault has not.
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "commands.h"
+
+namespace vault {
+namespace {
+
+constexpr size_t kReadAhead = size_t{1} << 20;
+/// A file changed this shortly before a backup may have changed again with the same time stamp.
+constexpr time_t kClockSlack = 2;
+
+bool same(const timespec &a, const timespec &b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+int byName(const DirEntry **a, const DirEntry **b) {
+    return strcmp((*a)->name, (*b)->name);
+}
+
+/// The newest snapshot, read beside the walk, which comes in the same order.
+class Previous {
+public:
+    Previous(Catalogue *catalogue, const Sealer *sealer, const Snapshot &snapshot)
+        : reader_(catalogue, sealer, snapshot.uid), time_(static_cast<time_t>(snapshot.time)) {}
+
+    /// Whether a file is there as it is now; its chunks can be read then.
+    bool has(const Entry &now) {
+        while (more_ && comparePaths(entry_.path, now.path) < 0) more_ = reader_.next(&entry_);
+        return more_ && entry_.path == now.path && entry_.type == now.type &&
+               entry_.size == now.size && entry_.inode == now.inode &&
+               same(entry_.modified, now.modified) && same(entry_.changed, now.changed) &&
+               now.changed.tv_sec + kClockSlack < time_;
+    }
+    bool nextChunk(ChunkRef *chunk) { return reader_.nextChunk(chunk); }
+
+private:
+    SnapshotReader reader_;
+    Entry entry_;
+    time_t time_;
+    bool more_ = true;
+};
+
+class Backup {
+public:
+    Backup(Vault *vault, const Snapshot &snapshot)
+        : vault_(vault),
+          chunker_(vault->settings.chunk_size),
+          chunks_(&vault->catalogue, &index_, &vault->sealer),
+          list_(&vault->catalogue, &vault->sealer, snapshot.uid),
+          buffer_(std::max(kReadAhead, 2 * chunker_.most())),
+          snapshot_(snapshot) {}
+
+    void run(const std::vector<std::string> &sources) {
+        Catalogue *const catalogue = &vault_->catalogue;
+        done(vex_stat(catalogue->directory().c_str(), &own_) == 0);
+        index_.load(catalogue, vault_->sealer);
+        const std::vector<Snapshot> before = listSnapshots(catalogue);
+        if (!before.empty())
+            previous_ = std::make_unique<Previous>(catalogue, &vault_->sealer, before.back());
+        for (const std::string &root : sources) {
+            snapshot_.sources += (snapshot_.sources.empty() ? "" : " ") + root;
+            source(root);
+        }
+        chunks_.finish();
+        chunks_.writeIndex();
+        list_.finish();
+        snapshot_.files = progress_.files();
+        snapshot_.bytes = progress_.bytes();
+        snapshot_.stored = chunks_.storedBytes();
+        addSnapshot(catalogue, snapshot_);
+        catalogue->commit();
+        printf("snapshot %s: %llu files, %s; new %s, stored as %s; %.1f MB/s\n",
+               snapshot_.uid.c_str(), static_cast<U64>(snapshot_.files),
+               sizeText(snapshot_.bytes).c_str(), sizeText(chunks_.newBytes()).c_str(),
+               sizeText(snapshot_.stored).c_str(), progress_.megabytesPerSecond());
+        check(skipped_ == 0, "%llu files are not in the backup; the log names them",
+              static_cast<U64>(skipped_));
+    }
+
+private:
+    void source(const std::string &root) {
+        uint32_t options = DDS_PHYSICAL;
+        if (vault_->settings.one_file_system) options |= DDS_XDEV;
+        const std::unique_ptr<DirStream, decltype(&DirCloseA)> walk(
+            DirOpenA(root.c_str(), options, byName, 0), &DirCloseA);
+        check(walk != nullptr, "%s cannot be backed up: %m", root.c_str());
+        while (DirEntry *entry = DirGetNextA(walk.get())) {
+            if (entry->info == DDS_D && entry->statp->st_dev == own_.st_dev &&
+                entry->statp->st_ino == own_.st_ino) {
+                DirSetFlagsA(entry, DDS_SKIP);
+            } else {
+                one(*entry);
+            }
+        }
+        check(errno == 0, "%s cannot be walked to its end: %m", root.c_str());
+    }
+
+    void one(const DirEntry &walked) {
+        Entry entry;
+        entry.path.assign(walked.path + 1, static_cast<size_t>(walked.pathlen - 1));
+        const struct stat &status = *walked.statp;
+        if (walked.info == DDS_DP) return;
+        if (walked.info == DDS_DNR || walked.info == DDS_ERR || walked.info == DDS_NS)
+            return skip(entry.path, DirGetStrerrorA(&walked));
+        if (S_ISSOCK(status.st_mode)) return skip(entry.path, "it is a socket");
+        entry.type = typeOf(status.st_mode);
+        entry.mode = status.st_mode & 07777;
+        entry.uid = status.st_uid;
+        entry.gid = status.st_gid;
+        entry.size = entry.type == 'f' ? static_cast<uint64_t>(status.st_size) : 0;
+        entry.inode = status.st_ino;
+        entry.device = status.st_rdev;
+        entry.modified = status.st_mtim;
+        entry.changed = status.st_ctim;
+        progress_.add(1, 0);
+        if (entry.type != 'd' && status.st_nlink > 1) {
+            std::string &first = linked_[{status.st_dev, status.st_ino}];
+            entry.link = first;
+            if (!first.empty()) entry.type = 'h';
+        }
+        if (entry.type == 'f' && !file(entry, walked.accpath)) return;
+        if (entry.type == 'l') {
+            char target[PATH_MAX];
+            const ssize_t length = readlink(walked.accpath, target, sizeof target);
+            if (length < 0) return skip(entry.path, strerror(errno));
+            entry.link.assign(target, static_cast<size_t>(length));
+        }
+        if (entry.type != 'f' && !entry.path.empty()) list_.entry(entry);
+        if (entry.type != 'd' && entry.type != 'h' && status.st_nlink > 1)
+            linked_[{status.st_dev, status.st_ino}] = entry.path;
+    }
+
+    static char typeOf(mode_t mode) {
+        if (S_ISDIR(mode)) return 'd';
+        if (S_ISREG(mode)) return 'f';
+        if (S_ISLNK(mode)) return 'l';
+        return S_ISFIFO(mode) ? 'p' : S_ISCHR(mode) ? 'c' : 'b';
+    }
+
+    void skip(const std::string &path, const char *why) {
+        WarningA(-1, "%s is not in the backup: %s", path.c_str(), why);
+        ++skipped_;
+    }
+
+    /// False when the file cannot be opened.
+    bool file(const Entry &entry, const char *path) {
+        if (previous_ != nullptr && previous_->has(entry)) return reuse(entry), true;
+        Fd opened(open(path, O_RDONLY | O_NOFOLLOW | O_NOATIME | O_CLOEXEC));
+        if (opened.fd < 0 && errno == EPERM)  // O_NOATIME is for the owner
+            opened.fd = open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        if (opened.fd < 0) return skip(entry.path, strerror(errno)), false;
+        list_.entry(entry);
+        if (content(opened.fd, entry.path) != entry.size)
+            WarningA(-1, "%s changed while it was read", entry.path.c_str());
+        return true;
+    }
+
+    void reuse(const Entry &entry) {
+        list_.entry(entry);
+        ChunkRecord known;
+        for (ChunkRef chunk; previous_->nextChunk(&chunk);) {
+            check(index_.find(chunk.digest, &known), "%s: a chunk of it is lost",
+                  entry.path.c_str());
+            list_.chunk(chunk);
+            progress_.add(0, chunk.size);
+        }
+    }
+
+    /// Reads a file to its end, chunk by chunk; returns its size.
+    uint64_t content(int fd, const std::string &path) {
+        size_t begin = 0, end = 0;
+        uint64_t size = 0;
+        for (bool ended = false;;) {
+            if (!ended && end - begin < chunker_.most()) {
+                std::memmove(buffer_.data(), buffer_.data() + begin, end - begin);
+                end -= std::exchange(begin, 0);
+                const auto room = static_cast<ssize_t>(buffer_.size() - end);
+                const ssize_t got = safe_read(fd, buffer_.data() + end, room);
+                check(got >= 0, "%s cannot be read to its end: %m", path.c_str());
+                ended = got < room;
+                end += static_cast<size_t>(got);
+            }
+            if (begin == end) return size;
+            const size_t length = chunker_.cut(&buffer_[begin], end - begin);
+            list_.chunk({chunks_.put(&buffer_[begin], length), static_cast<uint32_t>(length)});
+            begin += length;
+            size += length;
+            progress_.add(0, length);
+        }
+    }
+
+    Vault *vault_;
+    ChunkIndex index_;
+    Chunker chunker_;
+    ChunkWriter chunks_;
+    SnapshotWriter list_;
+    std::unique_ptr<Previous> previous_;
+    std::map<std::pair<uint64_t, uint64_t>, std::string> linked_;  ///< files of several names
+    Bytes buffer_;
+    Progress progress_{"backed up"};
+    struct stat own_ {};  ///< the vault, which no backup holds
+    Snapshot snapshot_;
+    uint64_t skipped_ = 0;
+};
+
+/// The sources in the order of the snapshot, without those that lie below another.
+std::vector<std::string> orderSources(const std::vector<std::string> &arguments) {
+    std::vector<std::string> sources;
+    for (const std::string &argument : arguments) {
+        char path[PATH_MAX];
+        check(vex_path_resolve(argument.c_str(), path, sizeof path) >= 0 &&
+                  vex_access(path, F_OK) == 0,
+              "%s cannot be backed up: %m", argument.c_str());
+        sources.emplace_back(path);
+    }
+    std::sort(sources.begin(), sources.end(),
+              [](const auto &a, const auto &b) { return comparePaths(a, b) < 0; });
+    const auto covers = [](const auto &outer, const auto &inner) {
+        return vex_path_is_below(inner.c_str(), outer.c_str()) == 1;
+    };
+    sources.erase(std::unique(sources.begin(), sources.end(), covers), sources.end());
+    return sources;
+}
+
+}  // namespace
+
+void backup(Vault *vault) {
+    const std::vector<std::string> sources = orderSources(vault->settings.arguments);
+    VexUID id;
+    char uid[33];
+    done(VexUIDGenerate(&id, 1) != nullptr && VexUIDSerialize(uid, sizeof uid, &id, false) != 0);
+    vault->catalogue.beginChange();
+    Snapshot snapshot;
+    snapshot.uid = uid;
+    snapshot.generation = vault->catalogue.generation();
+    snapshot.time = static_cast<uint64_t>(time(nullptr));
+    Backup(vault, snapshot).run(sources);
+}
+
+}  // namespace vault

@@ -1,0 +1,188 @@
+#include "catalogue.h"
+
+#include <cinttypes>
+
+namespace vault {
+namespace {
+
+constexpr char kFile[] = "file:", kCounter[] = "sequence", kRoot[] = "root", kFresh[] = "root.new";
+constexpr const char *kSubdirectories[] = {kContainers, kSnapshots, kIndex, kTemporary};
+
+std::string checked(const std::string &text) {
+    return text + "check " + toText(fingerprint(text.data(), text.size())) + "\n";
+}
+
+}  // namespace
+
+void Catalogue::check(bool good, const SQLiteException &error) const {
+    vault::check(good, "%s: %s", path(stateName()).c_str(), error.what());
+}
+
+void Catalogue::create() {
+    done(CreateTreeA(directory_.c_str(), 0700) == 0);
+    for (const char *name : kSubdirectories) done(CreateDirA(path(name).c_str(), 0700) == 0);
+    generation_ = 1;
+    unlink(path(stateName()).c_str());  // of an init that was interrupted
+    done(WriteIdToPath(path(kCounter).c_str(), kCounter, generation_) == 0);
+    openRegistry();
+    SQLiteException error;
+    check(registry_.CreateRegistryTable(&error), error);
+}
+
+void Catalogue::open() {
+    vault::check(vex_access(path(kRoot).c_str(), F_OK) == 0,
+                 "%s is no vault: it has no file \"root\"", directory_.c_str());
+    lock_ = std::make_unique<Fd>(VexLockFileAcquire(path("lock").c_str(), -1));
+    done(lock_->fd >= 0);
+    readRoot();
+    char digest[65] = "";
+    vault::check(SHA256FromFile_r(path(stateName()).c_str(), digest, sizeof digest) != nullptr &&
+                     state_digest_ == digest,
+                 "%s is damaged: \"root\" has another fingerprint of it",
+                 path(stateName()).c_str());
+    openRegistry();
+}
+
+void Catalogue::readRoot() {
+    char text[256] = "", digest[65] = "";
+    (void)FileLoadToBuffer(path(kRoot).c_str(), text, sizeof text - 1);
+    const std::string found = text, body = found.substr(0, found.find("check "));
+    vault::check(
+        found == checked(body) &&
+            sscanf(text, "vault 1\ngeneration %" SCNu64 "\nstate %64s\n", &committed_, digest) == 2,
+        "%s is damaged", path(kRoot).c_str());
+    generation_ = committed_;
+    state_digest_ = digest;
+}
+
+void Catalogue::writeRoot() {
+    char digest[65] = "";
+    done(SHA256FromFile_r(path(stateName()).c_str(), digest, sizeof digest) != nullptr);
+    const std::string text =
+        checked("vault 1\ngeneration " + std::to_string(generation_) + "\nstate " + digest + "\n");
+    writeNewFile(path(kFresh), text.data(), text.size());
+    done(rename_dirfsync(path(kFresh).c_str(), path(kRoot).c_str(), directory_.c_str(), 0) == 0);
+}
+
+void Catalogue::openRegistry() {
+    SQLiteException error;
+    registry_.SetDBFilename(path(stateName()));
+    check(registry_.Open(&error), error);
+}
+
+/// The counter makes generations unique for ever; should it be damaged, "root" knows the last one.
+void Catalogue::nextGeneration() {
+    const std::string counter = path(kCounter);
+    const Fd file(OpenId(counter.c_str(), kCounter, &generation_, committed_));
+    if (file.fd >= 0) return done(NextId(counter.c_str(), kCounter, &generation_, file.fd) == 0);
+    WarningA(-1, "%s is made anew", counter.c_str());
+    generation_ = committed_ + 1;
+    done(WriteIdToPath(counter.c_str(), kCounter, generation_) == 0);
+}
+
+void Catalogue::beginChange() {
+    sweep();
+    dropped_.push_back(stateName());
+    nextGeneration();
+    registry_.Close();
+    done(FileCopy(path(dropped_[0]).c_str(), path(stateName()).c_str(), 0600) >= 0);
+    openRegistry();
+    // the file counts only once "root" names it, so SQLite need not protect it by a journal
+    SQLiteException error;
+    check(registry_.Execute("PRAGMA journal_mode=OFF", &error), error);
+    check(registry_.SetAutoCommit(false, &error), error);
+}
+
+void Catalogue::commit() {
+    SQLiteException error;
+    if (committed_ != 0) check(registry_.SetAutoCommit(true, &error) && error.IsGood(), error);
+    registry_.Close();
+    for (const char *name : kSubdirectories) done(dirfsync(path(name).c_str(), 0) == 0);
+    writeRoot();
+    for (const std::string &name : dropped_)
+        if (unlink(path(name).c_str()) != 0)
+            WarningA(-1, "%s is left for the next run to delete: %m", name.c_str());
+}
+
+/// Removes files that the registry does not list, where only the vault itself makes files.
+void Catalogue::sweep() {
+    const std::unique_ptr<DirStream, decltype(&DirCloseA)> walk(
+        DirOpenA(directory_.c_str(), DDS_PHYSICAL | DDS_NOCHDIR, nullptr, 0), &DirCloseA);
+    while (const DirEntry *entry = DirGetNextA(walk.get())) {
+        if (entry->info != DDS_F) continue;
+        const std::string name = entry->path + directory_.size() + 1;
+        const bool ours = entry->level == 2 || name == kFresh || name.starts_with("state-");
+        if (!ours || name == stateName() || !get(kFile + name).empty()) continue;
+        vault::check(unlink(entry->path) == 0, "%s cannot be removed: %m", entry->path);
+        InfoA(-1, "removed %s, which an interrupted run left", name.c_str());
+    }
+}
+
+void Catalogue::set(const std::string &item, const std::string &value) {
+    SQLiteException error;
+    check(registry_.SetRegistryItem(item, value, &error), error);
+}
+
+void Catalogue::remove(const std::string &item) {
+    SQLiteException error;
+    SQLitePreparedStatement statement(&registry_, "DELETE FROM registry WHERE name = ?", &error);
+    statement.SetString(1, item);
+    check(statement.Execute(&error), error);
+}
+
+std::map<std::string, std::string> Catalogue::list(const std::string &prefix) {
+    std::map<std::string, std::string> items;
+    SQLiteException error;
+    SQLitePreparedStatement statement(
+        &registry_, "SELECT name, value FROM registry WHERE substr(name, 1, length(?1)) = ?1",
+        &error);
+    statement.SetString(1, prefix);
+    SQLiteResultSet rows = statement.ExecuteQuery(&error);
+    for (; error.IsGood() && !rows.IsLast(); rows.Next(&error))
+        items[rows.GetString(0).substr(prefix.size())] = rows.GetString(1);
+    check(error.IsGood(), error);
+    return items;
+}
+
+std::string Catalogue::describe(const std::string &name) const {
+    char text[65] = "";
+    // chunks have fingerprints of their own: for containers a checksum, which is faster, is enough
+    if (name.starts_with(kContainers)) {
+        snprintf(text, sizeof text, "%08" PRIx32, CRCFromFile(path(name).c_str()));
+    } else {
+        done(SHA256FromFile_r(path(name).c_str(), text, sizeof text) != nullptr);
+    }
+    return std::to_string(FileSizeGet(path(name).c_str())) + " " + text;
+}
+
+void Catalogue::addFile(const std::string &name, const std::string &description) {
+    set(kFile + name, description);
+}
+
+void Catalogue::dropFile(const std::string &name) {
+    dropped_.push_back(name);
+    remove(kFile + name);
+}
+
+std::vector<std::string> Catalogue::files(const std::string &prefix) {
+    std::vector<std::string> names;
+    for (const auto &[name, description] : list(kFile + prefix)) names.push_back(prefix + name);
+    return names;
+}
+
+bool Catalogue::checkFiles() {
+    bool sound = true;
+    for (const auto &[name, description] : list(kFile))
+        sound = succeeds([&] {
+                    vault::check(describe(name) == description, "%s is missing or damaged",
+                                 path(name).c_str());
+                }) &&
+                sound;
+    uint64_t value = 0;
+    const Fd counter(OpenId(path(kCounter).c_str(), kCounter, &value, committed_));
+    if (counter.fd >= 0) return sound;
+    ErrorA(-1, "%s is missing or damaged", path(kCounter).c_str());
+    return false;
+}
+
+}  // namespace vault

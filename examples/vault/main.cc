@@ -1,0 +1,126 @@
+// vault: a small deduplicating backup, and a tour of the library, see docs/tour.md.
+#include <cstring>
+
+#include "commands.h"
+
+namespace vault {
+namespace {
+
+enum ExitStatus { kSuccess, kFailure, kUsage };
+constexpr uint64_t kInterval = 200000;  // microseconds between two looks of the progress line
+
+void init(Vault *vault) {
+    Settings *const settings = &vault->settings;
+    Catalogue *const catalogue = &vault->catalogue;
+    check(vex_access(catalogue->path("root").c_str(), F_OK) != 0, "%s is a vault already",
+          settings->directory.c_str());
+    if (settings->key_file.empty()) settings->key_file = settings->directory + ".key";
+    const bool fresh = vex_access(settings->key_file.c_str(), F_OK) != 0;
+    if (fresh) Sealer::makeKeyFile(settings->key_file);
+    vault->sealer.open(settings->key_file, settings->cipher);
+    catalogue->create();
+    writeSettings(*settings);
+    catalogue->set("key", vault->sealer.keyCheck());
+    catalogue->addFile("vault.ini", catalogue->describe("vault.ini"));
+    catalogue->commit();
+    printf("made %s; its key is %s%s\n", settings->directory.c_str(), settings->key_file.c_str(),
+           fresh ? ", new: keep a copy elsewhere, without it nothing can be restored" : "");
+}
+
+void list(Vault *vault) {
+    printf("%-32s  %-19s %10s %12s %12s  sources\n", "snapshot", "time", "files", "size", "stored");
+    for (const Snapshot &one : listSnapshots(&vault->catalogue)) {
+        const auto seconds = static_cast<time_t>(one.time);
+        struct tm local {};
+        char when[32] = "";
+        strftime(when, sizeof when, "%Y-%m-%d %H:%M:%S", VexLocaltime(&seconds, &local));
+        printf("%-32s  %-19s %10llu %12s %12s  %s\n", one.uid.c_str(), when,
+               static_cast<U64>(one.files), sizeText(one.bytes).c_str(),
+               sizeText(one.stored).c_str(), one.sources.c_str());
+    }
+}
+
+struct Command {
+    const char *name, *arguments, *does;
+    size_t fewest, most;  ///< arguments behind DIR
+    bool needs_key;       ///< before it runs
+    void (*run)(Vault *);
+};
+
+constexpr Command kCommands[] = {
+    {"init", "DIR", "makes a vault, and a key unless there is one", 0, 0, false, init},
+    {"backup", "DIR SOURCE...", "stores files and directories as a snapshot", 1, SIZE_MAX, true,
+     backup},
+    {"list", "DIR", "lists the snapshots", 0, 0, false, list},
+    {"restore", "DIR SNAPSHOT TARGET", "brings one back: \"latest\" or a UID's beginning", 2, 2,
+     true, restore},
+    {"verify", "DIR", "reads everything and names what is damaged", 0, 0, false, verify},
+    {"prune", "DIR", "forgets snapshots beyond --keep and frees room", 0, 0, true, prune},
+};
+
+void usage(const char *) {
+    printf("\nUsage: vault COMMAND [OPTION]... DIR [ARGUMENT]...\n\n");
+    for (const Command &command : kCommands)
+        printf("  vault %-7s %-20s %s\n", command.name, command.arguments, command.does);
+    printf("\n");
+    printOptions();
+}
+
+int run(const Command &command, int argc, char **argv) {
+    Settings settings;
+    const bool usable = succeeds([&] {
+        settings = readSettings(argc, argv);
+        const size_t count = settings.arguments.size();
+        check(count >= command.fewest && count <= command.most, "usage: vault %s %s", command.name,
+              command.arguments);
+    });
+    if (!usable) return kUsage;
+    InfoA(-1, "vault %s begins", command.name);
+    const bool good = succeeds([&] {
+        Vault vault{settings, Catalogue(settings.directory), {}};
+        if (command.run != init) vault.catalogue.open();
+        if (command.needs_key) vault.openKey();
+        command.run(&vault);
+    });
+    InfoA(-1, "vault %s %s", command.name, good ? "ends" : "fails");
+    return good ? kSuccess : kFailure;
+}
+
+}  // namespace
+
+void Vault::openKey() {
+    sealer.open(settings.key_file, settings.cipher);
+    check(sealer.keyCheck() == catalogue.get("key"), "wrong key: %s is not the key of %s",
+          settings.key_file.c_str(), settings.directory.c_str());
+}
+
+Progress::~Progress() {
+    if (shown_ != 0) fputs("\r\033[K", stderr);
+}
+
+double Progress::megabytesPerSecond() const {
+    return static_cast<double>(bytes_) / static_cast<double>(gethrtime() - start_ + 1);
+}
+
+void Progress::add(uint64_t files, uint64_t bytes) {
+    static const bool terminal = isatty(STDERR_FILENO) == 1;
+    files_ += files;
+    bytes_ += bytes;
+    if (!terminal || gethrtime() < std::max(start_, shown_) + kInterval) return;
+    shown_ = gethrtime();
+    fprintf(stderr, "\r\033[K%s %llu files, %s, %.0f MB/s", verb_, static_cast<U64>(files_),
+            sizeText(bytes_).c_str(), megabytesPerSecond());
+}
+
+}  // namespace vault
+
+int main(int argc, char **argv) {
+    const zqutil::LibAutoInit library("vault");
+    (void)vexLogSet(nullptr, VEX_LOG_PRESET_SHORT | VEX_LOG_STDERR_SEVERE, 0);
+    _checkCommonArgs(&argc, argv, vault::usage, GetVEXVersion(), __DATE__, __TIME__, "Release");
+    for (const vault::Command &command : vault::kCommands)
+        if (argc >= 2 && strcmp(argv[1], command.name) == 0)
+            return vault::run(command, argc - 1, argv + 1);
+    vault::usage(argv[0]);
+    return vault::kUsage;
+}

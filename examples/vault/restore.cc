@@ -1,0 +1,201 @@
+// "vault restore": makes the tree of a snapshot, fills its files container by container, so that
+// each container is opened once, and sets owners, modes and times last.
+#include <fcntl.h>
+
+#include <cerrno>
+
+#include "commands.h"
+
+namespace vault {
+namespace {
+
+constexpr size_t kPlaceKey = 12;  // container and offset
+
+std::string parentOf(const std::string &path) {
+    char parent[PATH_MAX];
+    return vex_path_dirname(path.c_str(), parent, sizeof parent) < 0 ? "/" : parent;
+}
+
+class Restore {
+public:
+    Restore(Vault *vault, const std::string &target)
+        : vault_(vault),
+          target_(target),
+          partial_(target + ".partial"),
+          plan_(vault->catalogue.path(kTemporary), kPlaceKey) {}
+
+    void run(const std::string &uid) {
+        check(rmdir(target_.c_str()) == 0 || errno == ENOENT,
+              "%s is there already and is no empty directory", target_.c_str());
+        check(mkdir(partial_.c_str(), 0700) == 0, "%s cannot be made: %m", partial_.c_str());
+        const bool complete = succeeds([&] {
+            index_.load(&vault_->catalogue, vault_->sealer);
+            forEachEntry(uid, [this](const auto &entry, auto *reader) { make(entry, reader); });
+            plan_.sort();
+            fill();
+            forEachEntry(uid, [this](const auto &entry, auto *) { setAttributes(entry); });
+            leaveDirectories("");
+        });
+        check(complete && lost_ == 0, "%s holds what could be restored", partial_.c_str());
+        done(rename_dirfsync(partial_.c_str(), target_.c_str(), parentOf(target_).c_str(), 0) == 0);
+        printf("restored %llu files, %s, to %s; %.1f MB/s\n", static_cast<U64>(progress_.files()),
+               sizeText(progress_.bytes()).c_str(), target_.c_str(),
+               progress_.megabytesPerSecond());
+        check(unlike_ == 0, "%llu files are not as they were; the log names them",
+              static_cast<U64>(unlike_));
+    }
+
+private:
+    std::string place(const std::string &path) const { return partial_ + "/" + path; }
+
+    template <typename Visit>
+    void forEachEntry(const std::string &uid, Visit visit) {
+        SnapshotReader reader(&vault_->catalogue, &vault_->sealer, uid);
+        for (Entry entry; reader.next(&entry);) visit(entry, &reader);
+    }
+
+    void make(const Entry &entry, SnapshotReader *reader) {
+        const std::string path = place(entry.path);
+        const mode_t kind = entry.type == 'p' ? S_IFIFO : entry.type == 'c' ? S_IFCHR : S_IFBLK;
+        progress_.add(1, 0);
+        // the directories above a source are not part of the snapshot
+        if (const std::string parent = parentOf(path); parent != parent_) {
+            done(CreateTreeA(parent.c_str(), 0755) == 0);
+            parent_ = parent;
+        }
+        if (entry.type == 'd') {
+            expect(CreateDirA(path.c_str(), 0700) == 0, path);
+        } else if (entry.type == 'l') {
+            expect(symlink(entry.link.c_str(), path.c_str()) == 0, path);
+        } else if (entry.type == 'h') {
+            expect(link(place(entry.link).c_str(), path.c_str()) == 0, path);
+        } else if (entry.type == 'f') {
+            const Fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+            check(file.fd >= 0, "%s cannot be made: %m", path.c_str());
+            planContent(entry, reader);
+        } else {
+            expect(mknod(path.c_str(), kind | 0600, entry.device) == 0, path);
+        }
+    }
+
+    /// Goes on without what the system, or the rights of the user, do not allow.
+    void expect(bool good, const std::string &path) {
+        if (good) return;
+        WarningA(-1, "%s cannot be made as it was: %m", path.c_str());
+        ++unlike_;
+    }
+
+    /// Notes where each piece of a file comes from.
+    void planContent(const Entry &entry, SnapshotReader *reader) {
+        uint64_t offset = 0;
+        for (ChunkRef chunk; reader->nextChunk(&chunk); offset += chunk.size) {
+            ChunkRecord known;
+            check(index_.find(chunk.digest, &known), "%s: a chunk of it is lost",
+                  entry.path.c_str());
+            Bytes record;
+            put64(&record, known.container);
+            put32(&record, known.offset);
+            put32(&record, known.size);
+            putDigest(&record, known.digest);
+            put64(&record, offset);
+            putText(&record, entry.path);
+            plan_.add(record);
+            containers_.insert(known.container);
+        }
+    }
+
+    void fill() {
+        ContainerReader containers(&vault_->catalogue, &vault_->sealer, std::move(containers_));
+        for (Bytes record; plan_.next(&record);) {
+            Cursor cursor(record);
+            ChunkRecord chunk{};
+            chunk.container = cursor.take64();
+            chunk.offset = cursor.take32();
+            chunk.size = cursor.take32();
+            chunk.digest = cursor.takeDigest();
+            const auto offset = static_cast<off_t>(cursor.take64());
+            const std::string path = cursor.takeText();
+            const unsigned char *data = nullptr;
+            if (succeeds([&] { data = containers.get(chunk); })) {
+                write(path, data, chunk.size, offset);
+            } else {
+                ErrorA(-1, "%s: %u bytes at %lld are lost", path.c_str(), chunk.size,
+                       static_cast<long long>(offset));
+                ++lost_;
+            }
+            progress_.add(0, chunk.size);
+        }
+        file_.reset();
+    }
+
+    /// Keeps the file open: what comes next most often belongs to it as well.
+    void write(const std::string &path, const unsigned char *data, size_t size, off_t offset) {
+        if (file_ == nullptr || path != file_path_)
+            file_ =
+                std::make_unique<Fd>(open(place(path).c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
+        file_path_ = path;
+        const auto count = static_cast<ssize_t>(size);
+        check(file_->fd >= 0 && safe_pwrite(file_->fd, data, count, offset) == count,
+              "%s cannot be written: %m", place(path).c_str());
+    }
+
+    void setAttributes(const Entry &entry) {
+        leaveDirectories(entry.path);
+        if (entry.type == 'd') {
+            directories_.push_back(entry);
+        } else if (entry.type != 'h') {
+            apply(entry);
+        }
+    }
+
+    /// A directory is done once an entry lies elsewhere.
+    void leaveDirectories(const std::string &next) {
+        for (; !directories_.empty() && !next.starts_with(directories_.back().path + "/");
+             directories_.pop_back())
+            apply(directories_.back());
+    }
+
+    void apply(const Entry &entry) {
+        const std::string path = place(entry.path);
+        const timespec times[] = {entry.modified, entry.modified};
+        expect((VexIsRoot() == 0 || lchown(path.c_str(), entry.uid, entry.gid) == 0) &&
+                   (entry.type == 'l' || chmod(path.c_str(), entry.mode) == 0) &&
+                   utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0,
+               path);
+    }
+
+    Vault *vault_;
+    std::string target_, partial_, parent_;  ///< parent: the directory of the last entry
+    ChunkIndex index_;
+    RecordSorter plan_;  ///< which chunk goes where, in the order of the containers
+    std::set<uint64_t> containers_;
+    std::vector<Entry> directories_;  ///< those that the entry lies in, whose times come last
+    std::string file_path_;
+    std::unique_ptr<Fd> file_;
+    Progress progress_{"restored"};
+    uint64_t lost_ = 0, unlike_ = 0;
+};
+
+/// The one snapshot that a name means: "latest", a UID or the beginning of one.
+std::string findSnapshot(Catalogue *catalogue, const std::string &name) {
+    const std::vector<Snapshot> snapshots = listSnapshots(catalogue);
+    if (name == "latest" && !snapshots.empty()) return snapshots.back().uid;
+    std::vector<std::string> found;
+    for (const Snapshot &snapshot : snapshots)
+        if (snapshot.uid.starts_with(name)) found.push_back(snapshot.uid);
+    check(!found.empty(), "there is no snapshot %s; see \"vault list\"", name.c_str());
+    check(found.size() == 1, "several snapshots begin with %s", name.c_str());
+    return found[0];
+}
+
+}  // namespace
+
+void restore(Vault *vault) {
+    const std::vector<std::string> &arguments = vault->settings.arguments;
+    char target[PATH_MAX];
+    check(vex_path_resolve(arguments[1].c_str(), target, sizeof target) >= 0, "%s: %m",
+          arguments[1].c_str());
+    Restore(vault, target).run(findSnapshot(&vault->catalogue, arguments[0]));
+}
+
+}  // namespace vault
