@@ -1,0 +1,197 @@
+"""vault as somebody meets it whose data is in it: backups, changes, restores, damage, kills, a wrong key, pruning."""
+import os
+import random
+import re
+import stat
+import subprocess
+import tempfile
+import unittest
+
+VAULT = os.environ["VEX_VAULT"]
+CHANGING = ["openat", "write", "pwrite64", "fsync", "fdatasync", "rename", "unlink", "mkdir"]
+
+
+def contents(tree):
+    """What a restore must bring back: each path's status and content, and which names are one file."""
+    seen, links = {}, {}
+    for directory, folders, names in os.walk(tree):
+        for name in [".", *folders, *names]:
+            path = os.path.normpath(os.path.join(directory, name))
+            relative, status, content = os.path.relpath(path, tree), os.lstat(path), None
+            if stat.S_ISLNK(status.st_mode):
+                content = os.readlink(path)
+            elif stat.S_ISREG(status.st_mode):
+                links.setdefault(status.st_ino, set()).add(relative)
+                with open(path, "rb") as file:
+                    content = file.read()
+            seen[relative] = (status.st_mode, status.st_uid, status.st_gid, status.st_mtime_ns, content)
+    return seen, sorted(sorted(names) for names in links.values())
+
+
+class VaultTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.dir = os.path.realpath(folder.name)
+        self.vault, self.tree = self.path("v"), self.path("tree")
+        self.random = random.Random(7)
+        self.vex("init", "--chunk-size=4KiB", self.vault)
+        for name, size in {"a": 0, "b/one": 1, "b.c": 4096, "b/deep/er/ü \n": 70000, "big": 9 << 20}.items():
+            self.write(name, self.random.randbytes(size))
+        self.write("zeros", bytes(3 << 20))
+        os.symlink("nowhere", f"{self.tree}/link")
+        os.link(f"{self.tree}/b/one", f"{self.tree}/b/same")
+        os.mkfifo(f"{self.tree}/pipe", 0o640)
+        os.mkdir(f"{self.tree}/read only", 0o555)
+        os.chmod(f"{self.tree}/b.c", 0o4711)
+        for name, when in {"b": -1, "link": 1234567890123456789, "big": 1}.items():
+            os.utime(f"{self.tree}/{name}", ns=(when, when), follow_symlinks=False)
+
+    def path(self, *names):
+        return os.path.join(self.dir, *names)
+
+    def write(self, name, content):
+        path = os.path.join(self.tree, name)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
+            file.write(content)
+
+    def vex(self, *arguments, status=0, prefix=()):
+        done = subprocess.run([*prefix, VAULT, *arguments], capture_output=True, text=True, check=False, timeout=120)
+        if status is not None:
+            self.assertEqual(status, done.returncode, (arguments, done.stdout, done.stderr))
+        return done.stdout + done.stderr
+
+    def backup(self, **more):
+        return re.search(r"snapshot (\w{32})", self.vex("backup", self.vault, self.tree, **more))[1]
+
+    def restored(self, snapshot):
+        with tempfile.TemporaryDirectory(dir=self.dir) as place:
+            self.vex("restore", self.vault, snapshot, f"{place}/out")
+            return contents(f"{place}/out/{self.tree}")
+
+    def files(self):
+        return [os.path.join(d, name) for d, _, names in os.walk(self.vault) for name in names if name != "lock"]
+
+    def container_bytes(self):
+        return sum(os.path.getsize(name) for name in self.files() if "/containers/" in name)
+
+    def test_both_snapshots_come_back_and_unchanged_data_costs_nothing(self):
+        first, before = self.backup(), contents(self.tree)
+        stored = self.container_bytes()
+        self.backup()
+        self.assertEqual(stored, self.container_bytes())
+        self.write("b.c", b"changed")
+        self.write("big", b"inserted " + before[0]["big"][4])  # all chunks but the first are the same
+        self.write("new/file", self.random.randbytes(100000))
+        os.unlink(f"{self.tree}/a")
+        second, after = self.backup(), contents(self.tree)
+        self.assertLess(self.container_bytes() - stored, 200000)
+        self.assertEqual(before, self.restored(first))
+        self.assertEqual(after, self.restored(second[:12]))
+        self.assertEqual(after, self.restored("latest"))
+        self.vex("verify", self.vault)
+        self.assertIn(second, self.vex("list", self.vault))
+        self.assertIn("no snapshot", self.vex("restore", self.vault, "f" * 32, self.path("x"), status=1))
+        self.assertIn("is there already", self.vex("restore", self.vault, first, self.tree, status=1))
+
+    def test_files_that_cannot_be_read_are_named_and_the_rest_is_stored(self):
+        if os.geteuid() != 0:
+            os.chmod(f"{self.tree}/b.c", 0)
+            self.assertIn("1 files are not in the backup", self.vex("backup", self.vault, self.tree, status=1))
+        self.assertIn("cannot be backed up", self.vex("backup", self.vault, self.path("absent"), status=1))
+        inside = contents(self.tree)
+        self.vex("init", self.path("tree", "inner"))
+        self.vex("backup", self.path("tree", "inner"), self.tree)  # leaves itself out
+        self.vex("restore", self.path("tree", "inner"), "latest", self.path("out"))
+        found = contents(self.path("out") + self.tree)
+        self.assertEqual(inside[0].keys() | {"inner.key", "inner.log"}, found[0].keys())
+
+    def test_one_damaged_byte_in_any_file_is_found_and_the_file_named(self):
+        self.backup()
+        for name in self.files():
+            size = os.path.getsize(name)
+            for offset in {0, size // 3, size - 1}:
+                with open(name, "r+b") as file:
+                    file.seek(offset)
+                    byte = file.read(1)[0]
+                    file.seek(offset)
+                    file.write(bytes([byte ^ 1]))
+                    file.flush()
+                    self.assertIn(os.path.basename(name), self.vex("verify", self.vault, status=None), offset)
+                    self.assertIn("damaged", self.vex("verify", self.vault, status=None))
+                    file.seek(offset)
+                    file.write(bytes([byte]))
+        self.vex("verify", self.vault)
+        container = next(name for name in self.files() if "/containers/" in name)
+        os.truncate(container, 1000)
+        self.assertIn("are lost", self.vex("restore", self.vault, "latest", self.path("out"), status=1))
+        self.assertTrue(os.path.exists(self.path("out.partial")))
+
+    def test_a_kill_at_any_change_of_the_disk_loses_no_earlier_snapshot(self):
+        self.write("big", b"small here, so that one container holds a run's chunks")
+        os.unlink(f"{self.tree}/zeros")
+        first, before = self.backup(), contents(self.tree)
+        kills = 0
+        for call in CHANGING:
+            for number in range(1, 1000):
+                self.write("changing", self.random.randbytes(5000))
+                strace = ["strace", "-f", "-qqq", "-o", "/dev/null", "-e", f"trace={call}",
+                          "-e", f"inject={call}:signal=KILL:when={number}"]
+                output = self.vex("backup", self.vault, self.tree, status=None, prefix=strace)
+                self.assertTrue("snapshot" in output or "ERROR" not in output, output)
+                self.vex("verify", self.vault)
+                self.assertIn(first, self.vex("list", self.vault))
+                if re.search(r"snapshot \w{32}:", output):
+                    break
+                kills += 1
+        self.assertGreater(kills, 60)
+        self.assertEqual(before, self.restored(first))
+        self.backup()
+        self.vex("prune", "--keep=1", self.vault)
+        listed = len(re.findall(r"^\w{32} ", self.vex("list", self.vault), re.M))
+        self.assertEqual(1, listed)
+        known = {"root", "sequence", "vault.ini", "containers", "snapshots", "index"}
+        left = [name for name in map(lambda file: os.path.relpath(file, self.vault), self.files())
+                if name.split("/")[0] not in known and not re.match(r"state-\d+\.db$", name)]
+        self.assertEqual([], left)  # nothing that an interrupted run left
+        self.assertLessEqual(len(self.files()), 9)
+        self.vex("verify", self.vault)
+
+    def test_the_wrong_key_and_wrong_commands_get_a_clear_error(self):
+        self.backup()
+        self.vex("init", self.path("other"))
+        self.vex("list", self.vault)
+        for key, text in {self.path("other.key"): "wrong key", self.path("none"): "is no key file"}.items():
+            for command in (["restore", "-k", key, self.vault, "latest", self.path("out")],
+                            ["backup", "-k", key, self.vault, self.tree], ["verify", "-k", key, self.vault]):
+                self.assertIn(text, self.vex(*command, status=1))
+        self.assertFalse(os.path.exists(self.path("out.partial")))
+        self.assertIn("is a vault already", self.vex("init", self.vault, status=1))
+        self.assertIn("is no vault", self.vex("list", self.tree, status=1))
+        self.assertIn("power of two", self.vex("list", "--chunk-size=5000", self.vault, status=2))
+        self.assertIn("usage: vault restore", self.vex("restore", self.vault, status=2))
+
+    def test_pruning_frees_what_nothing_needs_and_packs_the_rest_anew(self):
+        self.write("keep", self.random.randbytes(1 << 20))
+        self.backup()
+        full = self.container_bytes()
+        os.unlink(f"{self.tree}/big")
+        last, after = self.backup(), contents(self.tree)
+        self.vex("prune", self.vault)  # keeps all as long as nobody says how many
+        self.assertEqual(full, self.container_bytes())
+        self.assertIn("forgot 1 snapshots", self.vex("prune", "--keep=1", self.vault))
+        self.assertLess(self.container_bytes(), full // 3)
+        self.vex("verify", self.vault)
+        self.assertEqual(after, self.restored(last))
+        self.backup()
+
+    def test_two_backups_at_once_wait_for_each_other(self):
+        running = [subprocess.Popen([VAULT, "backup", self.vault, self.tree], stdout=subprocess.DEVNULL) for _ in range(3)]
+        self.assertEqual([0, 0, 0], [process.wait(60) for process in running])
+        self.assertEqual(3, len(re.findall(r"^\w{32} ", self.vex("list", self.vault), re.M)))
+        self.vex("verify", self.vault)
+
+
+if __name__ == "__main__":
+    unittest.main()
