@@ -62,6 +62,8 @@ typedef struct opt_group {
 } opt_group;
 
 /** One option. */
+/* the order of the fields is the interface's: programs initialise by position
+ * NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding) */
 typedef struct opt_option {
     const char *help;       /**< free text, wrapped when printed; newlines stay; NULL for none */
     const opt_group *group; /**< NULL for no heading */
