@@ -14,6 +14,7 @@
 #include "base/directories.h"
 #include "base/eintr.h"
 #include "base/errno_guard.h"
+#include "base/monotonic.h"
 #include "log/config.h"
 
 namespace vex::util {
@@ -28,9 +29,9 @@ std::string threadError(const char *what, const std::string &path) {
            ") encountered an error while attempting to " + what + " " + path;
 }
 
-/// The directory to create for @p path; empty when there is none to create: no '/', one at either
+/// The directory to make for @p path; empty when there is none to make: no '/', one at either
 /// end, or behind ':'.
-std::string directoryOf(const std::string &path) {
+std::string directoryToMake(const std::string &path) {
     const size_t slash = path.rfind('/');
     if (slash == std::string::npos || slash == 0 || slash + 1 == path.size() ||
         path[slash - 1] == ':')
@@ -39,7 +40,7 @@ std::string directoryOf(const std::string &path) {
 }
 
 bool createDirectoryOf(const std::string &path) {
-    std::string directory = directoryOf(path);
+    std::string directory = directoryToMake(path);
     return directory.empty() || makeDirectories(directory.data(), kDirectoryMode) == 0;
 }
 
@@ -53,12 +54,6 @@ int renameToNew(const std::string &from, const std::string &to) {
         return -1;
     }
     return rename(from.c_str(), to.c_str());
-}
-
-int64_t coarseMilliseconds() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
 }  // namespace
@@ -82,7 +77,7 @@ void LogFile::setPath(const std::string &path) {
     path_ = path;
     lastUsed_ = time(nullptr);
     if (!createDirectoryOf(path_))
-        throw BadPathException(threadError("create path", directoryOf(path_)));
+        throw BadPathException(threadError("create path", directoryToMake(path_)));
 }
 
 bool LogFile::write(const char *line, size_t length, size_t maxSize) {
@@ -139,7 +134,7 @@ bool LogFile::writeLocked(const char *line, size_t length, size_t maxSize) {
 bool LogFile::checkIsDue() {
     constexpr int64_t kBurstMilliseconds = 10;
     constexpr unsigned kCheckedLines = 16;
-    const int64_t now = coarseMilliseconds();
+    const int64_t now = coarseMs();
     if (now - burstStart_ >= kBurstMilliseconds) {
         burstStart_ = now;
         burstLines_ = 0;

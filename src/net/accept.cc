@@ -13,9 +13,9 @@
 #include <vex/net.h>
 #include <vex/text.h>
 
+#include "base/monotonic.h"
 #include "base/unique_fd.h"
 #include "log/report.h"
-#include "net/clock.h"
 #include "net/resolve.h"
 
 std::map<std::string, std::string> g_DNS_Cache;
@@ -90,9 +90,9 @@ unsigned portOf(const sockaddr *address) {
 
 /// Asks the resolver and tells when it was slow; 0 or its code.
 int ask(const sockaddr *address, socklen_t size, const char *ip, char (&name)[NI_MAXHOST]) {
-    const int64_t start = monotonicMs();
+    const int64_t start = coarseMs();
     const int err = getnameinfo(address, size, name, sizeof name, nullptr, 0, NI_NAMEREQD);
-    const int64_t took = monotonicMs() - start;
+    const int64_t took = coarseMs() - start;
     if (took <= kSlowMs) return err;
     unsigned count;
     {

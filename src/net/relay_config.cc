@@ -14,9 +14,9 @@
 #include <vex/text.h>
 
 #include "base/ascii.h"
+#include "base/monotonic.h"
 #include "base/unique_fd.h"
 #include "log/report.h"
-#include "net/clock.h"
 #include "net/resolve.h"
 
 namespace {
@@ -110,6 +110,5 @@ int relaySettings(int64_t now_ms, char *host, size_t host_size, char *port, size
 int get_nat_vkproxy(char *host_out, size_t host_size, char *port_out, size_t port_size) {
     if (host_out == nullptr || port_out == nullptr)
         return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
-    return vex::net::relaySettings(vex::net::monotonicMs(), host_out, host_size, port_out,
-                                   port_size);
+    return vex::net::relaySettings(vex::coarseMs(), host_out, host_size, port_out, port_size);
 }

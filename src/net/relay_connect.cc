@@ -10,8 +10,8 @@
 #include <vex/log.h>
 
 #include "base/errno_guard.h"
+#include "base/monotonic.h"
 #include "log/report.h"
-#include "net/clock.h"
 #include "net/resolve.h"
 #include "net/socket.h"
 
@@ -26,7 +26,7 @@ constexpr unsigned char kVersion = 5, kConnect = 1, kHostName = 3;
 /// the application's.
 class Handshake {
 public:
-    explicit Handshake(int fd) : fd_(fd), deadline_(monotonicMs() + kExchangeMs) {}
+    explicit Handshake(int fd) : fd_(fd), deadline_(coarseMs() + kExchangeMs) {}
 
     bool run(const std::string &host, uint16_t port) {
         return chooseMethod() && request(host, port) && readAnswer();
@@ -86,7 +86,7 @@ private:
 
     bool read(unsigned char *to, size_t count) {
         while (count > 0) {
-            const int64_t left = deadline_ - monotonicMs();
+            const int64_t left = deadline_ - coarseMs();
             pollfd ready{fd_, POLLIN, 0};
             const int state = left > 0 ? poll(&ready, 1, static_cast<int>(left)) : 0;
             if (state == 0) errno = ETIMEDOUT;

@@ -7,8 +7,8 @@
 #include <vex/log.h>
 
 #include "base/errno_guard.h"
+#include "base/monotonic.h"
 #include "log/report.h"
-#include "net/clock.h"
 
 namespace vex::net {
 namespace {
@@ -60,7 +60,7 @@ int ask(int64_t start, const char *host, const char *service, const addrinfo &hi
                         orNull(host), orNull(service), text.get());
             return err;
         }
-        if (monotonicMs() - start + kPauseMs > kDeadlineMs) {
+        if (coarseMs() - start + kPauseMs > kDeadlineMs) {
             ErrorA(-1, "%s: EAI_AGAIN took too long for host %s using service %s: %s", kName,
                    orNull(host), orNull(service), text.get());
             return err;
@@ -117,13 +117,13 @@ int resolverErrno(int err) {
 }
 
 int resolveDirect(const char *host, const char *service, const addrinfo *hints, addrinfo **out) {
-    return resolveFrom(monotonicMs(), host, service, hints, out);
+    return resolveFrom(coarseMs(), host, service, hints, out);
 }
 
 namespace {
 
 int resolveOrRelay(const char *host, const char *service, const addrinfo *hints, addrinfo **out) {
-    const int64_t now = monotonicMs();
+    const int64_t now = coarseMs();
     char relay_host[sizeof relayinfo::relay_host], relay_port[sizeof relayinfo::relay_port];
     if (relaySettings(now, relay_host, sizeof relay_host, relay_port, sizeof relay_port) > 0)
         return zq_getaddrinfo4relay(host, service, relay_host, relay_port, out);

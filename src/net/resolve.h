@@ -17,7 +17,7 @@ struct AddressListFree {
 };
 using AddressList = std::unique_ptr<addrinfo, AddressListFree>;
 
-/// get_nat_vkproxy at a time of monotonicMs.
+/// get_nat_vkproxy at a time of coarseMs.
 int relaySettings(int64_t now_ms, char *host, size_t host_size, char *port, size_t port_size);
 
 /// zq_getaddrinfo past any relay: for addresses of this machine, which no relay can answer for.

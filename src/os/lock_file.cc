@@ -10,6 +10,7 @@
 #include <vex/process.h>
 
 #include "base/eintr.h"
+#include "base/monotonic.h"
 #include "base/unique_fd.h"
 #include "log/report.h"
 #include "os/lock.h"
@@ -54,17 +55,11 @@ namespace {
 constexpr long kMillisecond = 1000000;
 constexpr long kFirstPause = 5 * kMillisecond, kLongestPause = 100 * kMillisecond;
 
-long millisecondsNow() {
-    struct timespec now {};
-    (void)clock_gettime(CLOCK_MONOTONIC, &now);  // this clock is always there
-    return now.tv_sec * 1000 + now.tv_nsec / kMillisecond;
-}
-
 /// Tries again and again, a little less often each time, until the deadline.
 bool lockUntil(int fd, long deadline) {
     long pause = kFirstPause;
     while (!vex::os::lockFile(fd, false)) {
-        if (errno != EAGAIN || millisecondsNow() >= deadline) return false;
+        if (errno != EAGAIN || vex::monotonicMs() >= deadline) return false;
         const struct timespec nap = {0, pause};
         (void)nanosleep(&nap, nullptr);  // a signal only makes the next attempt earlier
         pause = std::min(2 * pause, kLongestPause);
@@ -82,7 +77,7 @@ int VexLockFileAcquire(const char *path, int wait_seconds) {
     if (!fd) return VEX_FAIL(errno, -1, "could not open lock file %s: %m", path);
     const bool locked = wait_seconds < 0
                             ? vex::os::lockFile(fd.get(), true)
-                            : lockUntil(fd.get(), millisecondsNow() + 1000L * wait_seconds);
+                            : lockUntil(fd.get(), vex::monotonicMs() + 1000L * wait_seconds);
     if (locked) return fd.release();
     if (errno == EAGAIN) return -1;
     return VEX_FAIL(errno, -1, "could not lock %s: %m", path);

@@ -14,6 +14,7 @@
 #include <vex/process.h>
 
 #include "base/eintr.h"
+#include "base/monotonic.h"
 #include "base/unique_fd.h"
 #include "log/report.h"
 
@@ -25,12 +26,6 @@ using vex::UniqueFd;
 constexpr int kLookMs = 50;
 constexpr size_t kBlock = 4096;
 constexpr int kMostLast = (1 << 20) / kBlock;  // blocks in the largest pipe
-
-long millisecondsNow() {
-    struct timespec now {};
-    (void)clock_gettime(CLOCK_MONOTONIC, &now);  // this clock is always there
-    return now.tv_sec * 1000 + now.tv_nsec / 1000000;
-}
 
 /// The two records that posix_spawn is given, released together.
 class SpawnSetup {
@@ -86,11 +81,11 @@ public:
     /// Waits for the program's end; false with errno when the time was up or it could not be waited
     /// for.
     bool finish(int timeout_s, int *status) {
-        const long deadline = timeout_s > 0 ? millisecondsNow() + 1000L * timeout_s : LONG_MAX;
+        const long deadline = timeout_s > 0 ? vex::monotonicMs() + 1000L * timeout_s : LONG_MAX;
         while (!ended(status)) {
             if (errno != 0) return false;
-            if (millisecondsNow() >= deadline) return killGroup(status);
-            const long left = deadline - millisecondsNow();
+            if (vex::monotonicMs() >= deadline) return killGroup(status);
+            const long left = deadline - vex::monotonicMs();
             wait(static_cast<int>(std::clamp(left, 0L, long{kLookMs})));
         }
         // what it wrote last; what a program behind it goes on writing is not waited for

@@ -37,7 +37,7 @@ std::string_view withoutTrailing(std::string_view path) {
     return path;
 }
 
-std::string_view directoryOf(std::string_view path) {
+std::string_view dirnameOf(std::string_view path) {
     path = withoutTrailing(path);
     const size_t slash = path.rfind('/');
     if (slash == std::string_view::npos || path.empty()) return ".";
@@ -59,7 +59,7 @@ bool resolve(const std::string &path, std::string *result) {
     struct stat link {};
     if (errno != ENOENT || path.empty() || name == ".." || name == "/") return false;
     if (lstat(path.c_str(), &link) == 0) return errno = ENOENT, false;
-    if (!resolve(std::string(directoryOf(path)), result)) return false;
+    if (!resolve(std::string(dirnameOf(path)), result)) return false;
     if (name == ".") return true;
     if (result->back() != '/') *result += '/';
     *result += name;
@@ -129,5 +129,5 @@ const char *vex_path_basename(const char *path) {
 
 ssize_t vex_path_dirname(const char *path, char *out, size_t size) {
     if (path == nullptr || out == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
-    return deliver(directoryOf(path), out, size);
+    return deliver(dirnameOf(path), out, size);
 }
