@@ -63,8 +63,7 @@ TEST_F(CloudConfigTest, LoadsWholeFilesAndNamesWhatIsMissing) {
     EXPECT_THAT(load("[]"), ElementsAre("32 loadFromJsonObject: it is not an json object."));
     EXPECT_THAT(load("{\n\"a\" 1}"),
         ElementsAre("32 initFromConfigFile: Load JSON file " + file_ + " error: on line 2: ':' expected near '1'."));
-    EXPECT_EQ(-1, config.initFromConfigFile((dir_ / "absent").c_str()));
-    EXPECT_EQ(ENOENT, errno);
+    EXPECT_FAILS(ENOENT, -1, config.initFromConfigFile((dir_ / "absent").c_str()));
 }
 
 TEST_F(CloudConfigTest, UpdatesRewriteTheFileOnlyWhenSomethingChanges) {

@@ -84,33 +84,23 @@ TEST(CurlRequest, ACallersBufferIsFilledToItsEndAndServesOnce) {
     EXPECT_TRUE(body == request.getDataString());
 }
 
-TEST(CurlRequest, BadServersGiveLibcurlsCodes) {
-    ScriptedServer server([](const auto &request, int socket) {
-        if (request.head.find(" /short ") != std::string::npos)
-            sendText(socket, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nshort");
-        else if (request.head.find(" /slow ") != std::string::npos)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-        else if (request.head.find(" /junk ") != std::string::npos) sendText(socket, "no http at all\r\n\r\n");
-        return false;
+TEST(CurlRequest, GivesLibcurlsCodesAndWorksAgainAfterACleanUp) {
+    ScriptedServer server([](const auto &, int socket) {
+        return sendText(socket, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nshort"), false;
     });
     CurlRequest request;
     const auto perform = [&](const std::string &url) {
         EXPECT_EQ(0, request.start(url, CurlRequest::GET, 1, 1, true, true));
         return request.perform();
     };
-    EXPECT_EQ(CURLE_PARTIAL_FILE, perform(server.url() + "/short"));
-    EXPECT_EQ(CURLE_OPERATION_TIMEDOUT, perform(server.url() + "/slow"));
-    EXPECT_EQ(CURLE_UNSUPPORTED_PROTOCOL, perform(server.url() + "/junk"));
-    EXPECT_EQ(CURLE_GOT_NOTHING, perform(server.url() + "/reset"));
     EXPECT_EQ(CURLE_COULDNT_CONNECT, perform("http://127.0.0.1:" + std::to_string(vextest::freePort())));
     request.easy_cleanup();
     EXPECT_EQ(-1, request.start(server.url(), CurlRequest::GET, 1, 1, true, true));
     EXPECT_EQ(-1, request.perform());
-    EXPECT_EQ(0, request.easy_init());
-    EXPECT_EQ(0, CurlRequest::global_init());
+    EXPECT_EQ(0, request.easy_init() + CurlRequest::global_init());
     CurlRequest::global_cleanup();
     CurlRequest::global_cleanup();
-    EXPECT_EQ(CURLE_PARTIAL_FILE, perform(server.url() + "/short")) << "the process's own set-up stays";
+    EXPECT_EQ(CURLE_PARTIAL_FILE, perform(server.url())) << "the process's own set-up stays";
 }
 
 }  // namespace

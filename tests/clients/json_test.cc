@@ -39,8 +39,7 @@ TEST(Json, MembersAreFoundByKeyAndPathAndKeepTheirDefaults) {
     EXPECT_EQ(R"({"~": 7})", inner.dump());
     vextest::LogCapture log;
     EXPECT_EQ(-1, object.getString("i", s));
-    EXPECT_EQ(-1, object.getStringArray("/in/ports", list));
-    EXPECT_EQ(EINVAL, errno);
+    EXPECT_FAILS(EINVAL, -1, object.getStringArray("/in/ports", list));
     EXPECT_THAT(log.lines(), ElementsAre("22 JsonObject::getString: i is no string",
                                  "22 JsonObject::getStringArray: /in/ports is no array of strings"));
     EXPECT_THAT(list, ElementsAre("x", "y"));
@@ -60,15 +59,12 @@ TEST(Json, IsBuiltSavedAndLoadedDurably) {
     ASSERT_EQ(0, object.save(path.c_str()));
     ASSERT_EQ(0, chmod(path.c_str(), 0600));
     ASSERT_EQ(0, copy.save(path.c_str()));
-    struct stat status {};
-    stat(path.c_str(), &status);
-    EXPECT_EQ(0600u, status.st_mode & 0777) << "the mode stays";
+    EXPECT_EQ(0600u, vextest::modeOf(path)) << "the mode stays";
     JsonObject loaded;
     ASSERT_EQ(0, JsonObject::load(path.c_str(), loaded));
     EXPECT_EQ(copy.dump(), loaded.dump());
     vextest::LogCapture log;
-    EXPECT_EQ(-1, object.setString("s", "\xff"));
-    EXPECT_EQ(EILSEQ, errno);
+    EXPECT_FAILS(EILSEQ, -1, object.setString("s", "\xff"));
     EXPECT_EQ(-1, object.setStringArray("a", {"x", "\xff"}));
     EXPECT_EQ(-1, object.setDouble("d", NAN));
     EXPECT_EQ(-1, JsonObject::parse("{\"a\":1,\n\"b\" 2}", loaded));
@@ -81,8 +77,7 @@ TEST(Json, IsBuiltSavedAndLoadedDurably) {
     json_set_alloc_funcs(malloc, free);
     const std::string before = vextest::readFile(path);
     const vextest::FaultScope fault("rename", 1, ENOSPC);
-    EXPECT_EQ(-1, object.save(path.c_str()));
-    EXPECT_EQ(ENOSPC, errno);
+    EXPECT_FAILS(ENOSPC, -1, object.save(path.c_str()));
     EXPECT_EQ(before, vextest::readFile(path));
     EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(dir.path()), {}));
 }

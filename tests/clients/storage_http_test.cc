@@ -58,8 +58,7 @@ TEST(StorageHttp, RequestsCarryTheirHeadersAndBodiesOverKeptConnections) {
     EXPECT_EQ(-1, client.setHeader("A", "b\r\nC: d"));
     EXPECT_EQ(-1, client.setHeader("", "b"));
     EXPECT_EQ(-1, client.put("/p", "data", 4, "text/x\r\nA: b", response));
-    EXPECT_EQ(-1, client.post("/p", nullptr, 4, "", response));
-    EXPECT_EQ(EINVAL, errno);
+    EXPECT_FAILS(EINVAL, -1, client.post("/p", nullptr, 4, "", response));
     EXPECT_EQ(4u, log.lines().size());
     EXPECT_EQ(4u, server.requests().size());
 }
@@ -100,8 +99,7 @@ TEST(StorageHttp, TriesAgainOnlyWhereThatIsSafe) {
     options.retries = 1;
     const size_t before = log.lines().size();
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(-1, StorageHttpClient(options).get("/x", response));
-    EXPECT_EQ(EIO, errno);
+    EXPECT_FAILS(EIO, -1, StorageHttpClient(options).get("/x", response));
     EXPECT_LE(1.0, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     EXPECT_EQ(7, response.curl_code);
     ASSERT_EQ(before + 1, log.lines().size());
@@ -247,14 +245,12 @@ TEST_F(StorageNginx, FilesGoUpAndComeDownWhole) {
     EXPECT_EQ(-1, client.putFromDescriptor("/part", fd, 4 << 20, "", transfer, response));
     EXPECT_EQ(ENODATA, errno) << "the file ends before what was announced";
     transfer.progress = [](uint64_t, uint64_t) { return false; };
-    EXPECT_EQ(-1, client.getToDescriptor("/file", fd, transfer, response));
-    EXPECT_EQ(ECANCELED, errno);
+    EXPECT_FAILS(ECANCELED, -1, client.getToDescriptor("/file", fd, transfer, response));
     close(fd);
     fd = open("/dev/full", O_WRONLY);
     transfer = {};
     const size_t before = log.lines().size();
-    EXPECT_EQ(-1, client.getToDescriptor("/file", fd, transfer, response));
-    EXPECT_EQ(ENOSPC, errno);
+    EXPECT_FAILS(ENOSPC, -1, client.getToDescriptor("/file", fd, transfer, response));
     EXPECT_EQ(before + 1, log.lines().size());
     close(fd);
     EXPECT_EQ(0, client.put("/small", std::string(100, 'x').data(), 100, "", response));

@@ -93,8 +93,7 @@ TEST_F(IniSave, MovesTheOldFileWhereHardLinksAreRefusedAndMovesItBackOnFailure) 
     vextest::LogCapture log;
     {
         const FaultScope refused("link", 1, EPERM), last("rename", 2, EIO);
-        EXPECT_EQ(-1, InifileSaveA(path_.c_str()));
-        EXPECT_EQ(EIO, errno);
+        EXPECT_FAILS(EIO, -1, InifileSaveA(path_.c_str()));
     }
     EXPECT_THAT(log.lines(), ElementsAre("5 inifileSave: failed to rename file"));
     EXPECT_EQ(kOld, vextest::readFile(path_));
@@ -112,13 +111,10 @@ TEST_F(IniSave, GivesTheNewFileItsModeKeepsABackupAndFollowsLinks) {
     EXPECT_EQ(0, InifileSaveIntegerA("s", "k", 2, link.c_str()));
     EXPECT_EQ(0, InifileFlushAll());
     umask(mask);
-    struct stat status {};
-    ASSERT_EQ(0, stat(link.c_str(), &status));
-    EXPECT_EQ(0640U, status.st_mode & 07777U);
+    EXPECT_EQ(0640U, vextest::modeOf(link));
     EXPECT_EQ("[s]\nk=2\n\n", vextest::readFile(dir_ / "real/file"));
     EXPECT_EQ("[s]\nk=1\n\n", vextest::readFile(dir_ / "real/file.bak"));
-    ASSERT_EQ(0, lstat(link.c_str(), &status));
-    EXPECT_TRUE(S_ISLNK(status.st_mode));
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
 TEST_F(IniSave, KeepsTheBackupWhenTheFileIsGoneAndBreaksNoLineByAValue) {
@@ -134,8 +130,7 @@ TEST_F(IniSave, SavesToANewPathOnlyWhereNothingIs) {
     const std::string target = dir_ / "b.ini";
     vextest::LogCapture log;
     EXPECT_EQ(-1, InifileSaveAsA(target.c_str(), (dir_ / "not loaded").c_str()));
-    EXPECT_EQ(-1, InifileSaveNewA(path_.c_str()));
-    EXPECT_EQ(EEXIST, errno);
+    EXPECT_FAILS(EEXIST, -1, InifileSaveNewA(path_.c_str()));
     EXPECT_EQ(-1, InifileSaveAsA((dir_ / "no/b").c_str(), path_.c_str()));
     EXPECT_EQ(-1, InifileSaveA("__default__"));
     EXPECT_THAT(log.lines(),

@@ -145,8 +145,7 @@ TEST_F(IniValues, CommentsBelongToTheFileASectionOrAKey) {
     EXPECT_EQ(0, InifileSaveCommentA(nullptr, nullptr, "head", kPath));
     EXPECT_EQ(0, InifileSaveCommentA("s", nullptr, "# one\r\ntwo\n\n", kPath));
     EXPECT_EQ(0, InifileSaveCommentA("s", "k", ";x", kPath));
-    EXPECT_EQ(-1, InifileSaveCommentA("s", "absent", "x", kPath));
-    EXPECT_EQ(ENOENT, errno);
+    EXPECT_FAILS(ENOENT, -1, InifileSaveCommentA("s", "absent", "x", kPath));
     EXPECT_EQ(14, InifileGetCommentA("s", nullptr, buf, sizeof buf, kPath));
     EXPECT_STREQ("# one\n; two\n\n", buf);
     EXPECT_EQ(0, InifileSaveAsA((dir / "x").c_str(), kPath));

@@ -212,8 +212,7 @@ TEST(OptHelp, ShowsNamesDefaultsAndWrappedText) {
     vextest::LogCapture log;
     out = fopen("/dev/full", "w");
     setvbuf(out, nullptr, _IONBF, 0);
-    EXPECT_EQ(-1, opt_fprintf_help(out, "program", 0, nullptr, program.table, nullptr));
-    EXPECT_EQ(ENOSPC, errno);
+    EXPECT_FAILS(ENOSPC, -1, opt_fprintf_help(out, "program", 0, nullptr, program.table, nullptr));
     fclose(out);
     EXPECT_THAT(log.lines(), ElementsAre("opt_fprintf_help: could not print usage line"));
 }

@@ -79,8 +79,7 @@ TEST(Ciphers, RefuseBadArgumentsWithOneLineEach) {
         EXPECT_EQ(0, cipher->Update(block, 0, block));
         EXPECT_EQ(-1, cipher->Update(nullptr, 0, block));
         EXPECT_EQ(-1, cipher->Final(nullptr, nullptr));
-        EXPECT_EQ(-1, cipher->Process(block, -1, false, block, nullptr));
-        EXPECT_EQ(EINVAL, errno);
+        EXPECT_FAILS(EINVAL, -1, cipher->Process(block, -1, false, block, nullptr));
         lines += std::string("22 Update: invalid arguments\n22 Final: invalid argument") + (type == 0 ? "" : "s") +
                  "\n22 Update: invalid arguments\n22 Process: Update failed for " + kNames[type] + "(0)\n";
     }

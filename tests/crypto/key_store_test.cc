@@ -22,12 +22,6 @@ std::string keyText(const std::string &store) {
     return RetrieveAuthKey(key, store.c_str()) == 0 ? key : "unreadable";
 }
 
-unsigned modeOf(const std::string &path) {
-    struct stat status {};
-    EXPECT_EQ(0, stat(path.c_str(), &status));
-    return status.st_mode & 07777;
-}
-
 TEST(KeyStore, NamesEveryError) {
     const auto with = [](const char *old, const char *text) {
         return std::string(kStore).replace(kStore.find(old), strlen(old), text);
@@ -78,7 +72,7 @@ TEST(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
     const vextest::TempDir dir;
     const std::string store = dir / "link";
     ASSERT_EQ(0, PasswdKeyStoreInit((dir / "k").c_str()));
-    EXPECT_EQ(0600U, modeOf(dir / "k") | modeOf(dir / "k.chksum"));
+    EXPECT_EQ(0600U, vextest::modeOf(dir / "k") | vextest::modeOf(dir / "k.chksum"));
     ASSERT_EQ(0, symlink("k", store.c_str()) + symlink("k.chksum", (store + ".chksum").c_str()));
     ASSERT_EQ(0, chmod((dir / "k").c_str(), 0640));
     std::atomic<bool> stop{false};
@@ -99,11 +93,10 @@ TEST(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
     }
     stop = true;
     reader.join();
-    EXPECT_EQ(0640U, modeOf(dir / "k"));
+    EXPECT_EQ(0640U, vextest::modeOf(dir / "k"));
     vextest::LogCapture log;
     const std::string content = vextest::readFile(dir / "k") + vextest::readFile(dir / "k.chksum");
-    EXPECT_EQ(-1, PasswdKeyStoreInit((dir / "k").c_str()));
-    EXPECT_EQ(EEXIST, errno);
+    EXPECT_FAILS(EEXIST, -1, PasswdKeyStoreInit((dir / "k").c_str()));
     EXPECT_EQ(content, vextest::readFile(dir / "k") + vextest::readFile(dir / "k.chksum"));
     EXPECT_THAT(dir.list(), testing::ElementsAre("k", "k.chksum", "link", "link.chksum"));
 }

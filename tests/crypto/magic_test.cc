@@ -13,8 +13,7 @@ TEST(Magic, IsWrittenAsFourteenBigEndianBytes) {
     char buffer[15] = "..............";
     EXPECT_EQ(14, vexMagicMake(0x4001, buffer, 14, kValue));
     EXPECT_EQ(kHeader, std::string(buffer, 14));
-    EXPECT_EQ(-1, vexMagicMake(0x4001, buffer, 13, 0));
-    EXPECT_EQ(EINVAL, errno);
+    EXPECT_FAILS(EINVAL, -1, vexMagicMake(0x4001, buffer, 13, 0));
 
     vex::UniqueFd fd(open((dir / "fd").c_str(), O_RDWR | O_CREAT, 0600));
     EXPECT_EQ(14, vexMagicWrite(0x12345, fd.get(), 0));
@@ -27,8 +26,7 @@ TEST(Magic, IsWrittenAsFourteenBigEndianBytes) {
     vextest::FaultScope fault({"write", "fwrite"}, 1, ENOSPC);
     fault.keepFailing();
     EXPECT_EQ(-1, vexMagicWrite(1, fd.get(), 0));
-    EXPECT_EQ(-1, vexMagicFwrite(1, stdout, 0));
-    EXPECT_EQ(ENOSPC, errno);
+    EXPECT_FAILS(ENOSPC, -1, vexMagicFwrite(1, stdout, 0));
 }
 
 TEST(Magic, EveryReaderTellsTheSameOfTheSameBytes) {

@@ -94,18 +94,6 @@ TEST(OneShot, CopiesStreamsInTheClearWithoutLookingFurther) {
     }
 }
 
-TEST(OneShot, GuessesTheFirstRoomAndTracesItsGrowth) {
-    LogCapture log(LogCapture::kAll);
-    const std::string packed = seal(std::string(200000, 'z'), 4, 0), input = std::to_string(packed.size());
-    EXPECT_EQ(200000U, openGrowing(packed, 0).size());
-    EXPECT_EQ("", openGrowing(Made(0x4001, kWindow).trailer(0).bytes, 0));
-    const std::vector<std::string> traces = log.lines(VEX_LOG_TRACE);
-    ASSERT_GE(traces.size(), 3U);
-    EXPECT_EQ("dcpDecryptData: " + input + " bytes input, initial output buffer is 32768 bytes", traces[0]);
-    EXPECT_THAT(traces[1], StartsWith("dcpDecryptData: resizing output buffer from 32768 to "));
-    EXPECT_THAT(traces, Contains("<stream>: decrypt completed, " + input + " bytes input, 200000 bytes output)"));
-}
-
 TEST(DataKey, ComesFromTheSeedAndStaysOutOfTheTrace) {
     const auto derive = [](unsigned long length, const char *seed) {
         std::string key(33, '\0');

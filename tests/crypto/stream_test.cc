@@ -328,13 +328,4 @@ TEST(StreamWriter, ResetGivesAFreshStreamInEveryShape) {
     }
 }
 
-TEST(Streams, TellTheirErrorsInText) {
-    errno = ENOSPC;
-    for (const auto &row : vextest::table(2,
-             "1|stream end|0||-1|No space left on device|-2|stream error|-3|data error|-4|insufficient memory|"
-             "-5|buffer error|-6|incompatible version|-31|invalid or missing key|"
-             "-7|internal error: unknown error value -7|2|internal error: unknown error value 2|"))
-        EXPECT_EQ(row[1], dcpCryptError(std::stoi(row[0])));
-}
-
 }  // namespace

@@ -32,9 +32,7 @@ TEST_F(LogSettings, TakesEachKeyFromTheProgramsSectionOrTheCommonOne) {
     EXPECT_EQ(143 | VEX_LOG_THREAD, load(common + "\n", "mine"));
     EXPECT_EQ(logs_ + "/x.log", path_);
     EXPECT_EQ(7, retention_);
-    struct stat status {};
-    ASSERT_EQ(0, stat(logs_.c_str(), &status)) << "the directory was made";
-    EXPECT_EQ(0755U, status.st_mode & 0777U);
+    EXPECT_EQ(0755U, vextest::modeOf(logs_)) << "the directory was made";
 
     EXPECT_EQ(2303, load(common + "full\nRetention=-3\n", "MINE", 4096, nullptr));
     EXPECT_EQ(logs_ + "/", path_);
@@ -46,8 +44,7 @@ TEST_F(LogSettings, TakesEachKeyFromTheProgramsSectionOrTheCommonOne) {
 TEST_F(LogSettings, ReportsWhatIsWrongInOneLineAndGivesNoFlags) {
     const std::string mine = "[mine]\n" + directory_;
     vextest::LogCapture log;
-    EXPECT_EQ(-1, load(mine + "\nLogging=loud", "mine"));
-    EXPECT_EQ(EINVAL, errno);
+    EXPECT_FAILS(EINVAL, -1, load(mine + "\nLogging=loud", "mine"));
     EXPECT_EQ(
         "\nBadValue : loud\nFile     : " + ini_ +
             "\nSection  : mine\nEntry    : Logging\nReason   : Expected one of none, short, long, verbose or full",

@@ -36,8 +36,7 @@ TEST_F(Copy, EveryUnderstoodOptionCopiesAndNoOtherLeavesAnything) {
         vextest::LogCapture log;
         const std::string known = " 1 2 4 6 16 18 20 22 32 34 36 38 ";
         if ((options & 0x30) == 0x30) {
-            EXPECT_EQ(0, FileSetOptions(options));
-            EXPECT_EQ(EINVAL, errno);
+            EXPECT_FAILS(EINVAL, 0, FileSetOptions(options));
             continue;
         }
         EXPECT_EQ(1, FileSetOptions(options));
@@ -92,8 +91,7 @@ TEST_F(Copy, RefusalsAreWordedAndCostNothing) {
     vextest::writeFile(to, "old");
     EXPECT_EQ(-1, FileCopy(from.c_str(), to.c_str(), 0));
     EXPECT_EQ(-1, FileCopy(dir.path().c_str(), (dir / "x").c_str(), 0));
-    EXPECT_EQ(-1, FileCopy("/absent", (dir / "x").c_str(), 0));
-    EXPECT_EQ(ENOENT, errno);
+    EXPECT_FAILS(ENOENT, -1, FileCopy("/absent", (dir / "x").c_str(), 0));
     EXPECT_EQ("old", vextest::readFile(to));
     EXPECT_THAT(log.lines(),
         ElementsAre(message("17 FileCopy: could not open destination file >"),

@@ -39,8 +39,7 @@ TEST(IdFile, ReadsBothLengthsAndNamesWhatIsCorrupt) {
     vextest::LogCapture log;
     uint64_t value;
     EXPECT_EQ(-1, OpenId("/absent/id", "seq", &value, 0));
-    EXPECT_EQ(-1, ReadId("id", "seq", &value, -1, 0));
-    EXPECT_EQ(EBADF, errno);
+    EXPECT_FAILS(EBADF, -1, ReadId("id", "seq", &value, -1, 0));
     EXPECT_THAT(log.lines(), ElementsAre("2 OpenId: Could not open /absent/id to read the current seq.",
                                  "9 ReadId: Can not read seq from file id: Bad file descriptor"));
 }
@@ -129,8 +128,7 @@ TEST(NextId, KeepsTheCallersDescriptorAndReadsBackEveryTenth) {
     value = 19;  // writes that go elsewhere are found out when the file is read back
     const vex::UniqueFd elsewhere(open(path.c_str(), O_RDWR | O_APPEND));
     log.clear();
-    EXPECT_EQ(-1, NextId(path.c_str(), "seq", &value, elsewhere.get()));
-    EXPECT_EQ(ERANGE, errno);
+    EXPECT_FAILS(ERANGE, -1, NextId(path.c_str(), "seq", &value, elsewhere.get()));
     EXPECT_EQ("34 seq = 10 in file " + path + " is inconsistent with 20 in memory (Numerical result out of range)",
         log.lines().back());
 }

@@ -42,8 +42,7 @@ TEST(SafeTransfer, GoesOnAfterSignalsAndShortCountsAndReportsTheRest) {
         char byte;
         EXPECT_EQ(0, row.run(-1, nullptr, 0));
         EXPECT_EQ(-1, row.run(0, nullptr, 1));
-        EXPECT_EQ(-1, row.run(0, &byte, -1));
-        EXPECT_EQ(EINVAL, errno);
+        EXPECT_FAILS(EINVAL, -1, row.run(0, &byte, -1));
         const std::string line = "22 " + row.name + ": invalid buffer";
         EXPECT_THAT(log.lines(), ElementsAre(line, line));
     }
@@ -85,15 +84,13 @@ TEST(DurableChange, EachFailingCallIsReportedOnceUnlessQuietAndLeaksNothing) {
     vextest::writeFile(from, "x");
     FaultScope fault("fsync", 1, EINTR);
     EXPECT_EQ(0, rename_dirfsync(from.c_str(), to.c_str(), top.c_str(), 0));
-    EXPECT_EQ(-1, dirfsync(to.c_str(), 1));
-    EXPECT_EQ(ENOTDIR, errno);
+    EXPECT_FAILS(ENOTDIR, -1, dirfsync(to.c_str(), 1));
     EXPECT_EQ(0, unlink_dirfsync(to.c_str(), top.c_str(), 0));
 }
 
 TEST(SafeRename, ReportsItsArgumentsAndNothingElse) {
     vextest::LogCapture log;
-    EXPECT_EQ(-1, safe_rename(nullptr, "x") & safe_rename("x", "") & safe_rename("/absent/a", "/absent/b"));
-    EXPECT_EQ(ENOENT, errno);
+    EXPECT_FAILS(ENOENT, -1, safe_rename(nullptr, "x") & safe_rename("x", "") & safe_rename("/absent/a", "/absent/b"));
     EXPECT_EQ(
         "22 safe_rename: invalid argument for src_path NULL pointer\n"
         "22 safe_rename: invalid argument for dst_path <empty>",
@@ -110,12 +107,10 @@ TEST(Streams, EndOfFileIsQuietAndAnErrorIsNot) {
     vex::UniqueFile full(fopen("/dev/full", "w"));
     (void)setvbuf(full.get(), nullptr, _IONBF, 0);
     EXPECT_EQ(2u, safe_fread(buffer, 2, 4, file.get()));
-    EXPECT_EQ(nullptr, fread_uint(directory.get(), buffer, 4, &count));
-    EXPECT_EQ(EIO, errno);
+    EXPECT_FAILS(EIO, nullptr, fread_uint(directory.get(), buffer, 4, &count));
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_EQ(0u, safe_fread(buffer, 1, 4, directory.get()));
-    EXPECT_EQ(0u, safe_fwrite("abc", 1, 3, full.get()));
-    EXPECT_EQ(ENOSPC, errno);
+    EXPECT_FAILS(ENOSPC, 0u, safe_fwrite("abc", 1, 3, full.get()));
     EXPECT_THAT(log.lines(), ElementsAre("21 safe_fread could not read from file due to error: Is a directory",
                                  "21 safe_fread: could not read",
                                  "28 safe_fwrite could not write to file due to error: No space left on device",

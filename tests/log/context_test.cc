@@ -1,6 +1,6 @@
-#include "support/test.h"
 // Contexts: numbering and inheritance, sharing, falling back, fork. Scenarios run in a child process where the order of
 // first uses matters.
+#include "support/test.h"
 
 using vextest::readFile;
 using vextest::runChild;

@@ -110,8 +110,7 @@ TEST(Mounts, AreFoundByTheLongestDirectoryAboveAPath) {
     EXPECT_EQ(fs.f_blocks * fs.f_frsize, room.total);
     EXPECT_TRUE(room.available <= room.free && room.free <= room.total && room.read_only == 0);
     vextest::LogCapture log;
-    EXPECT_EQ(-1, VexGetFsInfo("/no-such-file", &room));
-    EXPECT_EQ(ENOENT, errno);
+    EXPECT_FAILS(ENOENT, -1, VexGetFsInfo("/no-such-file", &room));
 }
 
 TEST(Terminal, TellsItsSizeOrTheEnvironmentDoes) {

@@ -23,8 +23,7 @@ TEST(Os, SummaryHasOneLinePerFactAndReportsAFailedWrite) {
     free(text);
     out = fopen("/dev/full", "w");
     vextest::LogCapture log;
-    EXPECT_EQ(-1, OSTest(out));
-    EXPECT_EQ(ENOSPC, errno);
+    EXPECT_FAILS(ENOSPC, -1, OSTest(out));
     EXPECT_THAT(log.lines(), testing::ElementsAre("28 OSTest: could not write: No space left on device"));
     fclose(out);
 }

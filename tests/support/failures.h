@@ -9,6 +9,14 @@
 
 #include "support/log_capture.h"
 
+/// The call gives the result of a failure and leaves its errno.
+#define EXPECT_FAILS(error, result, call) \
+    do {                                  \
+        errno = 0;                        \
+        EXPECT_EQ(result, call);          \
+        EXPECT_EQ(error, errno);          \
+    } while (false)
+
 namespace vextest {
 
 /// A call that must fail: what it logs, lines separated by newlines, what it leaves in errno, and the result it gives.

@@ -42,13 +42,10 @@ void writeFile(const std::string &path, const std::string &bytes) {
     EXPECT_TRUE(out.good()) << path;
 }
 
+unsigned modeOf(const std::string &path) { return static_cast<unsigned>(std::filesystem::status(path).permissions()); }
+
 int openDescriptors() {
-    int count = 0;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        (void)entry;
-        ++count;
-    }
-    return count;
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
 }
 
 }  // namespace vextest

@@ -28,6 +28,8 @@ private:
 std::string readFile(const std::string &path);
 /// Writes a file anew; fails the test when that does not work.
 void writeFile(const std::string &path, const std::string &bytes);
+/// The permissions of a file.
+unsigned modeOf(const std::string &path);
 /// Open descriptors of the process: to see that none leaks.
 int openDescriptors();
 

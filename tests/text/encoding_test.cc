@@ -94,8 +94,7 @@ TEST_F(Encoding, EveryByteStringSurvivesTheWayThroughWideText) {
     ASSERT_EQ(3, vex_utf8_to_wcs("\xe2\x82\xac\xff\xf0\x9f\x92\xbe", wide, 8));
     EXPECT_EQ(std::wstring(L"\x20ac\xdcff\x1f4be"), wide);
     for (const wchar_t bad : {0xd800, 0xdc7f, 0xdd00, 0xdfff, 0x110000}) {
-        EXPECT_EQ(nullptr, vex_wcs_to_utf8_malloced(std::wstring(1, bad).c_str()));
-        EXPECT_EQ(EILSEQ, errno);
+        EXPECT_FAILS(EILSEQ, nullptr, vex_wcs_to_utf8_malloced(std::wstring(1, bad).c_str()));
     }
 }
 
@@ -172,8 +171,7 @@ TEST_F(Encoding, CharacterSetsConvertExactlyOrTellWhereTheyStopped) {
     };
     for (const auto &row : rows) EXPECT_EQ(row.outcome, inEveryRoom(row.convert, row.text)) << row.text;
     char out[4];
-    EXPECT_EQ(-1, vex_iconv("UTF-8", "no-such-charset", "x", 1, out, 4));
-    EXPECT_EQ(EINVAL, errno);
+    EXPECT_FAILS(EINVAL, -1, vex_iconv("UTF-8", "no-such-charset", "x", 1, out, 4));
     const wchar_t wide[] = {L'a', L'b', 0xd801, L'\0'};
     EXPECT_EQ(-1, vex_wcs_to_utf8(wide, out, 4));
     EXPECT_EQ(2u, vex_encoding_error_offset());
@@ -186,8 +184,7 @@ TEST_F(Encoding, TextIsCopiedOrConvertedToUtf8AndLackOfMemoryTold) {
     EXPECT_EQ(nullptr, strtoutf8_malloced("gr\xfc\xdf"));  // the C locale knows ASCII only
     EXPECT_EQ(EILSEQ, errno);
     vextest::FaultScope fault("malloc", 1, ENOMEM);
-    EXPECT_EQ(nullptr, strtoutf8_malloced("gr\xfc\xdf"));
-    EXPECT_EQ(ENOMEM, errno);
+    EXPECT_FAILS(ENOMEM, nullptr, strtoutf8_malloced("gr\xfc\xdf"));
 }
 
 }  // namespace

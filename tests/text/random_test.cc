@@ -21,8 +21,7 @@ TEST(Random, AFailingGeneratorLeavesZerosAndOneLine) {
     std::string buffer(40, 'x');
     vextest::FaultScope fault("RAND_bytes", 1, EIO);
     fault.keepFailing();
-    EXPECT_EQ(-1, RandomGetBytes(buffer.data(), buffer.size()));
-    EXPECT_EQ(EIO, errno);
+    EXPECT_FAILS(EIO, -1, RandomGetBytes(buffer.data(), buffer.size()));
     EXPECT_EQ(std::string(40, '\0'), buffer);
     EXPECT_EQ(0u, RandomUint32() + RandomUint64());
     EXPECT_EQ(-7, RandomRange(9, -7));

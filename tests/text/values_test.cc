@@ -89,8 +89,7 @@ TEST(SizeToText, PrintsRightAlignedInTheUnitThatDividesMostOften) {
             EXPECT_EQ(row[1], sizetostr(buffer, room, value));
             EXPECT_EQ(widen(row[1]), sizetowcs(wide, room, value));
         }
-        EXPECT_EQ(nullptr, sizetostr(buffer, row[1].size(), value));
-        EXPECT_EQ(ENOBUFS, errno);
+        EXPECT_FAILS(ENOBUFS, nullptr, sizetostr(buffer, row[1].size(), value));
     }
     EXPECT_THAT(log.lines(), IsEmpty());  // the digits alone did not fit
     EXPECT_EQ(nullptr, sizetostr(buffer, 3, 1024));
@@ -114,8 +113,7 @@ TEST(SizeToRoundedText, ChangesUnitAt1025AndShowsNoFractionOfMultiples) {
         EXPECT_EQ(row[2], buffer);
         EXPECT_EQ(wide, sizetofloatwcs(wide, row[2].size() + 1, value, precision));
         EXPECT_EQ(widen(row[2]), wide);
-        EXPECT_EQ(nullptr, sizetofloatstr(buffer, row[2].size(), value, precision));
-        EXPECT_EQ(ENOBUFS, errno);
+        EXPECT_FAILS(ENOBUFS, nullptr, sizetofloatstr(buffer, row[2].size(), value, precision));
     }
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_EQ(nullptr, sizetofloatstr(buffer, sizeof buffer, 1, -1));
