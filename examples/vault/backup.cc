@@ -236,7 +236,8 @@ void backup(Vault *vault) {
     char uid[33];
     done(VexUIDGenerate(&id, 1) != nullptr && VexUIDSerialize(uid, sizeof uid, &id, false) != 0);
     vault->catalogue.beginChange();
-    vault->catalogue.addFile("vault.ini", vault->catalogue.describe("vault.ini"));
+    if (vex_access(vault->catalogue.path("vault.ini").c_str(), F_OK) == 0)  // perhaps edited
+        vault->catalogue.addFile("vault.ini", vault->catalogue.describe("vault.ini"));
     Snapshot snapshot;
     snapshot.uid = uid;
     snapshot.generation = vault->catalogue.generation();
