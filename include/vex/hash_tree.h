@@ -17,7 +17,8 @@
  * tree, look-ups too; they fail with the preallocator's errno when there is none to be had.
  *
  * Cost of a keyed operation: one hash and about 1 + log2(records / buckets) comparisons. Memory: 24
- * bytes a record and 8 a bucket on top of the data.
+ * bytes a record and 8 a bucket on top of the data, with 2^12 buckets and more a ninth byte a
+ * bucket, by which most absent keys are told without a look at the bucket.
  *
  * @threads one thread at a time for a tree with its paths and iterators; callers serialise.
  */
@@ -49,7 +50,8 @@ VEX_BEGIN_DECLS
  * @param b     the record or key that the caller gave.
  */
 typedef int (*VexHashTreeCompare)(void *user, const void *a, const void *b);
-/** The hash of a record; its low bits pick the bucket. Equal records must hash alike. */
+/** The hash of a record; its low bits pick the bucket, and the next three of its low 32 help to
+ * tell absent keys. Equal records must hash alike in all of these. */
 typedef uint64_t (*VexHashTreeHash)(void *user, const void *data);
 
 /** A node; the caller's data follows at VexHashTreeNodeDataOffset. Nodes lie wherever their slab's
@@ -70,7 +72,7 @@ typedef struct VexHashTree {
     VexHashTreeHash hash;           /**< picks the bucket */
     void *user;                     /**< first argument of both */
     struct preallocator *allocator; /**< source of all nodes */
-    VexHashTreeNode **buckets;      /**< 2^bits roots */
+    VexHashTreeNode **buckets;      /**< 2^bits roots; only the tree's own functions link nodes */
     uint64_t numDeletes;            /**< records removed so far */
     uint64_t layout;                /**< changes with every link, see VexHashTreeIterator */
 } VexHashTree;
@@ -196,10 +198,13 @@ VEX_API uint64_t VexHashTreeGetNumUsedNodes(VexHashTree *tree);
 VEX_API uint64_t VexHashTreeGetNumUnusedNodes(VexHashTree *tree);
 /** Records removed since the tree was initialised. */
 VEX_API uint64_t VexHashTreeGetNumDeletes(VexHashTree *tree);
-/** Bytes of slabs, buckets and the tree record. */
+/** Bytes of slabs, of 8-byte buckets and of the tree record.
+ * @note The ninth byte a bucket of large tables is not counted. */
 VEX_API uint64_t VexHashTreeGetMemoryUsage(VexHashTree *tree);
-/** 1 when every node's balance is one that a balanced tree has, else 0. The order of the records is
- * not looked at. Cost: every node. */
+/** 1 when every node's balance is one that a balanced tree has and, in large tables, every node can
+ * be found, else 0. The order of the records is not looked at. Cost: every node, and there its
+ * hash.
+ */
 VEX_API int VexHashTreeValidateCompletely(VexHashTree *tree);
 
 /*

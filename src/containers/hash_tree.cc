@@ -16,25 +16,30 @@ static_assert(offsetof(VexHashTree, slabSize) == 8 && offsetof(VexHashTree, comp
 namespace vex::tree {
 namespace {
 
+uint64_t tableSize(uint32_t bits) {
+    return bucketCount(bits) * (sizeof(Node *) + (hasNotes(bits) ? sizeof(Note) : 0));
+}
 /// Smaller tables come from malloc.
 bool isMapped(uint32_t bits) {
-    return bucketCount(bits) * sizeof(Node *) >= kHugePage;
+    return tableSize(bits) >= kHugePage;
 }
 
 }  // namespace
 
 Node **newBuckets(uint32_t bits) {
-    const uint64_t count = bucketCount(bits);
-    void *const p =
-        isMapped(bits) ? mapZeroed(count * sizeof(Node *)) : calloc(count, sizeof(Node *));
-    return static_cast<Node **>(p);
+    const uint64_t size = tableSize(bits);
+    return static_cast<Node **>(isMapped(bits) ? mapZeroed(size) : calloc(1, size));
 }
 
 void freeBuckets(Node **buckets, uint32_t bits) {
     if (buckets != nullptr && isMapped(bits))
-        (void)munmap(buckets, bucketCount(bits) * sizeof(Node *));  // what mapZeroed gave
+        (void)munmap(buckets, tableSize(bits));  // what mapZeroed gave
     else
         free(buckets);
+}
+
+void clearBuckets(Node **buckets, uint32_t bits) {
+    memset(buckets, 0, tableSize(bits));
 }
 
 }  // namespace vex::tree
@@ -107,7 +112,7 @@ int VexHashTreeEmpty(VexHashTree *tree) {
         return VEX_FAIL(EINVAL, -1, "unable to get number of allocated blocks: %m");
     tree->numDeletes += preallocator_get_num_allocated_blocks(tree->allocator);
     ++tree->layout;
-    memset(tree->buckets, 0, bucketCount(tree->bits) * sizeof(Node *));
+    clearBuckets(tree->buckets, tree->bits);
     preallocator_reinit(tree->allocator);
     return 0;
 }

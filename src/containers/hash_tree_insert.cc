@@ -61,9 +61,7 @@ Outcome descend(Order order, Link *root, const void *key, Path *path, Place *pla
 }
 
 void attach(const Place &place, Node *node, Path *path) {
-    *linkOf(node, kLeft) = nullptr;
-    *linkOf(node, kRight) = nullptr;
-    node->balance = 0;
+    makeLeaf(node);
     *place.slot = node;
     if (path != nullptr) path->nodes[path->depth++] = node;  // the way down left room for it
     uint64_t sides = place.sides;

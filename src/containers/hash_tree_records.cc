@@ -6,8 +6,7 @@
 
 namespace vex::tree {
 
-bool haveBlock(const char *who, VexHashTree *tree) {
-    if (tree->allocator != nullptr && tree->allocator->free_blocks != nullptr) return true;
+bool addBlocks(const char *who, VexHashTree *tree) {
     if (preallocator_preallocate(tree->allocator, 1) == 0) return true;
     return VEX_FAIL_AS(who, errno, errno, false, "unable to create new node: %m");
 }
@@ -22,7 +21,6 @@ using namespace vex::tree;
 inline bool ready(const char *who, VexHashTree *tree, const void *key) {
     if (tree == nullptr || key == nullptr)
         return VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
-    if (tree->allocator != nullptr && tree->allocator->free_blocks != nullptr) return true;
     return haveBlock(who, tree);
 }
 
@@ -37,13 +35,23 @@ Node *newNode(VexHashTree *tree, const void *data) {
 /// node-level function that this stands for in the log.
 Outcome insert(const char *node_function, VexHashTree *tree, const void *data, Path *path,
                Place *place, Node **node) {
-    Link *const root = reinterpret_cast<Link *>(tree->buckets + bucketOf(tree, data));
-    const Outcome outcome = descend(orderOf(tree), root, data, path, place);
+    const Spot spot = spotOf(tree, data);
+    __builtin_prefetch(spot.root, 1);
+    if (spot.isEmpty()) {  // mostly known before memory delivers the bucket
+        *node = newNode(tree, data);
+        makeLeaf(*node);
+        *spot.root = *node;
+        if (path != nullptr) path->nodes[path->depth++] = *node;
+        spot.noteInsertion();
+        return Outcome::kAbsent;
+    }
+    const Outcome outcome = descend(orderOf(tree), spot.root, data, path, place);
     if (outcome == Outcome::kFound) {
         *node = *place->slot;
     } else if (outcome == Outcome::kAbsent) {
         *node = newNode(tree, data);
         attach(*place, *node, path);
+        spot.noteInsertion();
     } else {
         if (path != nullptr) path->depth = 0;
         return VEX_FAIL_AS(node_function, errno, errno, outcome, "unable to probe tree path: %m");
@@ -59,9 +67,10 @@ int findFailed(const char *who) {
 /// only as far as the processor can see ahead of the memory it waits for.
 int lookUp(const char *who, VexHashTree *tree, const void *key, void *out) {
     if (!ready(who, tree, key)) return -1;
-    const Order order = orderOf(tree);
-    for (Node *node = tree->buckets[bucketOf(tree, key)]; node != nullptr;) {
-        const int result = order(node, key);
+    const Spot spot = spotOf(tree, key);
+    if (!spot.mayHold()) return 0;
+    for (Node *node = *spot.root; node != nullptr;) {
+        const int result = tree->compare(tree->user, dataOf(node), key);
         if (result == 0) {
             giveRecord(tree, node, out);
             return 1;
@@ -78,9 +87,10 @@ int lookUp(const char *who, VexHashTree *tree, const void *key, void *out) {
 int findWithPath(const char *who, VexHashTree *tree, const void *key, void *out, Path *path) {
     path->depth = 0;
     if (!ready(who, tree, key)) return -1;
+    const Spot spot = spotOf(tree, key);
+    if (!spot.mayHold()) return 0;
     Node *node = nullptr;
-    const Outcome outcome =
-        find(orderOf(tree), tree->buckets[bucketOf(tree, key)], key, path, &node);
+    const Outcome outcome = find(orderOf(tree), *spot.root, key, path, &node);
     if (outcome == Outcome::kError) return findFailed(who);
     if (outcome == Outcome::kAbsent) return 0;
     giveRecord(tree, node, out);
@@ -130,10 +140,12 @@ int VexHashTreeReplaceOrInsert(VexHashTree *tree, const void *data, void *out) {
 int VexHashTreeRemove(VexHashTree *tree, const void *key, void *out) {
     if (!ready(__func__, tree, key)) return -1;
     Node *node = nullptr;
-    Link *const root = reinterpret_cast<Link *>(tree->buckets + bucketOf(tree, key));
-    const Outcome outcome = detach(orderOf(tree), root, key, &node);
+    const Spot spot = spotOf(tree, key);
+    if (!spot.mayHold()) return 0;
+    const Outcome outcome = detach(orderOf(tree), spot.root, key, &node);
     if (outcome == Outcome::kError) return VEX_FAIL(errno, -1, "error occurred: %m");
     if (outcome == Outcome::kAbsent) return 0;
+    spot.noteRemoval();
     giveRecord(tree, node, out);
     vex::slab::giveBlock(tree->allocator, node);
     ++tree->numDeletes;

@@ -9,7 +9,7 @@ using namespace vex::tree;
 
 struct Move {
     Node *node;
-    Node **root;
+    Spot spot;
 };
 
 constexpr size_t kBatch = 32;
@@ -19,8 +19,8 @@ constexpr size_t kBatch = 32;
 size_t collect(VexHashTree *tree, preallocator_iterator *it, Node **node, Move *batch) {
     size_t size = 0;
     for (; size < kBatch && *node != nullptr; ++size) {
-        batch[size] = {*node, tree->buckets + bucketOf(tree, dataOf(*node))};
-        __builtin_prefetch(batch[size].root, 1);
+        batch[size] = {*node, spotOf(tree, dataOf(*node))};
+        __builtin_prefetch(batch[size].spot.root, 1);
         *node = static_cast<Node *>(preallocator_iterator_next(it));
     }
     return size;
@@ -42,12 +42,14 @@ int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits) {
     Move batch[kBatch];
     auto *node = static_cast<Node *>(preallocator_iterator_first(&it, tree->allocator));
     while (const size_t size = collect(tree, &it, &node, batch)) {
-        for (size_t i = 0; i < size; ++i) __builtin_prefetch(*batch[i].root, 1);
+        for (size_t i = 0; i < size; ++i) __builtin_prefetch(*batch[i].spot.root, 1);
         for (size_t i = 0; i < size; ++i) {
             const Move &move = batch[i];
-            if (VexHashTreeNodeReplaceOrInsert(move.root, move.node, tree->compare, tree->user,
-                                               nullptr, nullptr) != move.node)
+            if (VexHashTreeNodeReplaceOrInsert(reinterpret_cast<Node **>(move.spot.root), move.node,
+                                               tree->compare, tree->user, nullptr,
+                                               nullptr) != move.node)
                 return VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
+            move.spot.noteInsertion();
         }
     }
     return 0;

@@ -11,9 +11,11 @@ constexpr uint64_t kChildrenAhead = 12;
 
 // Always inlined: GCC takes a function that only prefetches for one without effects and drops its
 // calls.
-[[gnu::always_inline]] inline void prefetchNode(Node *node) {
-    __builtin_prefetch(node);
-    __builtin_prefetch(reinterpret_cast<char *>(node) + 64);
+[[gnu::always_inline]] inline void prefetchNode(const VexHashTree *tree, Node *node) {
+    // address 0 is not mapped: asking for it costs a vain walk through the page tables
+    const void *const at = node != nullptr ? static_cast<const void *>(node) : tree;
+    __builtin_prefetch(at);
+    __builtin_prefetch(static_cast<const char *>(at) + 64);
 }
 
 /// Asks for what lies some buckets behind @p at in the direction of the walk; @p count ends the
@@ -21,12 +23,12 @@ constexpr uint64_t kChildrenAhead = 12;
 [[gnu::always_inline]] inline void prefetchBuckets(const VexHashTree *tree, uint64_t at,
                                                    uint64_t step, uint64_t count) {
     const uint64_t far = at + kRootsAhead * step;
-    if (far < count) prefetchNode(tree->buckets[far]);
+    if (far < count) prefetchNode(tree, tree->buckets[far]);
     const uint64_t near = at + kChildrenAhead * step;
     if (near >= count) return;
     if (Node *const root = tree->buckets[near]) {
-        prefetchNode(child(root, kLeft));
-        prefetchNode(child(root, kRight));
+        prefetchNode(tree, child(root, kLeft));
+        prefetchNode(tree, child(root, kRight));
     }
 }
 
@@ -38,8 +40,14 @@ Outcome scan(const char *who, const VexHashTree *tree, uint64_t at, Side side, P
     const uint64_t step = side == kRight ? 1 : UINT64_MAX;
     for (; at < count; at += step) {
         prefetchBuckets(tree, at, step, count);
-        if (Node *const root = tree->buckets[at])
-            return outermost(who, root, opposite(side), path, found);
+        if (Node *const root = tree->buckets[at]) {
+            if (path == nullptr || child(root, opposite(side)) != nullptr)
+                return outermost(who, root, opposite(side), path, found);
+            path->nodes[0] = root;  // mostly it stands alone
+            path->depth = 1;
+            *found = root;
+            return Outcome::kFound;
+        }
     }
     return Outcome::kAbsent;
 }
@@ -60,8 +68,11 @@ Outcome stepInTree(const char *who, const VexHashTree *tree, const void *key, Si
         side == kRight ? "VexHashTreeNodeNext" : "VexHashTreeNodePrev";
     Outcome outcome = Outcome::kAbsent;
     const uint64_t bucket = bucketOf(tree, key);
-    outcome =
-        neighbour(node_function, orderOf(tree), tree->buckets[bucket], key, side, path, found);
+    if (path->depth == 1 && child(path->nodes[0], side) == nullptr)
+        path->depth = 0;  // the root was the bucket's last
+    else
+        outcome =
+            neighbour(node_function, orderOf(tree), tree->buckets[bucket], key, side, path, found);
     if (outcome == Outcome::kAbsent)
         outcome = scan(who, tree, side == kRight ? bucket + 1 : bucket - 1, side, path, found);
     if (outcome != Outcome::kError) return outcome;

@@ -1,5 +1,5 @@
-// Looks for damage: balances of nodes, paths that do not fit their tree.
-#include "containers/tree_node.h"
+// Looks for damage: balances of nodes, notes that hide a node, paths that do not fit their tree.
+#include "containers/hash_tree.h"
 #include "log/report.h"
 
 namespace {
@@ -22,6 +22,14 @@ bool walk(Node *root, Visit visit) {
         node = child(node, kLeft);
     }
     return true;
+}
+
+/// True when what is noted of the bucket lets each of its nodes be found, and a first one come.
+bool isNotedRight(const VexHashTree *tree, uint64_t bucket) {
+    if (!hasNotes(tree->bits)) return true;
+    Node *const root = tree->buckets[bucket];
+    if (root == nullptr) return notesOf(tree)[bucket] == 0;
+    return walk(root, [&](Node *node) { return spotOf(tree, dataOf(node)).mayHold(); });
 }
 
 }  // namespace
@@ -47,8 +55,10 @@ uint64_t VexHashTreeNodeDepth(VexHashTreeNode *root) {
 int VexHashTreeValidateCompletely(VexHashTree *tree) {
     if (tree == nullptr || tree->buckets == nullptr)
         return VEX_FAIL(EINVAL, 0, "invalid NULL parameter");
-    for (uint64_t i = 0; i < uint64_t{1} << tree->bits; ++i)
+    for (uint64_t i = 0; i < bucketCount(tree->bits); ++i) {
         if (VexHashTreeNodeValidate(tree->buckets[i]) != 1) return 0;
+        if (!isNotedRight(tree, i)) return VEX_FAIL(EINVAL, 0, "encountered invalid state");
+    }
     return 1;
 }
 

@@ -35,36 +35,40 @@ inline Link *linkOf(Node *node, Side side) {
 inline Node *child(Node *node, Side side) {
     return *linkOf(node, side);
 }
+/// Takes what a fresh or used node has in its links off it.
+inline void makeLeaf(Node *node) {
+    *linkOf(node, kLeft) = nullptr;
+    *linkOf(node, kRight) = nullptr;
+    node->balance = 0;
+}
 inline void *dataOf(Node *node) {
     return reinterpret_cast<char *>(node) + VexHashTreeNodeDataOffset;
 }
 
-/// Copies a record; the sizes of the common ones compile to a few wide moves.
+/// What one move copies, from and to any address.
+typedef long long Wide __attribute__((vector_size(16), aligned(1), may_alias));
+typedef uint64_t Word __attribute__((aligned(1), may_alias));
+
+/// Copies a record; the common sizes take a few moves, which may overlap.
 inline void copyRecord(void *to, const void *from, size_t size) {
-    switch (size) {
-        case 8:
-            memcpy(to, from, 8);
-            break;
-        case 16:
-            memcpy(to, from, 16);
-            break;
-        case 24:
-            memcpy(to, from, 24);
-            break;
-        case 32:
-            memcpy(to, from, 32);
-            break;
-        case 40:
-            memcpy(to, from, 40);
-            break;
-        case 48:
-            memcpy(to, from, 48);
-            break;
-        case 64:
-            memcpy(to, from, 64);
-            break;
-        default:
-            memcpy(to, from, size);
+    const auto word = [&](size_t at) {
+        *reinterpret_cast<Word *>(static_cast<char *>(to) + at) =
+            *reinterpret_cast<const Word *>(static_cast<const char *>(from) + at);
+    };
+    const auto wide = [&](size_t at) {
+        *reinterpret_cast<Wide *>(static_cast<char *>(to) + at) =
+            *reinterpret_cast<const Wide *>(static_cast<const char *>(from) + at);
+    };
+    if (size > 64 || size < 8) {
+        memcpy(to, from, size);
+    } else if (size < 16) {
+        word(0);
+        word(size - 8);
+    } else {
+        wide(0);
+        if (size > 32) wide(16);
+        if (size > 48) wide(32);
+        if (size > 16) wide(size - 16);
     }
 }
 

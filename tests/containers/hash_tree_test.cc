@@ -133,20 +133,25 @@ void operate(Subject &s, std::mt19937_64 &random, uint64_t keys) {
 
 TEST(HashTree, FollowsAPlainModelThroughRandomOperations) {
     std::mt19937_64 random(vextest::testSeed());
-    for (const uint32_t bits : {0U, 3U, 9U}) {
+    // VEX_TEST_STEPS=55000000 grows one tree to 20 million records, within a quarter of an hour
+    const char *const scaled = getenv("VEX_TEST_STEPS");
+    const uint64_t steps = scaled != nullptr ? strtoul(scaled, nullptr, 10) : 20000;
+    const auto sizes = scaled != nullptr ? std::vector<uint32_t>{22} : std::vector<uint32_t>{0, 3, 9, 13};
+    for (const uint32_t bits : sizes) {
         SCOPED_TRACE(bits);
-        Subject s(bits);
-        for (int step = 1; step <= 20000; ++step) {
-            const uint64_t keys = step / 4000 % 2 == 0 ? 60 : 2000;
+        Subject s(bits, scaled != nullptr ? 2UL << 20 : kSlab);
+        for (uint64_t step = 1; step <= steps; ++step) {
+            const uint64_t keys = scaled != nullptr ? steps : step / 4000 % 2 == 0 ? 60 : 2000;
             if (random() % 4 == 0) insertWithPath(s, record(random() % keys, random()));
             operate(s, random, keys);
-            if (step % 997 == 0) {
-                ASSERT_EQ(0, VexHashTreeSetBits(s.tree, static_cast<uint32_t>(random() % 12)));
+            if (step % (scaled != nullptr ? steps / 3 : 997) == 0) {
+                ASSERT_EQ(0, VexHashTreeSetBits(s.tree, static_cast<uint32_t>(random() % 14 + bits / 2)));
                 s.rebucket();
             }
-            if (step % 500 == 0) s.check();
-            if (step % 7000 == 0) {
+            if (step % (scaled != nullptr ? steps / 4 : 500) == 0) s.check();
+            if (step % (scaled != nullptr ? steps : 7000) == 0) {
                 const uint64_t deletes = VexHashTreeGetNumDeletes(s.tree) + s.model.size();
+                RecordProperty("records", std::to_string(s.model.size()));
                 ASSERT_EQ(0, VexHashTreeEmpty(s.tree));
                 s.model.clear();
                 EXPECT_EQ(deletes, VexHashTreeGetNumDeletes(s.tree));
@@ -277,6 +282,17 @@ TEST(HashTree, SaysWhatIsWrong) {
             "2 VexHashTreeIteratorInitLast: failed to find last tree iterator position: No such file or directory",
             "22 preallocator_get_block_size: invalid NULL parameter",
             "22 VexHashTreeGetNodeSize: preallocator_get_slab_size failed: Invalid argument"));
+    log.clear();
+    Subject noted(12);  // large enough that a byte tells what a bucket may hold
+    insertWithPath(noted, r);
+    auto *const notes = reinterpret_cast<uint8_t *>(noted.tree->buckets + 4096);
+    const uint64_t bucket = noted.at(1).first;
+    for (const auto &[place, damage] : {std::pair(bucket, 0), std::pair(bucket ^ 1, 1)}) {
+        const uint8_t right = std::exchange(notes[place], static_cast<uint8_t>(damage));
+        EXPECT_EQ(0, VexHashTreeValidateCompletely(noted.tree));
+        notes[place] = right;
+        EXPECT_EQ(1, VexHashTreeValidateCompletely(noted.tree));
+    }
     log.clear();
     Subject failing(0);
     insertWithPath(failing, r);

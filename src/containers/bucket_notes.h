@@ -1,0 +1,30 @@
+// A byte for each bucket of a large table, in one block behind the bucket pointers. An eighth of
+// their size and dense, the bytes stay in cache where neither pointers nor nodes do, and answer
+// most look-ups of absent keys and most questions whether a bucket is empty.
+//
+// Each node of the bucket has set one of the eight bits, which the three bits of its hash above
+// those that picked the bucket choose. Bits stay set until the bucket is empty: one too many costs
+// a look-up time, never its result.
+#ifndef VEX_CONTAINERS_BUCKET_NOTES_H
+#define VEX_CONTAINERS_BUCKET_NOTES_H
+
+#include <cstdint>
+
+namespace vex::tree {
+
+using Note = uint8_t;
+
+/// Smaller tables lie in the caches as they are: every key is looked for in its bucket.
+inline constexpr uint32_t kLeastNotedBits = 12;
+
+inline bool hasNotes(uint32_t bits) {
+    return bits >= kLeastNotedBits;
+}
+/// The bit of records with this hash, from its low 32 bits.
+inline unsigned noteBit(uint64_t hash, uint32_t bits) {
+    return 1U << (static_cast<uint32_t>(hash) >> bits & 7);
+}
+
+}  // namespace vex::tree
+
+#endif
