@@ -21,9 +21,24 @@ size_t collect(VexHashTree *tree, preallocator_iterator *it, Node **node, Move *
     for (; size < kBatch && *node != nullptr; ++size) {
         batch[size] = {*node, spotOf(tree, dataOf(*node))};
         __builtin_prefetch(batch[size].spot.root, 1);
+        __builtin_prefetch(batch[size].spot.note, 1);
         *node = static_cast<Node *>(preallocator_iterator_next(it));
     }
     return size;
+}
+
+/// Links the node in its new bucket; false when that holds its equal or cannot be searched.
+bool place(const VexHashTree *tree, const Move &move) {
+    if (move.spot.isEmpty()) {
+        makeLeaf(move.node);
+        *move.spot.root = move.node;
+    } else if (VexHashTreeNodeReplaceOrInsert(reinterpret_cast<Node **>(move.spot.root), move.node,
+                                              tree->compare, tree->user, nullptr,
+                                              nullptr) != move.node) {
+        return false;
+    }
+    move.spot.noteInsertion();
+    return true;
 }
 
 }  // namespace
@@ -42,15 +57,11 @@ int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits) {
     Move batch[kBatch];
     auto *node = static_cast<Node *>(preallocator_iterator_first(&it, tree->allocator));
     while (const size_t size = collect(tree, &it, &node, batch)) {
-        for (size_t i = 0; i < size; ++i) __builtin_prefetch(*batch[i].spot.root, 1);
-        for (size_t i = 0; i < size; ++i) {
-            const Move &move = batch[i];
-            if (VexHashTreeNodeReplaceOrInsert(reinterpret_cast<Node **>(move.spot.root), move.node,
-                                               tree->compare, tree->user, nullptr,
-                                               nullptr) != move.node)
+        for (size_t i = 0; i < size; ++i)
+            if (!batch[i].spot.isEmpty()) __builtin_prefetch(*batch[i].spot.root, 1);
+        for (size_t i = 0; i < size; ++i)
+            if (!place(tree, batch[i]))
                 return VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
-            move.spot.noteInsertion();
-        }
     }
     return 0;
 }
