@@ -61,7 +61,7 @@ public:
         done(vex_stat(catalogue->directory().c_str(), &own_) == 0);
         index_.load(catalogue, vault_->sealer);
         const std::vector<Snapshot> before = listSnapshots(catalogue);
-        if (!before.empty())
+        if (!before.empty() && sound(before.back()))
             previous_ = std::make_unique<Previous>(catalogue, &vault_->sealer, before.back());
         for (const std::string &root : sources) {
             snapshot_.sources += (snapshot_.sources.empty() ? "" : " ") + root;
@@ -84,6 +84,14 @@ public:
     }
 
 private:
+    /// Without the snapshot before every file is read.
+    bool sound(const Snapshot &snapshot) {
+        return succeeds([&] {
+            for (const std::string &name : vault_->catalogue.files(kSnapshots + snapshot.uid))
+                vault_->catalogue.checkFile(name);
+        });
+    }
+
     void source(const std::string &root) {
         uint32_t options = DDS_PHYSICAL;
         if (vault_->settings.one_file_system) options |= DDS_XDEV;
@@ -182,7 +190,7 @@ private:
                 end -= std::exchange(begin, 0);
                 const auto room = static_cast<ssize_t>(buffer_.size() - end);
                 const ssize_t got = safe_read(fd, buffer_.data() + end, room);
-                check(got >= 0, "%s cannot be read to its end: %m", path.c_str());
+                if (got < 0) return skip(path, "it cannot be read to its end"), size;
                 ended = got < room;
                 end += static_cast<size_t>(got);
             }

@@ -170,19 +170,18 @@ std::vector<std::string> Catalogue::files(const std::string &prefix) {
     return names;
 }
 
+void Catalogue::checkFile(const std::string &name) {
+    vault::check(describe(name) == get(kFile + name), "%s is missing or damaged",
+                 path(name).c_str());
+}
+
 bool Catalogue::checkFiles() {
     bool sound = true;
-    for (const auto &[name, description] : list(kFile))
-        sound = succeeds([&] {
-                    vault::check(describe(name) == description, "%s is missing or damaged",
-                                 path(name).c_str());
-                }) &&
-                sound;
+    for (const std::string &name : files("")) sound = succeeds([&] { checkFile(name); }) && sound;
     uint64_t value = 0;
     const Fd counter(OpenId(path(kCounter).c_str(), kCounter, &value, committed_));
-    if (counter.fd >= 0) return sound;
-    ErrorA(-1, "%s is missing or damaged", path(kCounter).c_str());
-    return false;
+    if (counter.fd < 0) ErrorA(-1, "%s is missing or damaged", path(kCounter).c_str());
+    return counter.fd >= 0 && sound;
 }
 
 }  // namespace vault

@@ -51,7 +51,9 @@ public:
     void dropFile(const std::string &name);
     /// The names of all files that begin with @p prefix.
     std::vector<std::string> files(const std::string &prefix);
-    /// Names every file that is missing or not as it was written; false if there is any.
+    /// Fails when a file is missing or not as it was written.
+    void checkFile(const std::string &name);
+    /// The same for all files, each of which is named; false if there is any.
     bool checkFiles();
 
 private:

@@ -186,13 +186,15 @@ void ContainerReader::readAhead(uint64_t container) {
 }
 
 void ContainerReader::load(uint64_t container) {
+    done(container != failed_);
     if (container == loaded_) return;
     if (!reading_.valid() || ahead_ != container) readAhead(container);
     const auto next = expected_.upper_bound(container);
     loaded_ = 0;
+    failed_ = container;
     checked_ = UINT64_MAX;
     content_ = reading_.get();
-    loaded_ = container;
+    loaded_ = std::exchange(failed_, 0);
     if (next != expected_.end()) readAhead(*next);
 }
 

@@ -119,7 +119,8 @@ private:
     const Catalogue *catalogue_;
     const Sealer *sealer_;
     std::set<uint64_t> expected_;
-    uint64_t loaded_ = 0, ahead_ = 0, checked_ = UINT64_MAX;  ///< checked: offset of a sound chunk
+    uint64_t loaded_ = 0, ahead_ = 0, failed_ = 0;  ///< numbers of containers
+    uint64_t checked_ = UINT64_MAX;                 ///< offset of a chunk found sound
     Plain content_;
     std::future<Plain> reading_;
 };

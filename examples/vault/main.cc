@@ -23,6 +23,11 @@ void init(Vault *vault) {
     catalogue->set("key", vault->sealer.keyCheck());
     catalogue->addFile("vault.ini", catalogue->describe("vault.ini"));
     catalogue->commit();
+    for (const std::string &name : {settings->directory, settings->key_file}) {
+        char parent[PATH_MAX];
+        done(vex_path_dirname(name.c_str(), parent, sizeof parent) >= 0 &&
+             dirfsync(parent, 0) == 0);
+    }
     printf("made %s; its key is %s%s\n", settings->directory.c_str(), settings->key_file.c_str(),
            fresh ? ", new: keep a copy elsewhere, without it nothing can be restored" : "");
 }

@@ -119,7 +119,9 @@ void RecordWriter::finish() {
 bool RecordReader::next(Bytes *record) {
     if (cursor_.left == 0) {
         if (file_ == names_.size()) return false;
-        content_ = sealer_->read(catalogue_->path(names_[file_++]));
+        const std::string &name = names_[file_++];
+        catalogue_->checkFile(name);
+        content_ = sealer_->read(catalogue_->path(name));
         cursor_ = Cursor(content_.data.get(), content_.size);
     }
     const size_t size = cursor_.take32();

@@ -52,7 +52,7 @@ public:
     bool next(Bytes *record);
 
 private:
-    const Catalogue *catalogue_;
+    Catalogue *catalogue_;
     const Sealer *sealer_;
     std::vector<std::string> names_;
     size_t file_ = 0;
