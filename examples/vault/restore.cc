@@ -59,21 +59,17 @@ private:
         const mode_t kind = entry.type == 'p' ? S_IFIFO : entry.type == 'c' ? S_IFCHR : S_IFBLK;
         progress_.add(1, 0);
         // the directories above a source are not part of the snapshot
-        if (const std::string parent = parentOf(path); parent != parent_) {
+        const std::string parent = parentOf(path);
+        if (parent != parent_ && vex_access(parent.c_str(), F_OK) != 0)
             done(CreateTreeA(parent.c_str(), 0755) == 0);
-            parent_ = parent;
-        }
+        parent_ = parent;
         if (entry.type == 'd') {
             expect(CreateDirA(path.c_str(), 0700) == 0, path);
         } else if (entry.type == 'l') {
             expect(symlink(entry.link.c_str(), path.c_str()) == 0, path);
-        } else if (entry.type == 'h') {
-            expect(link(place(entry.link).c_str(), path.c_str()) == 0, path);
         } else if (entry.type == 'f') {
-            const Fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-            check(file.fd >= 0, "%s cannot be made: %m", path.c_str());
-            planContent(entry, reader);
-        } else {
+            if (planContent(entry, reader) == 0) openFile(entry.path);
+        } else if (entry.type != 'h') {
             expect(mknod(path.c_str(), kind | 0600, entry.device) == 0, path);
         }
     }
@@ -85,8 +81,8 @@ private:
         ++unlike_;
     }
 
-    /// Notes where each piece of a file comes from.
-    void planContent(const Entry &entry, SnapshotReader *reader) {
+    /// Notes where each piece of a file comes from; returns its size.
+    uint64_t planContent(const Entry &entry, SnapshotReader *reader) {
         uint64_t offset = 0;
         for (ChunkRef chunk; reader->nextChunk(&chunk); offset += chunk.size) {
             ChunkRecord known;
@@ -102,6 +98,7 @@ private:
             plan_.add(record);
             containers_.insert(known.container);
         }
+        return offset;
     }
 
     void fill() {
@@ -129,21 +126,29 @@ private:
     }
 
     /// Keeps the file open: what comes next most often belongs to it as well.
-    void write(const std::string &path, const unsigned char *data, size_t size, off_t offset) {
-        if (file_ == nullptr || path != file_path_)
-            file_ =
-                std::make_unique<Fd>(open(place(path).c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
+    void openFile(const std::string &path) {
+        if (file_ != nullptr && path == file_path_) return;
+        file_ = std::make_unique<Fd>(
+            open(place(path).c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+        check(file_->fd >= 0, "%s cannot be made: %m", place(path).c_str());
         file_path_ = path;
+    }
+
+    void write(const std::string &path, const unsigned char *data, size_t size, off_t offset) {
+        openFile(path);
         const auto count = static_cast<ssize_t>(size);
-        check(file_->fd >= 0 && safe_pwrite(file_->fd, data, count, offset) == count,
-              "%s cannot be written: %m", place(path).c_str());
+        check(safe_pwrite(file_->fd, data, count, offset) == count, "%s cannot be written: %m",
+              place(path).c_str());
     }
 
     void setAttributes(const Entry &entry) {
         leaveDirectories(entry.path);
         if (entry.type == 'd') {
             directories_.push_back(entry);
-        } else if (entry.type != 'h') {
+        } else if (entry.type == 'h') {
+            const std::string path = place(entry.path);
+            expect(link(place(entry.link).c_str(), path.c_str()) == 0, path);
+        } else {
             apply(entry);
         }
     }
