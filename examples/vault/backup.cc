@@ -1,6 +1,7 @@
 // "vault backup": walks the sources, takes what did not change from the snapshot before, cuts the
 // rest into chunks, and stores those that the vault has not.
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -68,7 +69,8 @@ public:
             source(root);
         }
         chunks_.finish();
-        chunks_.writeIndex();
+        index_.write(catalogue, vault_->sealer,
+                     [this](const ChunkRecord *chunk) { return chunks_.wrote(*chunk); });
         list_.finish();
         snapshot_.files = progress_.files();
         snapshot_.bytes = progress_.bytes();
@@ -116,7 +118,8 @@ private:
         if (walked.info == DDS_DP) return;
         if (walked.info == DDS_DNR || walked.info == DDS_ERR || walked.info == DDS_NS)
             return skip(entry.path, DirGetStrerrorA(&walked));
-        if (S_ISSOCK(status.st_mode)) return skip(entry.path, "it is a socket");
+        if (entry.path.size() >= PATH_MAX) return skip(entry.path, strerror(ENAMETOOLONG));
+        if (S_ISSOCK(status.st_mode)) return;  // made anew by the program that listens on it
         entry.type = typeOf(status.st_mode);
         entry.mode = status.st_mode & 07777;
         entry.uid = status.st_uid;
@@ -158,29 +161,41 @@ private:
 
     /// False when the file cannot be opened.
     bool file(const Entry &entry, const char *path) {
-        if (previous_ != nullptr && previous_->has(entry)) return reuse(entry), true;
-        Fd opened(open(path, O_RDONLY | O_NOFOLLOW | O_NOATIME | O_CLOEXEC));
-        if (opened.fd < 0 && errno == EPERM)  // O_NOATIME is for the owner
-            opened.fd = open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-        if (opened.fd < 0) return skip(entry.path, strerror(errno)), false;
-        list_.entry(entry);
-        if (content(opened.fd, entry.path) != entry.size)
-            WarningA(-1, "%s changed while it was read", entry.path.c_str());
+        const bool known = previous_ != nullptr && previous_->has(entry);
+        uint64_t size = known ? reuse(entry) : 0;
+        if (known && size >= entry.size) return true;
+        // what a read error kept out of the snapshot before is tried again from there
+        constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+        Fd opened(open(path, kFlags | O_NOATIME));
+        if (opened.fd < 0 && errno == EPERM) opened.fd = open(path, kFlags);  // not the owner
+        struct stat status {};
+        if (opened.fd < 0 || fstat(opened.fd, &status) != 0)
+            return skip(entry.path, strerror(errno)), known;
+        if (!S_ISREG(status.st_mode)) return skip(entry.path, "it is no file any more"), known;
+        if (!known) list_.entry(entry);
+        lseek(opened.fd, static_cast<off_t>(size), SEEK_SET);
+        size += content(opened.fd, entry.path);
+        if (size != entry.size)
+            WarningA(-1, "%s is stored with %llu bytes instead of %llu", entry.path.c_str(),
+                     static_cast<U64>(size), static_cast<U64>(entry.size));
         return true;
     }
 
-    void reuse(const Entry &entry) {
+    /// Takes what the snapshot before has of a file; returns how much that is.
+    uint64_t reuse(const Entry &entry) {
         list_.entry(entry);
-        ChunkRecord known;
-        for (ChunkRef chunk; previous_->nextChunk(&chunk);) {
-            check(index_.find(chunk.digest, &known), "%s: a chunk of it is lost",
+        uint64_t size = 0;
+        ChunkRecord stored;
+        for (ChunkRef chunk; previous_->nextChunk(&chunk); size += chunk.size) {
+            check(index_.find(chunk.digest, &stored), "%s: a chunk of it is lost",
                   entry.path.c_str());
             list_.chunk(chunk);
             progress_.add(0, chunk.size);
         }
+        return size;
     }
 
-    /// Reads a file to its end, chunk by chunk; returns its size.
+    /// Reads the rest of a file, chunk by chunk; returns its size.
     uint64_t content(int fd, const std::string &path) {
         size_t begin = 0, end = 0;
         uint64_t size = 0;
@@ -190,7 +205,7 @@ private:
                 end -= std::exchange(begin, 0);
                 const auto room = static_cast<ssize_t>(buffer_.size() - end);
                 const ssize_t got = safe_read(fd, buffer_.data() + end, room);
-                if (got < 0) return skip(path, "it cannot be read to its end"), size;
+                if (got < 0) return skip(path, strerror(errno)), size;
                 ended = got < room;
                 end += static_cast<size_t>(got);
             }

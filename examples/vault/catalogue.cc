@@ -1,5 +1,10 @@
 #include "catalogue.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 
 namespace vault {
@@ -19,10 +24,15 @@ void Catalogue::check(bool good, const SQLiteException &error) const {
 }
 
 void Catalogue::create() {
-    done(CreateTreeA(directory_.c_str(), 0700) == 0);
-    for (const char *name : kSubdirectories) done(CreateDirA(path(name).c_str(), 0700) == 0);
+    std::error_code error_code;
+    done(CreateDirA(directory_.c_str(), 0700) == 0);
+    // what the registry does not list will be removed: it must not be somebody's
+    vault::check(std::filesystem::is_empty(directory_, error_code),
+                 "%s is there already and is no empty directory", directory_.c_str());
+    for (const char *name : kSubdirectories)  // fails where another init runs
+        vault::check(mkdir(path(name).c_str(), 0700) == 0, "%s cannot be made: %m",
+                     path(name).c_str());
     generation_ = 1;
-    unlink(path(stateName()).c_str());  // of an init that was interrupted
     done(WriteIdToPath(path(kCounter).c_str(), kCounter, generation_) == 0);
     openRegistry();
     SQLiteException error;
@@ -32,8 +42,10 @@ void Catalogue::create() {
 void Catalogue::open() {
     vault::check(vex_access(path(kRoot).c_str(), F_OK) == 0,
                  "%s is no vault: it has no file \"root\"", directory_.c_str());
-    lock_ = std::make_unique<Fd>(VexLockFileAcquire(path("lock").c_str(), -1));
-    done(lock_->fd >= 0);
+    if (vex_access(directory_.c_str(), W_OK) == 0 || errno != EROFS) {  // else nothing can change
+        lock_ = std::make_unique<Fd>(VexLockFileAcquire(path("lock").c_str(), -1));
+        done(lock_->fd >= 0);
+    }
     readRoot();
     char digest[65] = "";
     vault::check(SHA256FromFile_r(path(stateName()).c_str(), digest, sizeof digest) != nullptr &&
@@ -98,6 +110,7 @@ void Catalogue::commit() {
     if (committed_ != 0) check(registry_.SetAutoCommit(true, &error) && error.IsGood(), error);
     registry_.Close();
     for (const char *name : kSubdirectories) done(dirfsync(path(name).c_str(), 0) == 0);
+    done(dirfsync(directory_.c_str(), 0) == 0);  // the registry must be there before "root" says so
     writeRoot();
     for (const std::string &name : dropped_)
         if (unlink(path(name).c_str()) != 0)
@@ -106,16 +119,26 @@ void Catalogue::commit() {
 
 /// Removes files that the registry does not list, where only the vault itself makes files.
 void Catalogue::sweep() {
+    const std::map<std::string, std::string> listed = list(kFile);
     const std::unique_ptr<DirStream, decltype(&DirCloseA)> walk(
         DirOpenA(directory_.c_str(), DDS_PHYSICAL | DDS_NOCHDIR, nullptr, 0), &DirCloseA);
     while (const DirEntry *entry = DirGetNextA(walk.get())) {
         if (entry->info != DDS_F) continue;
         const std::string name = entry->path + directory_.size() + 1;
-        const bool ours = entry->level == 2 || name == kFresh || name.starts_with("state-");
-        if (!ours || name == stateName() || !get(kFile + name).empty()) continue;
+        const bool ours = name == kFresh || name.starts_with("state-") ||
+                          std::any_of(std::begin(kSubdirectories), std::end(kSubdirectories),
+                                      [&name](auto *prefix) { return name.starts_with(prefix); });
+        if (!ours || name == stateName() || listed.contains(name)) continue;
         vault::check(unlink(entry->path) == 0, "%s cannot be removed: %m", entry->path);
         InfoA(-1, "removed %s, which an interrupted run left", name.c_str());
     }
+}
+
+std::string Catalogue::get(const std::string &item) {
+    SQLiteException error;
+    std::string value = registry_.GetRegistryItem(item, &error);
+    check(error.IsGood(), error);
+    return value;
 }
 
 void Catalogue::set(const std::string &item, const std::string &value) {
@@ -179,9 +202,13 @@ bool Catalogue::checkFiles() {
     bool sound = true;
     for (const std::string &name : files("")) sound = succeeds([&] { checkFile(name); }) && sound;
     uint64_t value = 0;
-    const Fd counter(OpenId(path(kCounter).c_str(), kCounter, &value, committed_));
-    if (counter.fd < 0) ErrorA(-1, "%s is missing or damaged", path(kCounter).c_str());
-    return counter.fd >= 0 && sound;
+    const std::string counter = path(kCounter);
+    const Fd file(::open(counter.c_str(), O_RDONLY | O_CLOEXEC));
+    return succeeds([&] {
+               vault::check(ReadId(counter.c_str(), kCounter, &value, file.fd, committed_) == 0,
+                            "%s is missing or damaged", counter.c_str());
+           }) &&
+           sound;
 }
 
 }  // namespace vault

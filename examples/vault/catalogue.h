@@ -24,7 +24,8 @@ public:
     Catalogue &operator=(const Catalogue &) = delete;
     ~Catalogue() { registry_.Close(); }
 
-    /// Makes directories, counter and an empty registry; commit() completes the vault.
+    /// Makes directories, counter and an empty registry where nothing is; commit() completes the
+    /// vault.
     void create();
     /// Waits for other commands to end, reads "root" and opens the registry that it names.
     void open();
@@ -38,7 +39,7 @@ public:
     std::string path(const std::string &name) const { return directory_ + "/" + name; }
 
     /// Items of the registry; an absent one reads as "".
-    std::string get(const std::string &item) { return registry_.GetRegistryItem(item, nullptr); }
+    std::string get(const std::string &item);
     void set(const std::string &item, const std::string &value);
     void remove(const std::string &item);
     /// All items whose names begin with @p prefix, which is left out of the keys.

@@ -58,6 +58,18 @@ size_t Chunker::cut(const unsigned char *data, size_t size) const {
     return end;
 }
 
+void putChunk(Bytes *record, const ChunkRecord &chunk) {
+    putDigest(record, chunk.digest);
+    put64(record, chunk.container);
+    put32(record, chunk.offset);
+    put32(record, chunk.size);
+}
+
+ChunkRecord takeChunk(Cursor *cursor) {
+    const Digest digest = cursor->takeDigest();
+    return {digest, cursor->take64(), cursor->take32(), cursor->take32()};
+}
+
 ChunkIndex::ChunkIndex()
     : tree_(VexHashTreeNew(kFirstBits, sizeof(ChunkRecord), compare, hash, nullptr, kSlabBytes)),
       filter_(new BloomFilter(1UL << kFirstBits, kFalsePositives)) {}
@@ -67,24 +79,22 @@ void ChunkIndex::load(Catalogue *catalogue, const Sealer &sealer) {
     Bytes record;
     while (files.next(&record)) {
         Cursor cursor(record);
-        const Digest digest = cursor.takeDigest();
-        put({digest, cursor.take64(), cursor.take32(), cursor.take32()});
+        put(takeChunk(&cursor));
     }
 }
 
-void ChunkIndex::addTo(RecordSorter *chunks, const ChunkRecord &chunk) {
-    Bytes record;
-    putDigest(&record, chunk.digest);
-    put64(&record, chunk.container);
-    put32(&record, chunk.offset);
-    put32(&record, chunk.size);
-    chunks->add(record);
-}
-
-void ChunkIndex::write(RecordSorter *chunks, Catalogue *catalogue, const Sealer &sealer) {
-    chunks->sort();
+void ChunkIndex::write(Catalogue *catalogue, const Sealer &sealer,
+                       const std::function<bool(ChunkRecord *)> &wanted) const {
+    RecordSorter chunks(catalogue->path(kTemporary), sizeof(Digest));
+    forEach([&](ChunkRecord chunk) {
+        if (!wanted(&chunk)) return;
+        Bytes record;
+        putChunk(&record, chunk);
+        chunks.add(record);
+    });
+    chunks.sort();
     RecordWriter files(catalogue, &sealer, kIndex + std::to_string(catalogue->generation()));
-    for (Bytes record; chunks->next(&record);) files.add(record);
+    for (Bytes record; chunks.next(&record);) files.add(record);
     files.finish();
 }
 
@@ -127,8 +137,8 @@ ChunkWriter::ChunkWriter(Catalogue *catalogue, ChunkIndex *index, const Sealer *
     : catalogue_(catalogue),
       index_(index),
       sealer_(sealer),
-      fresh_(catalogue->path(kTemporary), sizeof(Digest)),
-      number_(catalogue->generation() << kGenerationShift) {}
+      first_(catalogue->generation() << kGenerationShift),
+      number_(first_) {}
 
 Digest ChunkWriter::put(const unsigned char *data, size_t size) {
     const Digest digest = fingerprint(data, size);
@@ -152,11 +162,9 @@ void ChunkWriter::putAnew(const Digest &digest, const unsigned char *data, size_
     content_.reserve(kContainerBytes);
     putDigest(&content_, digest);
     put32(&content_, static_cast<uint32_t>(size));
-    const ChunkRecord chunk{digest, number_, static_cast<uint32_t>(content_.size()),
-                            static_cast<uint32_t>(size)};
+    index_->put(
+        {digest, number_, static_cast<uint32_t>(content_.size()), static_cast<uint32_t>(size)});
     content_.insert(content_.end(), data, data + size);
-    index_->put(chunk);
-    ChunkIndex::addTo(&fresh_, chunk);
 }
 
 std::string ChunkWriter::seal(const Bytes &content, const std::string &name) const {

@@ -34,6 +34,8 @@ struct ChunkRecord {
     uint64_t container;
     uint32_t offset, size;  ///< bytes of the container's content
 };
+void putChunk(Bytes *record, const ChunkRecord &chunk);
+ChunkRecord takeChunk(Cursor *cursor);
 
 /// All chunks of the vault: a sorted list in sealed files, and in memory a hash tree behind a Bloom
 /// filter, which answers for most new chunks without a look into the tree.
@@ -45,9 +47,10 @@ public:
     ~ChunkIndex() { VexHashTreeDelete(&tree_); }
 
     void load(Catalogue *catalogue, const Sealer &sealer);
-    /// Sorts the records of @p chunks by fingerprint and writes them as index of this generation.
-    static void write(RecordSorter *chunks, Catalogue *catalogue, const Sealer &sealer);
-    static void addTo(RecordSorter *chunks, const ChunkRecord &chunk);
+    /// Writes the chunks that @p wanted takes, which may change them, as index files of this
+    /// generation, sorted by fingerprint.
+    void write(Catalogue *catalogue, const Sealer &sealer,
+               const std::function<bool(ChunkRecord *)> &wanted) const;
 
     uint64_t count() const { return VexHashTreeGetNumUsedNodes(tree_); }
     /// Whether there is such a chunk, and where.
@@ -66,8 +69,7 @@ private:
 std::string containerName(uint64_t number);
 
 /// Packs chunks into containers, each behind its fingerprint and size, so that a container explains
-/// itself. A full one is sealed and written by a second thread while the next
-/// one fills.
+/// itself. A full one is sealed and written by a second thread while the next one fills.
 class ChunkWriter {
 public:
     ChunkWriter(Catalogue *catalogue, ChunkIndex *index, const Sealer *sealer);
@@ -78,8 +80,8 @@ public:
     void putAnew(const Digest &digest, const unsigned char *data, size_t size);
     /// Writes the last container.
     void finish();
-    /// Writes the index of what was stored.
-    void writeIndex() { ChunkIndex::write(&fresh_, catalogue_, *sealer_); }
+    /// Whether a chunk was stored by this run.
+    bool wrote(const ChunkRecord &chunk) const { return chunk.container >= first_; }
 
     uint64_t newBytes() const { return new_bytes_; }
     uint64_t storedBytes() const { return stored_bytes_; }
@@ -92,8 +94,7 @@ private:
     Catalogue *catalogue_;
     ChunkIndex *index_;
     const Sealer *sealer_;
-    RecordSorter fresh_;
-    uint64_t number_, new_bytes_ = 0, stored_bytes_ = 0;
+    uint64_t first_, number_, new_bytes_ = 0, stored_bytes_ = 0;
     Bytes content_;
     std::string sealing_name_;
     std::future<std::string> sealing_;  ///< describes the container that is written

@@ -1,6 +1,7 @@
 #include "common.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <string.h>
 
 #include <algorithm>
@@ -15,7 +16,7 @@ constexpr size_t kDigits = 2 * VEX_KEY_SIZE;
 
 void check(bool good, const char *format, ...) {
     if (good) return;
-    char text[2048];
+    char text[3 * PATH_MAX];  // two paths and words
     va_list args;
     va_start(args, format);
     vsnprintf(text, sizeof text, format, args);
@@ -42,6 +43,10 @@ std::string toText(const Digest &digest) {
 std::string sizeText(uint64_t bytes) {
     char text[32];
     return sizetofloatstr(text, sizeof text, bytes, 1);
+}
+
+std::string parentOf(const std::string &path) {
+    return std::filesystem::path(path).parent_path();
 }
 
 void writeNewFile(const std::string &path, const void *data, size_t size) {

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,6 +36,9 @@ bool succeeds(Work work) {
         return work(), true;
     } catch (const Failure &) {
         return false;
+    } catch (const std::exception &problem) {  // memory, threads
+        ErrorA(-1, "%s", problem.what());
+        return false;
     }
 }
 
@@ -50,6 +54,7 @@ struct Fd {
 Digest fingerprint(const void *data, size_t size);
 std::string toText(const Digest &digest);
 std::string sizeText(uint64_t bytes);  ///< "1.5 MiB"
+std::string parentOf(const std::string &path);
 
 /// Writes a new file of mode 0600 and waits until its content is on the disk; its name lasts once
 /// the directory is synced.

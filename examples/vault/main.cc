@@ -10,25 +10,20 @@ enum ExitStatus { kSuccess, kFailure, kUsage };
 constexpr uint64_t kInterval = 200000;  // microseconds between two looks of the progress line
 
 void init(Vault *vault) {
-    Settings *const settings = &vault->settings;
+    const Settings &settings = vault->settings;
     Catalogue *const catalogue = &vault->catalogue;
-    check(vex_access(catalogue->path("root").c_str(), F_OK) != 0, "%s is a vault already",
-          settings->directory.c_str());
-    if (settings->key_file.empty()) settings->key_file = settings->directory + ".key";
-    const bool fresh = vex_access(settings->key_file.c_str(), F_OK) != 0;
-    if (fresh) Sealer::makeKeyFile(settings->key_file);
-    vault->sealer.open(settings->key_file, settings->cipher);
     catalogue->create();
-    writeSettings(*settings);
+    const bool fresh = vex_access(settings.key_file.c_str(), F_OK) != 0;
+    if (fresh) Sealer::makeKeyFile(settings.key_file);
+    vault->sealer.open(settings.key_file, settings.cipher);
+    writeSettings(settings);
     catalogue->set("key", vault->sealer.keyCheck());
+    catalogue->set("cipher", settings.cipher);
     catalogue->addFile("vault.ini", catalogue->describe("vault.ini"));
     catalogue->commit();
-    for (const std::string &name : {settings->directory, settings->key_file}) {
-        char parent[PATH_MAX];
-        done(vex_path_dirname(name.c_str(), parent, sizeof parent) >= 0 &&
-             dirfsync(parent, 0) == 0);
-    }
-    printf("made %s; its key is %s%s\n", settings->directory.c_str(), settings->key_file.c_str(),
+    for (const std::string &name : {settings.directory, settings.key_file})
+        done(dirfsync(parentOf(name).c_str(), 0) == 0);
+    printf("made %s; its key is %s%s\n", settings.directory.c_str(), settings.key_file.c_str(),
            fresh ? ", new: keep a copy elsewhere, without it nothing can be restored" : "");
 }
 
@@ -94,7 +89,7 @@ int run(const Command &command, int argc, char **argv) {
 }  // namespace
 
 void Vault::openKey() {
-    sealer.open(settings.key_file, settings.cipher);
+    sealer.open(settings.key_file, catalogue.get("cipher"));
     check(sealer.keyCheck() == catalogue.get("key"), "wrong key: %s is not the key of %s",
           settings.key_file.c_str(), settings.directory.c_str());
 }

@@ -138,7 +138,9 @@ RecordSorter::Stream RecordSorter::temporary() const {
     const int fd = mkstemp(path.data());
     check(fd >= 0, "no temporary file can be made in %s: %m", directory_.c_str());
     unlink(path.c_str());
-    return {fdopen(fd, "w+"), &fclose};
+    Stream stream{fdopen(fd, "w+"), &fclose};
+    check(stream != nullptr, "no temporary file can be made in %s: %m", directory_.c_str());
+    return stream;
 }
 
 void RecordSorter::add(const Bytes &record) {
@@ -149,9 +151,10 @@ void RecordSorter::sort() {
     BinarySortCtx *context = BinarySortCtxConstruct(
         readRecord, compareRecords, nullptr, writeRecord, freeRecord, nullptr, &key_size_,
         kBatchRecords, kBatchBytes, directory_.c_str(), kFilesToMerge, 0, BINARY_SORT_QUIET);
+    const bool written = safe_fflush(unsorted_.get()) == 0;
     rewind(unsorted_.get());
     const bool good =
-        context != nullptr && BinarySortFp(context, unsorted_.get(), sorted_.get()) == 0;
+        context != nullptr && written && BinarySortFp(context, unsorted_.get(), sorted_.get()) == 0;
     BinarySortCtxDestruct(&context);
     rewind(sorted_.get());
     check(good, "records cannot be sorted in %s: %m", directory_.c_str());

@@ -11,31 +11,26 @@ namespace {
 
 constexpr size_t kPlaceKey = 12;  // container and offset
 
-std::string parentOf(const std::string &path) {
-    char parent[PATH_MAX];
-    return vex_path_dirname(path.c_str(), parent, sizeof parent) < 0 ? "/" : parent;
-}
-
 class Restore {
 public:
     Restore(Vault *vault, const std::string &target)
-        : vault_(vault),
-          target_(target),
-          partial_(target + ".partial"),
-          plan_(vault->catalogue.path(kTemporary), kPlaceKey) {}
+        : vault_(vault), target_(target), partial_(target + ".partial") {}
 
     void run(const std::string &uid) {
-        check(rmdir(target_.c_str()) == 0 || errno == ENOENT,
-              "%s is there already and is no empty directory", target_.c_str());
-        check(mkdir(partial_.c_str(), 0700) == 0, "%s cannot be made: %m", partial_.c_str());
-        const bool complete = succeeds([&] {
-            index_.load(&vault_->catalogue, vault_->sealer);
-            forEachEntry(uid, [this](const auto &entry, auto *reader) { make(entry, reader); });
-            plan_.sort();
-            fill();
-            forEachEntry(uid, [this](const auto &entry, auto *) { setAttributes(entry); });
-            leaveDirectories("");
-        });
+        index_.load(&vault_->catalogue, vault_->sealer);
+        check(rmdir(target_.c_str()) == 0 || errno == ENOENT, "%s is there already: %m",
+              target_.c_str());
+        // from inside paths are as long as they were, whatever the target's
+        check(mkdir(partial_.c_str(), 0700) == 0 && chdir(partial_.c_str()) == 0,
+              "%s cannot be made: %m", partial_.c_str());
+        plan_ = std::make_unique<RecordSorter>(partial_, kPlaceKey);
+        bool complete = true;
+        const auto step = [&complete](auto work) { complete = succeeds(work) && complete; };
+        step(
+            [&] { forEachEntry(uid, [this](auto &entry, auto *reader) { make(entry, reader); }); });
+        step([&] { fill(); });
+        step([&] { forEachEntry(uid, [this](auto &entry, auto *) { setAttributes(entry); }); });
+        leaveDirectories("");
         check(complete && lost_ == 0, "%s holds what could be restored", partial_.c_str());
         done(rename_dirfsync(partial_.c_str(), target_.c_str(), parentOf(target_).c_str(), 0) == 0);
         printf("restored %llu files, %s, to %s; %.1f MB/s\n", static_cast<U64>(progress_.files()),
@@ -46,8 +41,6 @@ public:
     }
 
 private:
-    std::string place(const std::string &path) const { return partial_ + "/" + path; }
-
     template <typename Visit>
     void forEachEntry(const std::string &uid, Visit visit) {
         SnapshotReader reader(&vault_->catalogue, &vault_->sealer, uid);
@@ -55,20 +48,20 @@ private:
     }
 
     void make(const Entry &entry, SnapshotReader *reader) {
-        const std::string path = place(entry.path);
+        const std::string &path = entry.path;
         const mode_t kind = entry.type == 'p' ? S_IFIFO : entry.type == 'c' ? S_IFCHR : S_IFBLK;
         progress_.add(1, 0);
         // the directories above a source are not part of the snapshot
         const std::string parent = parentOf(path);
-        if (parent != parent_ && vex_access(parent.c_str(), F_OK) != 0)
-            done(CreateTreeA(parent.c_str(), 0755) == 0);
+        std::error_code shows_below;
+        if (parent != parent_) std::filesystem::create_directories(parent, shows_below);
         parent_ = parent;
         if (entry.type == 'd') {
             expect(CreateDirA(path.c_str(), 0700) == 0, path);
         } else if (entry.type == 'l') {
             expect(symlink(entry.link.c_str(), path.c_str()) == 0, path);
         } else if (entry.type == 'f') {
-            if (planContent(entry, reader) == 0) openFile(entry.path);
+            if (planContent(entry, reader) == 0) expect(openFile(path), path);
         } else if (entry.type != 'h') {
             expect(mknod(path.c_str(), kind | 0600, entry.device) == 0, path);
         }
@@ -86,35 +79,39 @@ private:
         uint64_t offset = 0;
         for (ChunkRef chunk; reader->nextChunk(&chunk); offset += chunk.size) {
             ChunkRecord known;
-            check(index_.find(chunk.digest, &known), "%s: a chunk of it is lost",
-                  entry.path.c_str());
+            if (!index_.find(chunk.digest, &known)) {
+                ErrorA(-1, "%s: a chunk of it is lost", entry.path.c_str());
+                ++lost_;
+                continue;
+            }
             Bytes record;
             put64(&record, known.container);
             put32(&record, known.offset);
-            put32(&record, known.size);
-            putDigest(&record, known.digest);
+            putChunk(&record, known);
             put64(&record, offset);
             putText(&record, entry.path);
-            plan_.add(record);
+            plan_->add(record);
             containers_.insert(known.container);
         }
+        if (offset != entry.size)
+            WarningA(-1, "%s was stored with %llu bytes instead of %llu", entry.path.c_str(),
+                     static_cast<U64>(offset), static_cast<U64>(entry.size));
         return offset;
     }
 
     void fill() {
+        plan_->sort();
         ContainerReader containers(&vault_->catalogue, &vault_->sealer, std::move(containers_));
-        for (Bytes record; plan_.next(&record);) {
+        for (Bytes record; plan_->next(&record);) {
             Cursor cursor(record);
-            ChunkRecord chunk{};
-            chunk.container = cursor.take64();
-            chunk.offset = cursor.take32();
-            chunk.size = cursor.take32();
-            chunk.digest = cursor.takeDigest();
+            cursor.take(kPlaceKey);
+            const ChunkRecord chunk = takeChunk(&cursor);
             const auto offset = static_cast<off_t>(cursor.take64());
             const std::string path = cursor.takeText();
             const unsigned char *data = nullptr;
-            if (succeeds([&] { data = containers.get(chunk); })) {
-                write(path, data, chunk.size, offset);
+            if (openFile(path) && succeeds([&] { data = containers.get(chunk); })) {
+                check(safe_pwrite(file_->fd, data, chunk.size, offset) == chunk.size,
+                      "%s cannot be written: %m", path.c_str());
             } else {
                 ErrorA(-1, "%s: %u bytes at %lld are lost", path.c_str(), chunk.size,
                        static_cast<long long>(offset));
@@ -126,19 +123,14 @@ private:
     }
 
     /// Keeps the file open: what comes next most often belongs to it as well.
-    void openFile(const std::string &path) {
-        if (file_ != nullptr && path == file_path_) return;
-        file_ = std::make_unique<Fd>(
-            open(place(path).c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-        check(file_->fd >= 0, "%s cannot be made: %m", place(path).c_str());
-        file_path_ = path;
-    }
-
-    void write(const std::string &path, const unsigned char *data, size_t size, off_t offset) {
-        openFile(path);
-        const auto count = static_cast<ssize_t>(size);
-        check(safe_pwrite(file_->fd, data, count, offset) == count, "%s cannot be written: %m",
-              place(path).c_str());
+    bool openFile(const std::string &path) {
+        if (file_ == nullptr || path != file_path_) {
+            file_ = std::make_unique<Fd>(
+                open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+            if (file_->fd < 0) WarningA(-1, "%s cannot be made: %m", path.c_str());
+            file_path_ = path;
+        }
+        return file_->fd >= 0;
     }
 
     void setAttributes(const Entry &entry) {
@@ -146,8 +138,7 @@ private:
         if (entry.type == 'd') {
             directories_.push_back(entry);
         } else if (entry.type == 'h') {
-            const std::string path = place(entry.path);
-            expect(link(place(entry.link).c_str(), path.c_str()) == 0, path);
+            expect(link(entry.link.c_str(), entry.path.c_str()) == 0, entry.path);
         } else {
             apply(entry);
         }
@@ -161,18 +152,20 @@ private:
     }
 
     void apply(const Entry &entry) {
-        const std::string path = place(entry.path);
+        const char *const path = entry.path.c_str();
         const timespec times[] = {entry.modified, entry.modified};
-        expect((VexIsRoot() == 0 || lchown(path.c_str(), entry.uid, entry.gid) == 0) &&
-                   (entry.type == 'l' || chmod(path.c_str(), entry.mode) == 0) &&
-                   utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0,
-               path);
+        const bool owned = lchown(path, entry.uid, entry.gid) == 0;
+        const mode_t mode = owned ? entry.mode : entry.mode & 01777;  // no set-user-ID of others
+        expect((owned || VexIsRoot() == 0) && (entry.type == 'l' || chmod(path, mode) == 0) &&
+                   utimensat(AT_FDCWD, path, times, AT_SYMLINK_NOFOLLOW) == 0,
+               entry.path);
     }
 
     Vault *vault_;
     std::string target_, partial_, parent_;  ///< parent: the directory of the last entry
     ChunkIndex index_;
-    RecordSorter plan_;  ///< which chunk goes where, in the order of the containers
+    std::unique_ptr<RecordSorter>
+        plan_;  ///< which chunk goes where, in the order of the containers
     std::set<uint64_t> containers_;
     std::vector<Entry> directories_;  ///< those that the entry lies in, whose times come last
     std::string file_path_;

@@ -22,9 +22,9 @@ struct Options {
         option("ini", 0, OPT_TYPE_INI_FILE, &ini, nullptr, nullptr,
                "settings, vault.ini in the vault by default"),
         option("key-file", 'k', OPT_TYPE_PATH, &key_file, "KeyFile", "",
-               "key that everything is encrypted with"),
-        option("cipher", 0, OPT_TYPE_STRING, &cipher, "Cipher", "AES-256-CTR",
-               "cipher, chosen when the vault is made"),
+               "key that everything is encrypted with, the vault's name and .key by default"),
+        option("cipher", 0, OPT_TYPE_STRING, &cipher, nullptr, "AES-256-CTR",
+               "cipher of a vault that is made"),
         option("chunk-size", 0, OPT_TYPE_SIZE64, &chunk_size, "ChunkSize", "64KiB",
                "average size of a chunk, a power of two"),
         option("keep", 0, OPT_TYPE_NUMBER32, &keep, "Keep", "0",
@@ -68,7 +68,7 @@ void setUpLog(const std::string &ini, const std::string &directory) {
 
 Settings readSettings(int argc, char **argv) {
     Options options;
-    char directory[PATH_MAX];
+    char directory[PATH_MAX], key_file[PATH_MAX];
     int first = opt_parse(options.table, argc, argv);
     done(first >= 0);
     check(first < argc && vex_path_resolve(argv[first], directory, sizeof directory) >= 0,
@@ -85,29 +85,26 @@ Settings readSettings(int argc, char **argv) {
     check(std::has_single_bit(options.chunk_size) && options.chunk_size >= kLeastChunk &&
               options.chunk_size <= kMostChunk,
           "the chunk size must be a power of two from 4 KiB to 1 MiB");
-    return {directory,
-            {argv + first + 1, argv + argc},
-            options.key_file,
-            options.cipher,
-            options.chunk_size,
-            options.keep,
-            options.one_file_system};
+    const std::string key =
+        *options.key_file != '\0' ? options.key_file : std::string(directory) + ".key";
+    check(vex_path_resolve(key.c_str(), key_file, sizeof key_file) >= 0, "%s: %m", key.c_str());
+    return {
+        directory,    {argv + first + 1, argv + argc}, key_file, options.cipher, options.chunk_size,
+        options.keep, options.one_file_system};
 }
 
 void writeSettings(const Settings &settings) {
     const std::string path = settings.directory + "/vault.ini";
     const char *const ini = path.c_str();
-    char parent[PATH_MAX], size[32];
+    char size[32];
     const auto save = [ini](const char *key, const char *value) {
         done(InifileSaveValueA(kSection, key, value, ini) == 0);
     };
-    done(vex_path_dirname(settings.directory.c_str(), parent, sizeof parent) >= 0);
     save("KeyFile", settings.key_file.c_str());
-    save("Cipher", settings.cipher.c_str());
     save("ChunkSize", sizetostr(size, sizeof size, settings.chunk_size));
     save("Keep", std::to_string(settings.keep).c_str());
     save("Logging", "long,date");
-    save("LogPath", parent);
+    save("LogPath", parentOf(settings.directory).c_str());
     done(InifileSaveCommentA(kSection, "KeyFile",
                              "; without this file nothing can be restored: keep copies of it",
                              ini) == 0);

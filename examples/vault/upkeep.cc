@@ -31,13 +31,20 @@ public:
         const size_t forgotten = forget();
         uint64_t freed = 0;
         for (const auto &[container, use] : uses_) {
-            if (use.needed * 2 >= use.total) continue;
+            if (!mostlyUnused(use)) continue;
             freed += use.total - use.needed;
             if (use.needed != 0) move(container);
             vault_->catalogue.dropFile(containerName(container));
         }
         chunks_.finish();
-        rewriteIndex();
+        for (const std::string &name : vault_->catalogue.files(kIndex))
+            vault_->catalogue.dropFile(name);
+        // what a container holds stays listed as long as it is there: it tells how full it is, and
+        // another backup may need it
+        index_.write(&vault_->catalogue, vault_->sealer, [this](ChunkRecord *chunk) {
+            chunk->size &= ~kNeeded;
+            return chunks_.wrote(*chunk) || !mostlyUnused(uses_.at(chunk->container));
+        });
         vault_->catalogue.commit();
         printf("forgot %zu snapshots and %s that nothing needs any more\n", forgotten,
                sizeText(freed).c_str());
@@ -47,6 +54,7 @@ private:
     struct Use {
         uint64_t needed = 0, total = 0;
     };
+    static bool mostlyUnused(const Use &use) { return use.needed * 2 < use.total; }
 
     /// Drops the snapshots that are too many and marks what the others need.
     size_t forget() {
@@ -60,16 +68,12 @@ private:
                 const bool known = index_.find(digest, &chunk);
                 if (known && (chunk.size & kNeeded) == 0) {
                     uses_[chunk.container].needed += chunk.size;
-                    mark(chunk);
+                    chunk.size |= kNeeded;
+                    index_.put(chunk);
                 }
                 return known;
             });
         return forgotten;
-    }
-
-    void mark(ChunkRecord chunk) {
-        chunk.size |= kNeeded;
-        index_.put(chunk);
     }
 
     /// Stores what is needed of a container anew.
@@ -77,24 +81,10 @@ private:
         ContainerReader reader(&vault_->catalogue, &vault_->sealer, {});
         reader.forEach(container, [this](const auto &chunk, const unsigned char *data) {
             ChunkRecord known;
-            if (!index_.find(chunk.digest, &known) || known.container != chunk.container ||
-                (known.size & kNeeded) == 0)
-                return;
-            chunks_.putAnew(chunk.digest, data, chunk.size);
-            if (index_.find(chunk.digest, &known)) mark(known);
+            if (index_.find(chunk.digest, &known) && known.container == chunk.container &&
+                (known.size & kNeeded) != 0)
+                chunks_.putAnew(chunk.digest, data, chunk.size);
         });
-    }
-
-    void rewriteIndex() {
-        RecordSorter sorter(vault_->catalogue.path(kTemporary), sizeof(Digest));
-        for (const std::string &name : vault_->catalogue.files(kIndex))
-            vault_->catalogue.dropFile(name);
-        index_.forEach([&sorter](ChunkRecord chunk) {
-            if ((chunk.size & kNeeded) == 0) return;
-            chunk.size &= ~kNeeded;
-            ChunkIndex::addTo(&sorter, chunk);
-        });
-        ChunkIndex::write(&sorter, &vault_->catalogue, vault_->sealer);
     }
 
     Vault *vault_;

@@ -5,6 +5,7 @@ import re
 import stat
 import subprocess
 import tempfile
+import time
 import unittest
 
 VAULT = os.environ["VEX_VAULT"]
@@ -100,12 +101,25 @@ class VaultTest(unittest.TestCase):
             os.chmod(f"{self.tree}/b.c", 0)
             self.assertIn("1 files are not in the backup", self.vex("backup", self.vault, self.tree, status=1))
         self.assertIn("cannot be backed up", self.vex("backup", self.vault, self.path("absent"), status=1))
+        time.sleep(3)  # a younger file would be read again in any case
+        full = os.path.getsize(f"{self.tree}/big")
+        strace = ["strace", "-f", "-qqq", "-o", "/dev/null", "-P", f"{self.tree}/big", "-e", "inject=read:error=EIO:when=2"]
+        self.assertIn("big is not in the backup: Input", self.vex("backup", self.vault, self.tree, status=1, prefix=strace))
+        self.assertLess(self.container_bytes(), full)
+        self.assertEqual(contents(self.tree), self.restored(self.backup()))  # what was missing is read now
         inside = contents(self.tree)
         self.vex("init", self.path("tree", "inner"))
         self.vex("backup", self.path("tree", "inner"), self.tree)  # leaves itself out
         self.vex("restore", self.path("tree", "inner"), "latest", self.path("out"))
         found = contents(self.path("out") + self.tree)
         self.assertEqual(inside[0].keys() | {"inner.key", "inner.log"}, found[0].keys())
+
+    def test_what_is_not_the_vaults_is_left_alone(self):
+        self.assertIn("no empty directory", self.vex("init", self.tree, status=1))
+        os.makedirs(self.path("v", "mine"))
+        with open(self.path("v", "mine", "file"), "w", encoding="utf-8"):
+            self.backup()
+        self.assertTrue(os.path.exists(self.path("v", "mine", "file")))
 
     def test_one_damaged_byte_in_any_file_is_found_and_the_file_named(self):
         self.backup()
@@ -167,7 +181,7 @@ class VaultTest(unittest.TestCase):
                             ["backup", "-k", key, self.vault, self.tree], ["verify", "-k", key, self.vault]):
                 self.assertIn(text, self.vex(*command, status=1))
         self.assertFalse(os.path.exists(self.path("out.partial")))
-        self.assertIn("is a vault already", self.vex("init", self.vault, status=1))
+        self.assertIn("is there already", self.vex("init", self.vault, status=1))
         self.assertIn("is no vault", self.vex("list", self.tree, status=1))
         self.assertIn("power of two", self.vex("list", "--chunk-size=5000", self.vault, status=2))
         self.assertIn("usage: vault restore", self.vex("restore", self.vault, status=2))
