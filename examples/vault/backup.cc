@@ -27,8 +27,8 @@ int byName(const DirEntry **a, const DirEntry **b) {
 /// The newest snapshot, read beside the walk, which comes in the same order.
 class Previous {
 public:
-    Previous(Catalogue *catalogue, const Sealer *sealer, const Snapshot &snapshot)
-        : reader_(catalogue, sealer, snapshot.uid), time_(static_cast<time_t>(snapshot.time)) {}
+    Previous(Catalogue *catalogue, const Snapshot &snapshot)
+        : reader_(catalogue, snapshot.uid), time_(static_cast<time_t>(snapshot.time)) {}
 
     /// Whether a file is there as it is now; its chunks can be read then.
     bool has(const Entry &now) {
@@ -52,25 +52,24 @@ public:
     Backup(Vault *vault, const Snapshot &snapshot)
         : vault_(vault),
           chunker_(vault->settings.chunk_size),
-          chunks_(&vault->catalogue, &index_, &vault->sealer),
-          list_(&vault->catalogue, &vault->sealer, snapshot.uid),
+          chunks_(&vault->catalogue, &index_),
+          list_(&vault->catalogue, snapshot.uid),
           buffer_(std::max(kReadAhead, 2 * chunker_.most())),
           snapshot_(snapshot) {}
 
     void run(const std::vector<std::string> &sources) {
         Catalogue *const catalogue = &vault_->catalogue;
         done(vex_stat(catalogue->directory().c_str(), &own_) == 0);
-        index_.load(catalogue, vault_->sealer);
+        index_.load(catalogue);
         const std::vector<Snapshot> before = listSnapshots(catalogue);
         if (!before.empty() && sound(before.back()))
-            previous_ = std::make_unique<Previous>(catalogue, &vault_->sealer, before.back());
+            previous_ = std::make_unique<Previous>(catalogue, before.back());
         for (const std::string &root : sources) {
             snapshot_.sources += (snapshot_.sources.empty() ? "" : " ") + root;
             source(root);
         }
         chunks_.finish();
-        index_.write(catalogue, vault_->sealer,
-                     [this](const ChunkRecord *chunk) { return chunks_.wrote(*chunk); });
+        index_.write(catalogue, [this](const ChunkRecord *chunk) { return chunks_.wrote(*chunk); });
         list_.finish();
         snapshot_.files = progress_.files();
         snapshot_.bytes = progress_.bytes();

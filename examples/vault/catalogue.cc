@@ -19,67 +19,59 @@ std::string checked(const std::string &text) {
 
 }  // namespace
 
-void Catalogue::check(bool good, const SQLiteException &error) const {
-    vault::check(good, "%s: %s", path(stateName()).c_str(), error.what());
+void Catalogue::expect(bool good) const {
+    check(good, "%s: %s", path(stateName()).c_str(), error_.what());
+}
+
+std::string Catalogue::digestOf(const std::string &name) const {
+    char text[65] = "";
+    done(SHA256FromFile_r(path(name).c_str(), text, sizeof text) != nullptr);
+    return text;
 }
 
 void Catalogue::create() {
     std::error_code error_code;
     done(CreateDirA(directory_.c_str(), 0700) == 0);
     // what the registry does not list will be removed: it must not be somebody's
-    vault::check(std::filesystem::is_empty(directory_, error_code),
-                 "%s is there already and is no empty directory", directory_.c_str());
+    check(std::filesystem::is_empty(directory_, error_code),
+          "%s is there already and is no empty directory", directory_.c_str());
     for (const char *name : kSubdirectories)  // fails where another init runs
-        vault::check(mkdir(path(name).c_str(), 0700) == 0, "%s cannot be made: %m",
-                     path(name).c_str());
+        check(mkdir(path(name).c_str(), 0700) == 0, "%s cannot be made: %m", path(name).c_str());
     generation_ = 1;
     done(WriteIdToPath(path(kCounter).c_str(), kCounter, generation_) == 0);
     openRegistry();
-    SQLiteException error;
-    check(registry_.CreateRegistryTable(&error), error);
+    expect(registry_.CreateRegistryTable(&error_));
 }
 
 void Catalogue::open() {
-    vault::check(vex_access(path(kRoot).c_str(), F_OK) == 0,
-                 "%s is no vault: it has no file \"root\"", directory_.c_str());
+    check(vex_access(path(kRoot).c_str(), F_OK) == 0, "%s is no vault: it has no file \"root\"",
+          directory_.c_str());
     if (vex_access(directory_.c_str(), W_OK) == 0 || errno != EROFS) {  // else nothing can change
         lock_ = std::make_unique<Fd>(VexLockFileAcquire(path("lock").c_str(), -1));
         done(lock_->fd >= 0);
     }
-    readRoot();
-    char digest[65] = "";
-    vault::check(SHA256FromFile_r(path(stateName()).c_str(), digest, sizeof digest) != nullptr &&
-                     state_digest_ == digest,
-                 "%s is damaged: \"root\" has another fingerprint of it",
-                 path(stateName()).c_str());
-    openRegistry();
-}
-
-void Catalogue::readRoot() {
     char text[256] = "", digest[65] = "";
     (void)FileLoadToBuffer(path(kRoot).c_str(), text, sizeof text - 1);
     const std::string found = text, body = found.substr(0, found.find("check "));
-    vault::check(
-        found == checked(body) &&
-            sscanf(text, "vault 1\ngeneration %" SCNu64 "\nstate %64s\n", &committed_, digest) == 2,
-        "%s is damaged", path(kRoot).c_str());
+    check(found == checked(body) && sscanf(text, "vault 1\ngeneration %" SCNu64 "\nstate %64s\n",
+                                           &committed_, digest) == 2,
+          "%s is damaged", path(kRoot).c_str());
     generation_ = committed_;
-    state_digest_ = digest;
+    check(digestOf(stateName()) == digest, "%s is damaged: \"root\" has another fingerprint of it",
+          path(stateName()).c_str());
+    openRegistry();
 }
 
 void Catalogue::writeRoot() {
-    char digest[65] = "";
-    done(SHA256FromFile_r(path(stateName()).c_str(), digest, sizeof digest) != nullptr);
-    const std::string text =
-        checked("vault 1\ngeneration " + std::to_string(generation_) + "\nstate " + digest + "\n");
+    const std::string text = checked("vault 1\ngeneration " + std::to_string(generation_) +
+                                     "\nstate " + digestOf(stateName()) + "\n");
     writeNewFile(path(kFresh), text.data(), text.size());
     done(rename_dirfsync(path(kFresh).c_str(), path(kRoot).c_str(), directory_.c_str(), 0) == 0);
 }
 
 void Catalogue::openRegistry() {
-    SQLiteException error;
     registry_.SetDBFilename(path(stateName()));
-    check(registry_.Open(&error), error);
+    expect(registry_.Open(&error_));
 }
 
 /// The counter makes generations unique for ever; should it be damaged, "root" knows the last one.
@@ -100,14 +92,12 @@ void Catalogue::beginChange() {
     done(FileCopy(path(dropped_[0]).c_str(), path(stateName()).c_str(), 0600) >= 0);
     openRegistry();
     // the file counts only once "root" names it, so SQLite need not protect it by a journal
-    SQLiteException error;
-    check(registry_.Execute("PRAGMA journal_mode=OFF", &error), error);
-    check(registry_.SetAutoCommit(false, &error), error);
+    expect(registry_.Execute("PRAGMA journal_mode=OFF", &error_));
+    expect(registry_.SetAutoCommit(false, &error_));
 }
 
 void Catalogue::commit() {
-    SQLiteException error;
-    if (committed_ != 0) check(registry_.SetAutoCommit(true, &error) && error.IsGood(), error);
+    if (committed_ != 0) expect(registry_.SetAutoCommit(true, &error_) && error_.IsGood());
     registry_.Close();
     for (const char *name : kSubdirectories) done(dirfsync(path(name).c_str(), 0) == 0);
     done(dirfsync(directory_.c_str(), 0) == 0);  // the registry must be there before "root" says so
@@ -129,53 +119,45 @@ void Catalogue::sweep() {
                           std::any_of(std::begin(kSubdirectories), std::end(kSubdirectories),
                                       [&name](auto *prefix) { return name.starts_with(prefix); });
         if (!ours || name == stateName() || listed.contains(name)) continue;
-        vault::check(unlink(entry->path) == 0, "%s cannot be removed: %m", entry->path);
+        check(unlink(entry->path) == 0, "%s cannot be removed: %m", entry->path);
         InfoA(-1, "removed %s, which an interrupted run left", name.c_str());
     }
 }
 
 std::string Catalogue::get(const std::string &item) {
-    SQLiteException error;
-    std::string value = registry_.GetRegistryItem(item, &error);
-    check(error.IsGood(), error);
+    std::string value = registry_.GetRegistryItem(item, &error_);
+    expect(error_.IsGood());
     return value;
 }
 
 void Catalogue::set(const std::string &item, const std::string &value) {
-    SQLiteException error;
-    check(registry_.SetRegistryItem(item, value, &error), error);
+    expect(registry_.SetRegistryItem(item, value, &error_));
 }
 
 void Catalogue::remove(const std::string &item) {
-    SQLiteException error;
-    SQLitePreparedStatement statement(&registry_, "DELETE FROM registry WHERE name = ?", &error);
+    SQLitePreparedStatement statement(&registry_, "DELETE FROM registry WHERE name = ?", &error_);
     statement.SetString(1, item);
-    check(statement.Execute(&error), error);
+    expect(statement.Execute(&error_));
 }
 
 std::map<std::string, std::string> Catalogue::list(const std::string &prefix) {
     std::map<std::string, std::string> items;
-    SQLiteException error;
     SQLitePreparedStatement statement(
         &registry_, "SELECT name, value FROM registry WHERE substr(name, 1, length(?1)) = ?1",
-        &error);
+        &error_);
     statement.SetString(1, prefix);
-    SQLiteResultSet rows = statement.ExecuteQuery(&error);
-    for (; error.IsGood() && !rows.IsLast(); rows.Next(&error))
+    SQLiteResultSet rows = statement.ExecuteQuery(&error_);
+    for (; error_.IsGood() && !rows.IsLast(); rows.Next(&error_))
         items[rows.GetString(0).substr(prefix.size())] = rows.GetString(1);
-    check(error.IsGood(), error);
+    expect(error_.IsGood());
     return items;
 }
 
 std::string Catalogue::describe(const std::string &name) const {
-    char text[65] = "";
     // chunks have fingerprints of their own: for containers a checksum, which is faster, is enough
-    if (name.starts_with(kContainers)) {
-        snprintf(text, sizeof text, "%08" PRIx32, CRCFromFile(path(name).c_str()));
-    } else {
-        done(SHA256FromFile_r(path(name).c_str(), text, sizeof text) != nullptr);
-    }
-    return std::to_string(FileSizeGet(path(name).c_str())) + " " + text;
+    return std::to_string(FileSizeGet(path(name).c_str())) + " " +
+           (name.starts_with(kContainers) ? std::to_string(CRCFromFile(path(name).c_str()))
+                                          : digestOf(name));
 }
 
 void Catalogue::addFile(const std::string &name, const std::string &description) {
@@ -194,8 +176,7 @@ std::vector<std::string> Catalogue::files(const std::string &prefix) {
 }
 
 void Catalogue::checkFile(const std::string &name) {
-    vault::check(describe(name) == get(kFile + name), "%s is missing or damaged",
-                 path(name).c_str());
+    check(describe(name) == get(kFile + name), "%s is missing or damaged", path(name).c_str());
 }
 
 bool Catalogue::checkFiles() {
@@ -205,8 +186,8 @@ bool Catalogue::checkFiles() {
     const std::string counter = path(kCounter);
     const Fd file(::open(counter.c_str(), O_RDONLY | O_CLOEXEC));
     return succeeds([&] {
-               vault::check(ReadId(counter.c_str(), kCounter, &value, file.fd, committed_) == 0,
-                            "%s is missing or damaged", counter.c_str());
+               check(ReadId(counter.c_str(), kCounter, &value, file.fd, committed_) == 0,
+                     "%s is missing or damaged", counter.c_str());
            }) &&
            sound;
 }

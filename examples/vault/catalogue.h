@@ -34,6 +34,7 @@ public:
     /// Makes all changes durable and valid at once, then deletes the files that were dropped.
     void commit();
 
+    Sealer sealer;  ///< of the files that the catalogue lists
     uint64_t generation() const { return generation_; }
     const std::string &directory() const { return directory_; }
     std::string path(const std::string &name) const { return directory_ + "/" + name; }
@@ -58,18 +59,20 @@ public:
     bool checkFiles();
 
 private:
-    void readRoot();
     void writeRoot();
     void openRegistry();
     void nextGeneration();
     void sweep();
-    void check(bool good, const SQLiteException &error) const;
+    std::string digestOf(const std::string &name) const;
+    /// Fails with SQLite's message.
+    void expect(bool good) const;
     std::string stateName() const { return "state-" + std::to_string(generation_) + ".db"; }
 
-    std::string directory_, state_digest_;
+    std::string directory_;
     uint64_t generation_ = 0, committed_ = 0;
     std::unique_ptr<Fd> lock_;
     SQLiteConnection registry_;
+    SQLiteException error_;
     std::vector<std::string> dropped_;
 };
 

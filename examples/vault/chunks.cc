@@ -74,8 +74,8 @@ ChunkIndex::ChunkIndex()
     : tree_(VexHashTreeNew(kFirstBits, sizeof(ChunkRecord), compare, hash, nullptr, kSlabBytes)),
       filter_(new BloomFilter(1UL << kFirstBits, kFalsePositives)) {}
 
-void ChunkIndex::load(Catalogue *catalogue, const Sealer &sealer) {
-    RecordReader files(catalogue, &sealer, kIndex);
+void ChunkIndex::load(Catalogue *catalogue) {
+    RecordReader files(catalogue, kIndex);
     Bytes record;
     while (files.next(&record)) {
         Cursor cursor(record);
@@ -83,7 +83,7 @@ void ChunkIndex::load(Catalogue *catalogue, const Sealer &sealer) {
     }
 }
 
-void ChunkIndex::write(Catalogue *catalogue, const Sealer &sealer,
+void ChunkIndex::write(Catalogue *catalogue,
                        const std::function<bool(ChunkRecord *)> &wanted) const {
     RecordSorter chunks(catalogue->path(kTemporary), sizeof(Digest));
     forEach([&](ChunkRecord chunk) {
@@ -93,7 +93,7 @@ void ChunkIndex::write(Catalogue *catalogue, const Sealer &sealer,
         chunks.add(record);
     });
     chunks.sort();
-    RecordWriter files(catalogue, &sealer, kIndex + std::to_string(catalogue->generation()));
+    RecordWriter files(catalogue, kIndex + std::to_string(catalogue->generation()));
     for (Bytes record; chunks.next(&record);) files.add(record);
     files.finish();
 }
@@ -133,10 +133,9 @@ std::string containerName(uint64_t number) {
     return name;
 }
 
-ChunkWriter::ChunkWriter(Catalogue *catalogue, ChunkIndex *index, const Sealer *sealer)
+ChunkWriter::ChunkWriter(Catalogue *catalogue, ChunkIndex *index)
     : catalogue_(catalogue),
       index_(index),
-      sealer_(sealer),
       first_(catalogue->generation() << kGenerationShift),
       number_(first_) {}
 
@@ -168,7 +167,7 @@ void ChunkWriter::putAnew(const Digest &digest, const unsigned char *data, size_
 }
 
 std::string ChunkWriter::seal(const Bytes &content, const std::string &name) const {
-    sealer_->write(catalogue_->path(name), content);
+    catalogue_->sealer.write(catalogue_->path(name), content);
     return catalogue_->describe(name);
 }
 
@@ -189,7 +188,7 @@ void ChunkWriter::finish() {
 void ContainerReader::readAhead(uint64_t container) {
     ahead_ = container;
     reading_ = std::async(std::launch::async, [this, container] {
-        return sealer_->read(catalogue_->path(containerName(container)));
+        return catalogue_->sealer.read(catalogue_->path(containerName(container)));
     });
 }
 

@@ -46,11 +46,10 @@ public:
     ChunkIndex &operator=(const ChunkIndex &) = delete;
     ~ChunkIndex() { VexHashTreeDelete(&tree_); }
 
-    void load(Catalogue *catalogue, const Sealer &sealer);
+    void load(Catalogue *catalogue);
     /// Writes the chunks that @p wanted takes, which may change them, as index files of this
     /// generation, sorted by fingerprint.
-    void write(Catalogue *catalogue, const Sealer &sealer,
-               const std::function<bool(ChunkRecord *)> &wanted) const;
+    void write(Catalogue *catalogue, const std::function<bool(ChunkRecord *)> &wanted) const;
 
     uint64_t count() const { return VexHashTreeGetNumUsedNodes(tree_); }
     /// Whether there is such a chunk, and where.
@@ -72,7 +71,7 @@ std::string containerName(uint64_t number);
 /// itself. A full one is sealed and written by a second thread while the next one fills.
 class ChunkWriter {
 public:
-    ChunkWriter(Catalogue *catalogue, ChunkIndex *index, const Sealer *sealer);
+    ChunkWriter(Catalogue *catalogue, ChunkIndex *index);
 
     /// Stores a chunk unless the vault has it.
     Digest put(const unsigned char *data, size_t size);
@@ -93,7 +92,6 @@ private:
 
     Catalogue *catalogue_;
     ChunkIndex *index_;
-    const Sealer *sealer_;
     uint64_t first_, number_, new_bytes_ = 0, stored_bytes_ = 0;
     Bytes content_;
     std::string sealing_name_;
@@ -103,8 +101,8 @@ private:
 /// Reads containers.
 class ContainerReader {
 public:
-    ContainerReader(const Catalogue *catalogue, const Sealer *sealer, std::set<uint64_t> expected)
-        : catalogue_(catalogue), sealer_(sealer), expected_(std::move(expected)) {}
+    ContainerReader(const Catalogue *catalogue, std::set<uint64_t> expected)
+        : catalogue_(catalogue), expected_(std::move(expected)) {}
     /// A chunk's bytes, valid until the next call; fails when they are damaged. The expected
     /// containers, asked for in order, are read ahead by a second thread.
     const unsigned char *get(const ChunkRecord &chunk);
@@ -118,7 +116,6 @@ private:
     void checkChunk(const ChunkRecord &chunk, const unsigned char *data) const;
 
     const Catalogue *catalogue_;
-    const Sealer *sealer_;
     std::set<uint64_t> expected_;
     uint64_t loaded_ = 0, ahead_ = 0, failed_ = 0;  ///< numbers of containers
     uint64_t checked_ = UINT64_MAX;                 ///< offset of a chunk found sound

@@ -25,7 +25,6 @@ void printOptions();
 struct Vault {
     Settings settings;
     Catalogue catalogue;
-    Sealer sealer;
 
     /// Reads the key and looks whether it is the vault's.
     void openKey();

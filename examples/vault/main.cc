@@ -15,9 +15,9 @@ void init(Vault *vault) {
     catalogue->create();
     const bool fresh = vex_access(settings.key_file.c_str(), F_OK) != 0;
     if (fresh) Sealer::makeKeyFile(settings.key_file);
-    vault->sealer.open(settings.key_file, settings.cipher);
+    catalogue->sealer.open(settings.key_file, settings.cipher);
     writeSettings(settings);
-    catalogue->set("key", vault->sealer.keyCheck());
+    catalogue->set("key", catalogue->sealer.keyCheck());
     catalogue->set("cipher", settings.cipher);
     catalogue->addFile("vault.ini", catalogue->describe("vault.ini"));
     catalogue->commit();
@@ -77,7 +77,7 @@ int run(const Command &command, int argc, char **argv) {
     if (!usable) return kUsage;
     InfoA(-1, "vault %s begins", command.name);
     const bool good = succeeds([&] {
-        Vault vault{settings, Catalogue(settings.directory), {}};
+        Vault vault{settings, Catalogue(settings.directory)};
         if (command.run != init) vault.catalogue.open();
         if (command.needs_key) vault.openKey();
         command.run(&vault);
@@ -89,8 +89,8 @@ int run(const Command &command, int argc, char **argv) {
 }  // namespace
 
 void Vault::openKey() {
-    sealer.open(settings.key_file, catalogue.get("cipher"));
-    check(sealer.keyCheck() == catalogue.get("key"), "wrong key: %s is not the key of %s",
+    catalogue.sealer.open(settings.key_file, catalogue.get("cipher"));
+    check(catalogue.sealer.keyCheck() == catalogue.get("key"), "wrong key: %s is not the key of %s",
           settings.key_file.c_str(), settings.directory.c_str());
 }
 

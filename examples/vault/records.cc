@@ -111,7 +111,7 @@ void RecordWriter::finish() {
     if (content_.empty()) return;
     char number[16];
     snprintf(number, sizeof number, "-%06u", files_++);
-    sealer_->write(catalogue_->path(prefix_ + number), content_);
+    catalogue_->sealer.write(catalogue_->path(prefix_ + number), content_);
     catalogue_->addFile(prefix_ + number, catalogue_->describe(prefix_ + number));
     content_.clear();
 }
@@ -121,7 +121,7 @@ bool RecordReader::next(Bytes *record) {
         if (file_ == names_.size()) return false;
         const std::string &name = names_[file_++];
         catalogue_->checkFile(name);
-        content_ = sealer_->read(catalogue_->path(name));
+        content_ = catalogue_->sealer.read(catalogue_->path(name));
         cursor_ = Cursor(content_.data.get(), content_.size);
     }
     const size_t size = cursor_.take32();

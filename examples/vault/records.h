@@ -30,14 +30,13 @@ struct Cursor {
 /// Writes records to sealed files of some megabytes, "<prefix>-0000" and so on.
 class RecordWriter {
 public:
-    RecordWriter(Catalogue *catalogue, const Sealer *sealer, std::string prefix)
-        : catalogue_(catalogue), sealer_(sealer), prefix_(std::move(prefix)) {}
+    RecordWriter(Catalogue *catalogue, std::string prefix)
+        : catalogue_(catalogue), prefix_(std::move(prefix)) {}
     void add(const Bytes &record);
     void finish();
 
 private:
     Catalogue *catalogue_;
-    const Sealer *sealer_;
     std::string prefix_;
     Bytes content_;
     unsigned files_ = 0;
@@ -46,14 +45,13 @@ private:
 /// Reads the records of all files whose names have a prefix.
 class RecordReader {
 public:
-    RecordReader(Catalogue *catalogue, const Sealer *sealer, const std::string &prefix)
-        : catalogue_(catalogue), sealer_(sealer), names_(catalogue->files(prefix)) {}
+    RecordReader(Catalogue *catalogue, const std::string &prefix)
+        : catalogue_(catalogue), names_(catalogue->files(prefix)) {}
     /// Reads the next record; false at the end.
     bool next(Bytes *record);
 
 private:
     Catalogue *catalogue_;
-    const Sealer *sealer_;
     std::vector<std::string> names_;
     size_t file_ = 0;
     Plain content_;

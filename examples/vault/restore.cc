@@ -17,7 +17,7 @@ public:
         : vault_(vault), target_(target), partial_(target + ".partial") {}
 
     void run(const std::string &uid) {
-        index_.load(&vault_->catalogue, vault_->sealer);
+        index_.load(&vault_->catalogue);
         check(rmdir(target_.c_str()) == 0 || errno == ENOENT, "%s is there already: %m",
               target_.c_str());
         // from inside paths are as long as they were, whatever the target's
@@ -43,7 +43,7 @@ public:
 private:
     template <typename Visit>
     void forEachEntry(const std::string &uid, Visit visit) {
-        SnapshotReader reader(&vault_->catalogue, &vault_->sealer, uid);
+        SnapshotReader reader(&vault_->catalogue, uid);
         for (Entry entry; reader.next(&entry);) visit(entry, &reader);
     }
 
@@ -101,7 +101,7 @@ private:
 
     void fill() {
         plan_->sort();
-        ContainerReader containers(&vault_->catalogue, &vault_->sealer, std::move(containers_));
+        ContainerReader containers(&vault_->catalogue, std::move(containers_));
         for (Bytes record; plan_->next(&record);) {
             Cursor cursor(record);
             cursor.take(kPlaceKey);

@@ -40,8 +40,8 @@ std::vector<Snapshot> listSnapshots(Catalogue *catalogue);
 
 class SnapshotWriter {
 public:
-    SnapshotWriter(Catalogue *catalogue, const Sealer *sealer, const std::string &uid)
-        : records_(catalogue, sealer, kSnapshots + uid) {}
+    SnapshotWriter(Catalogue *catalogue, const std::string &uid)
+        : records_(catalogue, kSnapshots + uid) {}
     /// Adds an entry; the chunks of its content follow.
     void entry(const Entry &entry);
     void chunk(const ChunkRef &chunk);
@@ -59,8 +59,8 @@ private:
 
 class SnapshotReader {
 public:
-    SnapshotReader(Catalogue *catalogue, const Sealer *sealer, const std::string &uid)
-        : records_(catalogue, sealer, kSnapshots + uid) {}
+    SnapshotReader(Catalogue *catalogue, const std::string &uid)
+        : records_(catalogue, kSnapshots + uid) {}
     /// Reads the next entry; false at the end. Chunks not asked for are skipped.
     bool next(Entry *entry);
     /// Reads the next chunk of the entry's content; false at its end.

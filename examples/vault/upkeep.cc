@@ -9,7 +9,7 @@ namespace {
 /// Calls @p visit for every chunk of a snapshot's files; it tells whether the chunk is known.
 template <typename Visit>
 void forEachChunk(Vault *vault, const std::string &uid, Visit visit) {
-    SnapshotReader reader(&vault->catalogue, &vault->sealer, uid);
+    SnapshotReader reader(&vault->catalogue, uid);
     ChunkRef chunk;
     for (Entry entry; reader.next(&entry);)
         while (reader.nextChunk(&chunk))
@@ -22,11 +22,10 @@ constexpr uint32_t kNeeded = uint32_t{1} << 31;
 
 class Prune {
 public:
-    explicit Prune(Vault *vault)
-        : vault_(vault), chunks_(&vault->catalogue, &index_, &vault->sealer) {}
+    explicit Prune(Vault *vault) : vault_(vault), chunks_(&vault->catalogue, &index_) {}
 
     void run() {
-        index_.load(&vault_->catalogue, vault_->sealer);
+        index_.load(&vault_->catalogue);
         index_.forEach([this](const auto &chunk) { uses_[chunk.container].total += chunk.size; });
         const size_t forgotten = forget();
         uint64_t freed = 0;
@@ -41,7 +40,7 @@ public:
             vault_->catalogue.dropFile(name);
         // what a container holds stays listed as long as it is there: it tells how full it is, and
         // another backup may need it
-        index_.write(&vault_->catalogue, vault_->sealer, [this](ChunkRecord *chunk) {
+        index_.write(&vault_->catalogue, [this](ChunkRecord *chunk) {
             chunk->size &= ~kNeeded;
             return chunks_.wrote(*chunk) || !mostlyUnused(uses_.at(chunk->container));
         });
@@ -78,7 +77,7 @@ private:
 
     /// Stores what is needed of a container anew.
     void move(uint64_t container) {
-        ContainerReader reader(&vault_->catalogue, &vault_->sealer, {});
+        ContainerReader reader(&vault_->catalogue, {});
         reader.forEach(container, [this](const auto &chunk, const unsigned char *data) {
             ChunkRecord known;
             if (index_.find(chunk.digest, &known) && known.container == chunk.container &&
@@ -98,7 +97,7 @@ bool checkContainers(Vault *vault, const ChunkIndex &index) {
     std::set<uint64_t> containers;
     index.forEach([&](const auto &chunk) { containers.insert(chunk.container); });
     Progress progress("verified");
-    ContainerReader reader(&vault->catalogue, &vault->sealer, containers);
+    ContainerReader reader(&vault->catalogue, containers);
     uint64_t found = 0;
     bool sound = true;
     const auto look = [&](const ChunkRecord &chunk, const unsigned char *) {
@@ -122,7 +121,7 @@ void verify(Vault *vault) {
     vault->openKey();
     ChunkIndex index;
     const std::vector<Snapshot> snapshots = listSnapshots(&vault->catalogue);
-    index.load(&vault->catalogue, vault->sealer);
+    index.load(&vault->catalogue);
     sound = checkContainers(vault, index) && sound;
     const auto known = [&index](const Digest &digest) {
         ChunkRecord chunk;
