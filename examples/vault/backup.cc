@@ -33,10 +33,11 @@ public:
     /// Whether a file is there as it is now; its chunks can be read then.
     bool has(const Entry &now) {
         while (more_ && comparePaths(entry_.path, now.path) < 0) more_ = reader_.next(&entry_);
+        const struct stat &was = entry_.status, &is = now.status;
         return more_ && entry_.path == now.path && entry_.type == now.type &&
-               entry_.size == now.size && entry_.inode == now.inode &&
-               same(entry_.modified, now.modified) && same(entry_.changed, now.changed) &&
-               now.changed.tv_sec + kClockSlack < time_;
+               was.st_size == is.st_size && was.st_ino == is.st_ino &&
+               same(was.st_mtim, is.st_mtim) && same(was.st_ctim, is.st_ctim) &&
+               is.st_ctim.tv_sec + kClockSlack < time_;
     }
     bool nextChunk(ChunkRef *chunk) { return reader_.nextChunk(chunk); }
 
@@ -120,14 +121,7 @@ private:
         if (entry.path.size() >= PATH_MAX) return skip(entry.path, strerror(ENAMETOOLONG));
         if (S_ISSOCK(status.st_mode)) return;  // made anew by the program that listens on it
         entry.type = typeOf(status.st_mode);
-        entry.mode = status.st_mode & 07777;
-        entry.uid = status.st_uid;
-        entry.gid = status.st_gid;
-        entry.size = entry.type == 'f' ? static_cast<uint64_t>(status.st_size) : 0;
-        entry.inode = status.st_ino;
-        entry.device = status.st_rdev;
-        entry.modified = status.st_mtim;
-        entry.changed = status.st_ctim;
+        entry.status = status;
         progress_.add(1, 0);
         if (entry.type != 'd' && status.st_nlink > 1) {
             std::string &first = linked_[{status.st_dev, status.st_ino}];
@@ -161,8 +155,9 @@ private:
     /// False when the file cannot be opened.
     bool file(const Entry &entry, const char *path) {
         const bool known = previous_ != nullptr && previous_->has(entry);
+        const auto expected = static_cast<uint64_t>(entry.status.st_size);
         uint64_t size = known ? reuse(entry) : 0;
-        if (known && size >= entry.size) return true;
+        if (known && size >= expected) return true;
         // what a read error kept out of the snapshot before is tried again from there
         constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
         Fd opened(open(path, kFlags | O_NOATIME));
@@ -174,9 +169,9 @@ private:
         if (!known) list_.entry(entry);
         lseek(opened.fd, static_cast<off_t>(size), SEEK_SET);
         size += content(opened.fd, entry.path);
-        if (size != entry.size)
+        if (size != expected)
             WarningA(-1, "%s is stored with %llu bytes instead of %llu", entry.path.c_str(),
-                     static_cast<U64>(size), static_cast<U64>(entry.size));
+                     static_cast<U64>(size), static_cast<U64>(expected));
         return true;
     }
 

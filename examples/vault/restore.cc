@@ -49,7 +49,6 @@ private:
 
     void make(const Entry &entry, SnapshotReader *reader) {
         const std::string &path = entry.path;
-        const mode_t kind = entry.type == 'p' ? S_IFIFO : entry.type == 'c' ? S_IFCHR : S_IFBLK;
         progress_.add(1, 0);
         // the directories above a source are not part of the snapshot
         const std::string parent = parentOf(path);
@@ -63,7 +62,8 @@ private:
         } else if (entry.type == 'f') {
             if (planContent(entry, reader) == 0) expect(openFile(path), path);
         } else if (entry.type != 'h') {
-            expect(mknod(path.c_str(), kind | 0600, entry.device) == 0, path);
+            const mode_t mode = (entry.status.st_mode & S_IFMT) | 0600;
+            expect(mknod(path.c_str(), mode, entry.status.st_rdev) == 0, path);
         }
     }
 
@@ -93,9 +93,9 @@ private:
             plan_->add(record);
             containers_.insert(known.container);
         }
-        if (offset != entry.size)
+        if (offset != static_cast<uint64_t>(entry.status.st_size))
             WarningA(-1, "%s was stored with %llu bytes instead of %llu", entry.path.c_str(),
-                     static_cast<U64>(offset), static_cast<U64>(entry.size));
+                     static_cast<U64>(offset), static_cast<U64>(entry.status.st_size));
         return offset;
     }
 
@@ -153,10 +153,12 @@ private:
 
     void apply(const Entry &entry) {
         const char *const path = entry.path.c_str();
-        const timespec times[] = {entry.modified, entry.modified};
-        const bool owned = lchown(path, entry.uid, entry.gid) == 0;
-        const mode_t mode = owned ? entry.mode : entry.mode & 01777;  // no set-user-ID of others
-        expect((owned || VexIsRoot() == 0) && (entry.type == 'l' || chmod(path, mode) == 0) &&
+        const struct stat &was = entry.status;
+        const timespec times[] = {was.st_mtim, was.st_mtim};
+        const bool owned = lchown(path, was.st_uid, was.st_gid) == 0;
+        const mode_t bits = owned ? 07777 : 01777;  // no set-user-ID of others
+        expect((owned || VexIsRoot() == 0) &&
+                   (entry.type == 'l' || chmod(path, was.st_mode & bits) == 0) &&
                    utimensat(AT_FDCWD, path, times, AT_SYMLINK_NOFOLLOW) == 0,
                entry.path);
     }

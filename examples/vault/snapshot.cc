@@ -61,9 +61,11 @@ void SnapshotWriter::entry(const Entry &entry) {
     Bytes record(1, static_cast<unsigned char>(entry.type));
     putText(&record, entry.path);
     putText(&record, entry.link);
-    for (const uint32_t value : {entry.mode, entry.uid, entry.gid}) put32(&record, value);
-    for (const uint64_t value : {entry.size, entry.inode, entry.device}) put64(&record, value);
-    for (const timespec &time : {entry.modified, entry.changed}) {
+    const struct stat &is = entry.status;
+    for (const uint32_t value : {is.st_mode, is.st_uid, is.st_gid}) put32(&record, value);
+    for (const uint64_t value : {is.st_ino, is.st_rdev}) put64(&record, value);
+    put64(&record, static_cast<uint64_t>(is.st_size));
+    for (const timespec &time : {is.st_mtim, is.st_ctim}) {
         put64(&record, static_cast<uint64_t>(time.tv_sec));
         put32(&record, static_cast<uint32_t>(time.tv_nsec));
     }
@@ -99,9 +101,11 @@ bool SnapshotReader::next(Entry *entry) {
     entry->type = static_cast<char>(*in.take(1));
     entry->path = in.takeText();
     entry->link = in.takeText();
-    for (uint32_t *value : {&entry->mode, &entry->uid, &entry->gid}) *value = in.take32();
-    for (uint64_t *value : {&entry->size, &entry->inode, &entry->device}) *value = in.take64();
-    for (timespec *time : {&entry->modified, &entry->changed}) {
+    struct stat *const is = &entry->status;
+    for (uint32_t *value : {&is->st_mode, &is->st_uid, &is->st_gid}) *value = in.take32();
+    for (uint64_t *value : {&is->st_ino, &is->st_rdev}) *value = in.take64();
+    is->st_size = static_cast<off_t>(in.take64());
+    for (timespec *time : {&is->st_mtim, &is->st_ctim}) {
         time->tv_sec = static_cast<time_t>(in.take64());
         time->tv_nsec = static_cast<long>(in.take32());
     }

@@ -3,7 +3,7 @@
 #ifndef VAULT_SNAPSHOT_H
 #define VAULT_SNAPSHOT_H
 
-#include <ctime>
+#include <sys/stat.h>
 
 #include "chunks.h"
 
@@ -13,10 +13,7 @@ namespace vault {
 struct Entry {
     char type = 0;           ///< f file, d directory, l link, h hard link, p pipe, c b devices
     std::string path, link;  ///< link: where a link leads; the first path of a hard link
-    uint32_t mode = 0, uid = 0, gid = 0;
-    uint64_t size = 0, inode = 0, device = 0;  ///< device: the number of a device file
-    struct timespec modified {
-    }, changed{};
+    struct stat status {};
 };
 
 /// A piece of a file's content.
