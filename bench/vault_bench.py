@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures examples/vault against pipes of standard tools on the same data, warm, in one run.
 
-usage: vault_bench.py VAULT [WORKDIR]   (VAULT: build/release/bin/vault; needs lzop and openssl, 6 GB of room)
+usage: vault_bench.py VAULT [WORKDIR]   (VAULT: build/release/bin/vault; needs lzop and openssl, 10 GB of room)
 
 Prints the rates of the first backup, of a second one over unchanged data and of a restore, each beside its peer, and
 the peak memory. The data is real: headers, documentation, compilers and libraries of the machine, 1 GiB.
@@ -54,17 +54,19 @@ def main():
     vault = os.path.abspath(sys.argv[1])
     work = os.path.abspath(sys.argv[2] if len(sys.argv) > 2 else "/tmp/vault-bench")
     shutil.rmtree(work, ignore_errors=True)
-    source, store, target = f"{work}/source", f"{work}/v", f"{work}/out"
+    source, store = f"{work}/source", f"{work}/v"
     size, count = collect(source)
     megabytes = size / 1e6
     subprocess.run(f"tar -C {work} -cf - source | cat >/dev/null", shell=True, check=True)  # warm
     key = "00" * 32
     seal = f"set -o pipefail; tar -C {work} -cf - source | lzop | openssl enc -aes-256-ctr -K {key} -iv {key[:32]} > {work}/peer"
-    unseal = (f"set -o pipefail; mkdir {target}; openssl enc -d -aes-256-ctr -K {key} -iv {key[:32]} < {work}/peer | "
-              f"lzop -d | tar -C {target} -xf -")
     rows = {"first backup": [], "tar|lzop|openssl": [], "second backup": [], "restore": [], "openssl|lzop -d|tar": []}
     memory = 0
-    for _ in range(ROUNDS):
+    for turn in range(ROUNDS):
+        # what was restored stays until the end: deleting it would slow down whoever comes next
+        unsealed, restored = f"{work}/unsealed{turn}", f"{work}/restored{turn}"
+        unseal = (f"set -o pipefail; mkdir {unsealed}; openssl enc -d -aes-256-ctr -K {key} -iv {key[:32]} < {work}/peer | "
+                  f"lzop -d | tar -C {unsealed} -xf -")
         for path in (store, store + ".key", store + ".log"):
             shutil.rmtree(path, ignore_errors=True) if os.path.isdir(path) else os.path.exists(path) and os.unlink(path)
         run([vault, "init", store])
@@ -74,11 +76,9 @@ def main():
             rows[row].append(seconds)
             memory = max(memory, kilobytes)
         rows["openssl|lzop -d|tar"].append(run(unseal, shell=True)[0])
-        shutil.rmtree(target)
-        seconds, kilobytes = run([vault, "restore", store, "latest", target])
+        seconds, kilobytes = run([vault, "restore", store, "latest", restored])
         rows["restore"].append(seconds)
         memory = max(memory, kilobytes)
-        shutil.rmtree(target)
     rate = {name: megabytes / statistics.median(seconds) for name, seconds in rows.items()}
     stored = sum(os.path.getsize(os.path.join(d, n)) for d, _, names in os.walk(store) for n in names)
     output = subprocess.run([vault, "verify", store], capture_output=True, text=True, check=True).stdout
