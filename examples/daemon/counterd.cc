@@ -25,7 +25,7 @@ int openSignals() {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int one : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, one);
-    if (sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) return -1;
+    if (pthread_sigmask(SIG_BLOCK, &signals, nullptr) != 0) return -1;
     return signalfd(-1, &signals, SFD_CLOEXEC);
 }
 

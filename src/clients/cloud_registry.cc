@@ -99,12 +99,12 @@ int CloudConfig::get_cloud_config_file(std::string &path_out) {
             errno = ENOENT;
             return -1;
         }
-        const std::string path = registry.configPath();
-        if (!path.empty() && access(path.c_str(), F_OK) == 0) {
-            path_out = path;
+        const std::string file = registry.configPath();
+        if (!file.empty() && access(file.c_str(), F_OK) == 0) {
+            path_out = file;
             return 0;
         }
-        if (TraceOn()) __Trace("%s of %s doesn't exist", path.c_str(), registry_path);
+        if (TraceOn()) __Trace("%s of %s doesn't exist", file.c_str(), registry_path);
         errno = ENOENT;
         return -1;
     });
@@ -117,15 +117,15 @@ int CloudConfig::InitCloudCfgFile(const char *registry_path, const char *config_
         Registry registry(registry_path);
         if (config_path != nullptr && *config_path != '\0' && !registry.record(config_path))
             return -1;  // reported
-        const std::string path = registry.configPath();
-        if (path.empty()) {
+        const std::string file = registry.configPath();
+        if (file.empty()) {
             if (TraceOn()) __Trace("%s of %s doesn't exist", kKey, registry_path);
             errno = ENOENT;
             return -1;
         }
-        if (access(path.c_str(), F_OK) == 0) return 0;
+        if (access(file.c_str(), F_OK) == 0) return 0;
         auto config = std::make_unique<CloudConfig>();
-        if (path.copy(config->path, sizeof config->path - 1) == path.size() &&
+        if (file.copy(config->path, sizeof config->path - 1) == file.size() &&
             config->saveConfigFile() == 0)
             return 0;
         return VEX_FAIL_AS(kWho, errno, errno, -1, "Failed to write config file");
@@ -169,13 +169,13 @@ int CloudConfig::getCloudCfgFile(bool &enabled, std::string &cache_size) {
 
 bool CloudConfig::is_cloud_direct_enabled() {
     return vex::guard(__func__, false, [&] {
-        std::string path;
-        if (get_cloud_config_file(path) != 0) {
+        std::string file;
+        if (get_cloud_config_file(file) != 0) {
             InfoA(-1, "Config file for cloud direct does not exist");
             return false;
         }
         json_error_t error;
-        json_t *const root = vex::clients::loadJson(path.c_str(), &error);
+        json_t *const root = vex::clients::loadJson(file.c_str(), &error);
         json_t *const settings = json_object_get(root, "settings");
         const bool good = json_is_object(settings);
         const bool enabled = good && json_is_true(json_object_get(settings, "enabled"));
