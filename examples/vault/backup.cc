@@ -61,6 +61,7 @@ public:
     void run(const std::vector<std::string> &sources) {
         Catalogue *const catalogue = &vault_->catalogue;
         done(vex_stat(catalogue->directory().c_str(), &own_) == 0);
+        const bool complete = catalogue->checkContainerSizes();  // what it has is not stored again
         index_.load(catalogue);
         const std::vector<Snapshot> before = listSnapshots(catalogue);
         if (!before.empty() && sound(before.back()))
@@ -81,6 +82,8 @@ public:
                snapshot_.uid.c_str(), static_cast<U64>(snapshot_.files),
                sizeText(snapshot_.bytes).c_str(), sizeText(chunks_.newBytes()).c_str(),
                sizeText(snapshot_.stored).c_str(), progress_.megabytesPerSecond());
+        check(complete, "%s has lost data that this backup may need: see above, and verify it",
+              catalogue->directory().c_str());
         check(skipped_ == 0, "%llu files are not in the backup; the log names them",
               static_cast<U64>(skipped_));
     }

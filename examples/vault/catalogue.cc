@@ -179,6 +179,17 @@ void Catalogue::checkFile(const std::string &name) {
     check(describe(name) == get(kFile + name), "%s is missing or damaged", path(name).c_str());
 }
 
+bool Catalogue::checkContainerSizes() {
+    bool sound = true;
+    for (const auto &[number, description] : list(std::string(kFile) + kContainers)) {
+        const std::string name = path(kContainers + number);
+        if (FileSizeGet(name.c_str()) == strtoll(description.c_str(), nullptr, 10)) continue;
+        ErrorA(-1, "%s is missing or damaged", name.c_str());
+        sound = false;
+    }
+    return sound;
+}
+
 bool Catalogue::checkFiles() {
     bool sound = true;
     for (const std::string &name : files("")) sound = succeeds([&] { checkFile(name); }) && sound;

@@ -57,6 +57,8 @@ public:
     void checkFile(const std::string &name);
     /// The same for all files, each of which is named; false if there is any.
     bool checkFiles();
+    /// The same for containers, by their sizes alone, which needs no reading.
+    bool checkContainerSizes();
 
 private:
     void writeRoot();

@@ -141,6 +141,7 @@ class VaultTest(unittest.TestCase):
         os.truncate(container, 1000)
         self.assertIn("are lost", self.vex("restore", self.vault, "latest", self.path("out"), status=1))
         self.assertTrue(os.path.exists(self.path("out.partial")))
+        self.assertIn(f"{container} is missing or damaged", self.vex("backup", self.vault, self.tree, status=1))
 
     def test_a_kill_at_any_change_of_the_disk_loses_no_earlier_snapshot(self):
         self.write("big", b"small here, so that one container holds a run's chunks")
