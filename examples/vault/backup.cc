@@ -121,7 +121,7 @@ private:
         if (walked.info == DDS_DP) return;
         if (walked.info == DDS_DNR || walked.info == DDS_ERR || walked.info == DDS_NS)
             return skip(entry.path, DirGetStrerrorA(&walked));
-        if (entry.path.size() >= PATH_MAX) return skip(entry.path, strerror(ENAMETOOLONG));
+        if (entry.path.size() >= PATH_MAX) return skip(entry.path, "its path is too long");
         if (S_ISSOCK(status.st_mode)) return;  // made anew by the program that listens on it
         entry.type = typeOf(status.st_mode);
         entry.status = status;
@@ -135,7 +135,7 @@ private:
         if (entry.type == 'l') {
             char target[PATH_MAX];
             const ssize_t length = readlink(walked.accpath, target, sizeof target);
-            if (length < 0) return skip(entry.path, strerror(errno));
+            if (length < 0) return skip(entry.path, strerrordesc_np(errno));
             entry.link.assign(target, static_cast<size_t>(length));
         }
         if (entry.type != 'f' && !entry.path.empty()) list_.entry(entry);
@@ -167,7 +167,7 @@ private:
         if (opened.fd < 0 && errno == EPERM) opened.fd = open(path, kFlags);  // not the owner
         struct stat status {};
         if (opened.fd < 0 || fstat(opened.fd, &status) != 0)
-            return skip(entry.path, strerror(errno)), known;
+            return skip(entry.path, strerrordesc_np(errno)), known;
         if (!S_ISREG(status.st_mode)) return skip(entry.path, "it is no file any more"), known;
         if (!known) list_.entry(entry);
         lseek(opened.fd, static_cast<off_t>(size), SEEK_SET);
@@ -202,7 +202,7 @@ private:
                 end -= std::exchange(begin, 0);
                 const auto room = static_cast<ssize_t>(buffer_.size() - end);
                 const ssize_t got = safe_read(fd, buffer_.data() + end, room);
-                if (got < 0) return skip(path, strerror(errno)), size;
+                if (got < 0) return skip(path, strerrordesc_np(errno)), size;
                 ended = got < room;
                 end += static_cast<size_t>(got);
             }

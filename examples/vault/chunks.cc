@@ -1,7 +1,6 @@
 #include "chunks.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 namespace vault {
@@ -34,9 +33,7 @@ crfp_digest_t forFilter(const Digest &digest) {
 }  // namespace
 
 Chunker::Chunker(size_t average)
-    : average_(average),
-      strict_(UINT64_MAX >> (std::bit_width(average) + 1)),
-      loose_(UINT64_MAX >> (std::bit_width(average) - 3)) {
+    : average_(average), strict_(UINT64_MAX / average / 4), loose_(UINT64_MAX / average * 4) {
     // any fixed random table serves; this one needs no page of numbers
     for (size_t i = 0; i < gear_.size(); ++i) {
         const auto byte = static_cast<unsigned char>(i);

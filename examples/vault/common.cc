@@ -90,7 +90,7 @@ std::string Sealer::keyCheck() const {
     unsigned char labelled[VEX_KEY_SIZE + 1 + 16] = "";
     key_.CopyToBuffer(labelled, VEX_KEY_SIZE + 1);
     vex_strcpy(reinterpret_cast<char *>(labelled) + VEX_KEY_SIZE + 1, 16, "vault key check");
-    const std::string text = toText(fingerprint(labelled, sizeof labelled));
+    std::string text = toText(fingerprint(labelled, sizeof labelled));
     explicit_bzero(labelled, sizeof labelled);
     return text;
 }
