@@ -84,6 +84,7 @@ private:
 class VEX_API VexAllocator {
 public:
     /**
+     * Makes an allocator that has handed out nothing.
      *
      * @param name     cut to 31 characters.
      * @param enabled  whether blocks are counted and Report speaks.

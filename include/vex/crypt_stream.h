@@ -9,14 +9,17 @@
  * stand at the end.
  *
  * Results of the stream functions, with their texts from dcpCryptError:
- *    1  the stream is complete: trailer written, or read and all data delivered;
- *    0  success; from dcpEncrypt and dcpDecrypt: call again with more room or input;
- *   -1  system error, see errno; from dcpDecrypt: malformed block header, errno EBADMSG;
- *   -2  invalid stream or parameter: NULL, no context, a writer's context given to the reader or
- * the reverse; -3  the data is damaged, or could not be compressed; -4  out of memory; -5  no room
- * or no progress possible; from dcpDecrypt: the stream is cut short; -31  the key is absent or
- * wrong. After a negative result a stream gives the same result until Reset or End. The stream
- * functions log only what their entries name; the buffer functions log each failure once.
+ * -   1: the stream is complete: trailer written, or read and all data delivered;
+ * -   0: success; from dcpEncrypt and dcpDecrypt: call again with more room or input;
+ * -  -1: system error, see errno; from dcpDecrypt: malformed block header, errno EBADMSG;
+ * -  -2: invalid stream or parameter: NULL, no context, one side's context given to the other;
+ * -  -3: the data is damaged, or could not be compressed;
+ * -  -4: out of memory;
+ * -  -5: no room or no progress possible; from dcpDecrypt: the stream is cut short;
+ * - -31: the key is absent or wrong.
+ *
+ * After a negative result a stream gives the same result until Reset or End. The stream functions
+ * log only what their entries name; the buffer functions log each failure once.
  *
  * Encryption hides the data but does not authenticate it: damage to an uncompressed block goes
  * unnoticed. The format is described in docs/formats/crypt_stream.md.
@@ -64,22 +67,22 @@ struct crypt_ctx_t;
 
 /** A stream. Clear it to zeros before Init. */
 typedef struct c_stream_t {
-    const unsigned char
-        *next_in;      /**< next input byte; the caller sets it, the library advances it */
+    /** Next input byte; the caller sets it, the library advances it. */
+    const unsigned char *next_in;
     uint32_t avail_in; /**< input bytes at next_in */
     uint64_t total_in; /**< input bytes consumed; a writer's trailer takes it from here */
-    unsigned char
-        *next_out;      /**< where output goes next; the caller sets it, the library advances it */
-    uint32_t avail_out; /**< room at next_out in bytes */
-    uint64_t total_out; /**< bytes produced */
-    void *reserved1;    /**< not used */
-    void *reserved2;    /**< not used */
+    /** Where output goes next; the caller sets it, the library advances it. */
+    unsigned char *next_out;
+    uint32_t avail_out;        /**< room at next_out in bytes */
+    uint64_t total_out;        /**< bytes produced */
+    void *reserved1;           /**< not used */
+    void *reserved2;           /**< not used */
     struct crypt_ctx_t *state; /**< NULL while no stream is open; the library's */
-    uint16_t zlevel; /**< caller, before dcpEncryptInit: LZO 0 to 16, deflate 0 to 10; 0 for the
-                        default */
-    uint16_t
-        zwindow; /**< caller: size of a block as a power of two, 12 to 31; 0 for the default, 17 */
-    uint16_t zalgorithm; /**< caller: an algorithm from above */
+    /** Set by the caller before dcpEncryptInit: LZO 0 to 16, deflate 0 to 10; 0 for the default. */
+    uint16_t zlevel;
+    /** Likewise: the size of a block as a power of two, 12 to 31; 0 for the default, 17. */
+    uint16_t zwindow;
+    uint16_t zalgorithm; /**< likewise: an algorithm from above */
 } c_stream_t;
 
 /**
@@ -126,13 +129,12 @@ VEX_API const char *dcpCryptError(int code);
  * alone counts.
  *
  * When the first and then the last @p sampleRatio per mille of a block, compressed at level 7, both
- * stay above
+ * stay above @p ratio per cent of their size, the block is stored. Without this call every block is
+ * tried.
  *
+ * @param ratio        per cent; 100 and more switch sampling off.
  * @param sampleRatio  size of each of the two samples in per mille of the block.
- * @p ratio per cent of their size, the block is stored. Without this call every block is tried.
- *
- * @param ratio       per cent; 100 and more switch sampling off.
- * @param lowerBound  smallest sample in bytes that decides anything.
+ * @param lowerBound   smallest sample in bytes that decides anything.
  * @return 0 for the first call, 1 for later ones.
  */
 VEX_API int adaptive_compression_init(unsigned ratio, unsigned sampleRatio, unsigned lowerBound);

@@ -5,10 +5,13 @@
  *
  * Big-endian on any host: "VEX ", a 16-bit set of flags, a 64-bit value of the writer's choosing
  * (crypt streams store the size of their window there). The readers return the header's flags, or
- *   0  the data does not begin with "VEX ", or a parameter was refused (errno set, one error line);
- *  -1  fewer than 14 bytes could be read, with errno, ENODATA when there simply were no more;
- * nothing is logged; -2  the flags are 0: the header is damaged. They store the 64-bit value
- * through @p value, unless that is NULL, only when they return flags.
+ * -  0: the data does not begin with "VEX ", or a parameter was refused (errno set, one error
+ * line);
+ * - -1: fewer than 14 bytes could be read, with errno, ENODATA when there simply were no more;
+ *   nothing is logged;
+ * - -2: the flags are 0: the header is damaged.
+ *
+ * They store the 64-bit value through @p value, unless that is NULL, only when they return flags.
  *
  * @threads any thread and reentrant, except vexMagicDesc.
  */

@@ -95,13 +95,12 @@ VEX_API char *vex_strtok(char *text, const char *separators, char **state);
 VEX_API char *vex_strtrim(char *text);
 
 /**
- * Makes a new text in which every occurrence of @p find, from left to right and without overlap, is
+ * Makes a new text in which every occurrence of @p find, from left to right and without overlap,
+ * is replaced.
  *
  * @param text     stays as it is.
+ * @param find     must not be empty: EINVAL, logged.
  * @param replace  may be empty, which takes the occurrences out.
- * @p replace.
- *
- * @param find  must not be empty: EINVAL, logged.
  * @return the text; NULL with EINVAL or ENOMEM, logged.
  * @owner the caller frees it with free(3).
  */
