@@ -29,9 +29,6 @@ public:
     StoreLock &operator=(const StoreLock &) = delete;
 };
 
-/// The message code of memory failures; errno is ENOMEM.
-inline constexpr int kMemoryCode = 90;
-
 /// Runs the body of an entry point under the lock; a failed allocation becomes one log line and @p
 /// failure.
 template <typename Result, typename Body>
@@ -40,9 +37,7 @@ Result withStore(const char *who, Result failure, Body body) {
     try {
         return body();
     } catch (const OutOfMemory &e) {
-        errno = ENOMEM;
-        ErrorA(kMemoryCode, "Could not allocate %lu bytes (%s at line %i in %s)", e.size(), who,
-               e.line(), "../inifile.cc");
+        log::allocationFailure(e.size(), who, e.line(), "../inifile.cc");
         return failure;
     }
 }

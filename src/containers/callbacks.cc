@@ -4,12 +4,13 @@
 #include <vex/callbacks.h>
 #include <vex/log.h>
 
+#include "log/report.h"
+
 static_assert(sizeof(vexCallback) == 40 && offsetof(vexCallback, references) == 20);
 
 namespace {
 
 // what the line about missing memory says; log readers know it
-constexpr int kNoMemoryCode = 90;
 constexpr int kNoMemoryLine = 153;
 constexpr auto kNoMemorySource = "../callbacks";
 
@@ -55,8 +56,7 @@ vexCallback *vexCallbackAdd(vexCallback *list, vexCallbackFn function, void *arg
     }
     auto *entry = static_cast<vexCallback *>(malloc(sizeof(vexCallback)));
     if (entry == nullptr) {
-        ErrorA(kNoMemoryCode, "Could not allocate %lu bytes (%s at line %i in %s)",
-               sizeof(vexCallback), __func__, kNoMemoryLine, kNoMemorySource);
+        vex::log::allocationFailure(sizeof(vexCallback), __func__, kNoMemoryLine, kNoMemorySource);
         return list;
     }
     *entry = {function, argument, 0, 1, last, nullptr};

@@ -36,4 +36,12 @@ void warning(int code, int err, const char *who, const char *format, ...) {
     va_end(args);
 }
 
+void allocationFailure(size_t bytes, const char *who, int line, const char *file) {
+    constexpr int kCode = 90;
+    errno = ENOMEM;
+    vexLog(kCode, VEX_LOG_ERR, "Could not allocate %lu bytes (%s at line %i in %s)", bytes, who,
+           line, file);
+    errno = ENOMEM;
+}
+
 }  // namespace vex::log

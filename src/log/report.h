@@ -4,6 +4,7 @@
 #define VEX_LOG_REPORT_H
 
 #include <cerrno>
+#include <cstddef>
 #include <exception>
 #include <new>
 
@@ -15,6 +16,10 @@ namespace vex::log {
 /// that %m prints it; errno is @p err when it returns.
 void failure(int code, int err, const char *who, const char *format, ...) VEX_PRINTF(4, 5);
 void warning(int code, int err, const char *who, const char *format, ...) VEX_PRINTF(4, 5);
+
+/// Logs the line, under the code, that log readers know missing memory by; errno becomes ENOMEM.
+void allocationFailure(size_t bytes, const char *who, int line = __builtin_LINE(),
+                       const char *file = __builtin_FILE());
 
 }  // namespace vex::log
 
