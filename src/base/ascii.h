@@ -27,11 +27,19 @@ template <typename Char>
 constexpr bool isSpace(Char c) {
     return (c >= '\t' && c <= '\r') || c == ' ';
 }
-/// The text without white space at its ends.
-constexpr std::string_view trim(std::string_view text) {
+/// The text without the white space that it begins with.
+constexpr std::string_view trimLeft(std::string_view text) {
     while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
+    return text;
+}
+/// The text without the white space that it ends with.
+constexpr std::string_view trimRight(std::string_view text) {
     while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
     return text;
+}
+/// The text without white space at its ends.
+constexpr std::string_view trim(std::string_view text) {
+    return trimRight(trimLeft(text));
 }
 /// Printable, but neither letter, digit nor blank.
 template <typename Char>

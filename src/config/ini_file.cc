@@ -1,13 +1,11 @@
 #include "config/ini_file.h"
 
-#include <zlib.h>
+#include "base/adler32.h"
 
 namespace vex::config {
 
 uint32_t pathChecksum(std::string_view path) {
-    const uLong start = adler32(0, nullptr, 0);
-    return static_cast<uint32_t>(
-        adler32_z(start, reinterpret_cast<const Bytef *>(path.data()), path.size()));
+    return adler32(kAdler32Start, path.data(), path.size());
 }
 
 File::File(std::string_view file_path) : path(file_path), checksum(pathChecksum(file_path)) {

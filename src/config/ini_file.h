@@ -73,10 +73,9 @@ public:
     std::deque<Section, Allocator<Section>> sections;  // the hidden one first
     Text head_comment;
     Text trailing_comment;
-    timespec mtime{};  // of the file when it was read or written; 0 when there was none
-    int read_error =
-        0;              // errno that kept an existing file from being read: it must not be replaced
-    uint32_t checksum;  // Adler-32 of the path
+    timespec mtime{};    // of the file when it was read or written; 0 when there was none
+    int read_error = 0;  // errno that kept a file from being read: it must not be replaced
+    uint32_t checksum;   // Adler-32 of the path
     bool modified = false;
     File *next = nullptr;
 

@@ -247,7 +247,7 @@ int InifileGetFloatA(const char *section, const char *key, float *out, float def
                         std::chars_format::fixed, 32);
     const int result = getText(__func__, section, key, text, default_text, out, defaultValue, path);
     if (result == 0) return 0;
-    const char *start = *text == '+' ? text + 1 : text;
+    const char *start = *text == '+' && text[1] != '-' ? text + 1 : text;
     float value = 0;
     const auto parsed = std::from_chars(start, text + std::strlen(text), value);
     if (parsed.ec == std::errc::result_out_of_range) return badValue(ERANGE, 0);

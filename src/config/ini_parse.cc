@@ -11,17 +11,6 @@
 namespace vex::config {
 namespace {
 
-std::string_view trimLeft(std::string_view text) {
-    size_t n = 0;
-    while (n < text.size() && ascii::isSpace(text[n])) ++n;
-    return text.substr(n);
-}
-
-std::string_view trimRight(std::string_view text) {
-    while (!text.empty() && ascii::isSpace(text.back())) text.remove_suffix(1);
-    return text;
-}
-
 class Parser {
 public:
     Parser(File &file, std::string_view text)
@@ -36,7 +25,7 @@ public:
             const size_t end = lineEnd(at);
             const size_t next = afterBreak(end);
             ++line_number_;
-            line(trimLeft(text_.substr(at, end - at)), text_.substr(at, next - at));
+            line(ascii::trimLeft(text_.substr(at, end - at)), text_.substr(at, next - at));
             at = next;
         }
         file_.trailing_comment = takeComment();
@@ -101,13 +90,13 @@ private:
                    line_number_, file_.path.c_str());
             return;
         }
-        const std::string_view key = trimRight(content.substr(0, equals));
+        const std::string_view key = ascii::trimRight(content.substr(0, equals));
         if (key.empty()) {
             ErrorA(22, "Syntax error on line %d while parsing configuration file %s", line_number_,
                    file_.path.c_str());
             return;
         }
-        const std::string_view value = trimRight(trimLeft(content.substr(equals + 1)));
+        const std::string_view value = ascii::trim(content.substr(equals + 1));
         file_.push(*section_, Text::borrowed(key), Text::borrowed(value), takeComment());
     }
 

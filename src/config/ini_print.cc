@@ -15,8 +15,8 @@ constexpr const char *kNothingLoaded = "No INI files are currently loaded. :(";
 String escaped(std::string_view text) {
     const String source(text);
     String out(text.size() * 2 + 1, '\0');
-    (void)strcpy_esc(out.data(), out.size(),
-                     source.c_str());  // it fits: at most two characters for one
+    // it fits: at most two characters for one
+    (void)strcpy_esc(out.data(), out.size(), source.c_str());
     out.resize(std::strlen(out.c_str()));
     return out;
 }

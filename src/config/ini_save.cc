@@ -126,7 +126,8 @@ public:
             return VEX_FAIL_AS(who, errno, errno, -1, "failed to set permissions on %s",
                                path_.c_str());
         struct stat status {};
-        if (!writeAll(text) || safe_fsync(fd_.get()) != 0 || ::fstat(fd_.get(), &status) != 0)
+        if (!writeAll(fd_.get(), text.data(), text.size()) || safe_fsync(fd_.get()) != 0 ||
+            ::fstat(fd_.get(), &status) != 0)
             return VEX_FAIL_AS(who, errno, errno, -1, "failed to save temporary file");
         if (fd_.close() != 0)
             return VEX_FAIL_AS("__doSave", errno, errno, -1, "failed to close file %s",
@@ -152,15 +153,6 @@ public:
     }
 
 private:
-    bool writeAll(std::string_view text) {
-        while (!text.empty()) {
-            const ssize_t n =
-                retryOnEintr([&] { return ::write(fd_.get(), text.data(), text.size()); });
-            if (n < 0) return false;
-            text.remove_prefix(static_cast<size_t>(n));
-        }
-        return true;
-    }
     bool published(bool done) {
         if (done) path_.clear();
         return done;

@@ -27,9 +27,8 @@ String asComment(std::string_view text) {
     String out;
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find_first_of("\r\n"));
-        size_t first = 0;
-        while (first < line.size() && ascii::isSpace(line[first])) ++first;
-        if (first < line.size() && line[first] != ';' && line[first] != '#') out += "; ";
+        const std::string_view content = ascii::trimLeft(line);
+        if (!content.empty() && content.front() != ';' && content.front() != '#') out += "; ";
         out += line;
         out += '\n';
         const size_t line_break = text.compare(line.size(), 2, "\r\n") == 0 ? 2 : 1;

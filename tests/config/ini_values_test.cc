@@ -93,6 +93,7 @@ TEST_F(IniValues, TypedGettersConvertTheWholeTextOrKeepTheDefaultInEveryLocale) 
         {percent, "nan%", "-1 ERANGE 9"},
         {percent, "50", "-1 EINVAL 9"},
         {number, "+2e3", "2000"},
+        {number, "+-5", "0 EINVAL 9"},
         {number, "1,5", "0 EINVAL 9"},
         {number, "1e99", "0 ERANGE 9"},
         {truth, "Yes", "1"},
