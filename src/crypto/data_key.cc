@@ -13,6 +13,7 @@
 #include <vex/log.h>
 
 #include "base/hex.h"
+#include "crypto/stream_context.h"
 #include "log/report.h"
 
 namespace {
@@ -69,7 +70,9 @@ int encipherText(const char *key, const char *plain, char *out) {
     VexKey vex_key(key);
     const bool good =
         cipher->Init(0, vex_key, kZeroIv) == 1 &&
-        cipher->Encrypt(plain, static_cast<int>(strlen(plain)), true, out, nullptr) >= 0;
+        vex::crypto::processAll(cipher.get(), reinterpret_cast<const unsigned char *>(plain),
+                                strlen(plain), true, reinterpret_cast<unsigned char *>(out),
+                                nullptr) >= 0;
     OPENSSL_cleanse(&vex_key, sizeof vex_key);
     cipher->Free();
     return good ? 0 : -1;

@@ -15,8 +15,8 @@ namespace {
 
 using Byte = unsigned char;
 
-constexpr size_t kTailGuard =
-    20;  // no match starts so near the end: wide loads and copies stay inside the input
+// no match starts so near the end: wide loads and copies stay inside the input
+constexpr size_t kTailGuard = 20;
 constexpr size_t kMatchBytes = 4;   // shorter matches are not looked for
 constexpr unsigned kSkipShift = 4;  // the longer nothing was found, the larger the steps
 
@@ -26,8 +26,8 @@ constexpr size_t kM2Far = 0x800, kM2Long = 8;
 constexpr size_t kM3Far = 0x4000, kM3Long = 33;
 constexpr size_t kM4Far = 0xbfff, kM4Long = 9;
 constexpr unsigned kM3Mark = 32, kM4Mark = 16;
-constexpr size_t kFirstRunLong =
-    238;  // literals a stream can open with in one instruction of their own
+// literals a stream can open with in one instruction of their own
+constexpr size_t kFirstRunLong = 238;
 constexpr size_t kRunLong = 18;
 
 template <typename T>

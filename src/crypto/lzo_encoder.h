@@ -20,10 +20,9 @@ constexpr size_t lzoWorstCase(size_t n) {
     return n + n / 16 + 67;
 }
 
-/// Compresses @p n bytes into @p out, which has room for lzoWorstCase(n), with a dictionary of 2^@p
-/// bits entries in
-/// @p work (aligned for 16-bit words, contents of no matter). Returns the compressed size.
-/// lzo1x_decompress_safe decodes the result.
+/// Compresses @p n bytes into @p out, which has room for lzoWorstCase(n), with a dictionary of
+/// 2^@p bits entries in @p work (aligned for 16-bit words, contents of no matter). Returns the
+/// compressed size. lzo1x_decompress_safe decodes the result.
 size_t lzoEncode(unsigned bits, const unsigned char *in, size_t n, unsigned char *out, void *work);
 
 }  // namespace vex::crypto

@@ -88,8 +88,7 @@ bool growBuffer(c_stream_t *stream, Buffer *buffer, uint32_t *size) {
         __Trace("%s: resizing output buffer from %u to %u bytes", "dcpDecryptData", *size, larger);
     void *const moved = larger > *size ? std::realloc(buffer->get(), larger) : nullptr;
     if (moved == nullptr) {
-        errno = ENOMEM;
-        vex::crypto::logAllocationFailure(larger, "dcpDecryptData");
+        vex::log::allocationFailure(larger, "dcpDecryptData");
         return false;
     }
     (void)buffer->release();
@@ -169,7 +168,7 @@ unsigned char *dcpDecryptData(const VexKey &key, unsigned char cipherType, const
     const uint32_t size = initialSize != 0 ? initialSize : initialRoom(*length);
     Buffer buffer(static_cast<unsigned char *>(std::malloc(size)));
     if (buffer == nullptr) {
-        vex::crypto::logAllocationFailure(size, __func__);
+        vex::log::allocationFailure(size, __func__);
         return nullptr;
     }
     if (TraceOn())

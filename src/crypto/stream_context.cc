@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <vex/log.h>
-
 namespace vex::crypto {
 
 int64_t processAll(Cipher *cipher, const unsigned char *in, size_t length, bool final,
@@ -20,14 +18,6 @@ int64_t processAll(Cipher *cipher, const unsigned char *in, size_t length, bool 
         total += written;
     } while (length > 0);
     return total;
-}
-
-// the number that log readers know these lines by; errno stays ENOMEM
-constexpr int kMemoryCode = 90;
-
-void logAllocationFailure(size_t bytes, const char *who, int line, const char *file) {
-    ErrorA(kMemoryCode, "Could not allocate %lu bytes (%s at line %i in %s)",
-           static_cast<unsigned long>(bytes), who, line, file);
 }
 
 }  // namespace vex::crypto

@@ -16,6 +16,10 @@ struct crypt_ctx_t {
 
     explicit crypt_ctx_t(Kind which) : kind(which) {}
 
+    bool encrypts() const {
+        return action == VEX_STREAM_COMPRESS_ENCRYPT || action == VEX_STREAM_ENCRYPT;
+    }
+
     Kind kind;  ///< keeps the functions of one side from the other's context
     uint16_t action = VEX_STREAM_COMPRESS_ENCRYPT;
     int failure = 0;  ///< the first negative result, given again by every later call
@@ -44,6 +48,32 @@ std::unique_ptr<T> tryNew() {
     }
 }
 
+/// The context behind a stream when it is of that side; nullptr when there is none.
+template <typename Context>
+Context *contextOf(c_stream_t *stream) {
+    if (stream == nullptr || stream->state == nullptr || stream->state->kind != Context::kKind)
+        return nullptr;
+    return static_cast<Context *>(stream->state);
+}
+
+/// Ends a stream of that side: 0, or -2 when there is none.
+template <typename Context>
+int endStream(c_stream_t *stream) {
+    const std::unique_ptr<Context> context(contextOf<Context>(stream));
+    if (context == nullptr) return VEX_STREAM_PARAMETER_ERROR;
+    stream->state = nullptr;
+    stream->zlevel = stream->zwindow = stream->zalgorithm = 0;
+    return VEX_STREAM_OK;
+}
+
+/// Forgets input, output and totals of a stream that is about to begin anew.
+inline void restart(c_stream_t *stream) {
+    stream->next_in = nullptr;
+    stream->next_out = nullptr;
+    stream->avail_in = stream->avail_out = 0;
+    stream->total_in = stream->total_out = 0;
+}
+
 /// The cipher of a stream, or nullptr with errno.
 inline std::unique_ptr<Cipher> newCipher(int type) {
     return std::unique_ptr<Cipher>(Cipher::NewCipher(type));
@@ -52,10 +82,6 @@ inline std::unique_ptr<Cipher> newCipher(int type) {
 /// Cipher::Process for any length: the bytes written, or -1.
 int64_t processAll(Cipher *cipher, const unsigned char *in, size_t length, bool final,
                    unsigned char *out, unsigned *padding);
-
-/// One error line for memory that could not be had; errno stays.
-void logAllocationFailure(size_t bytes, const char *who, int line = __builtin_LINE(),
-                          const char *file = __builtin_FILE());
 
 }  // namespace vex::crypto
 

@@ -172,7 +172,7 @@ int dcpDecryptInit(c_stream_t *stream, const VexKey &key, unsigned char cipherTy
 }
 
 int dcpDecrypt(c_stream_t *stream, int flush) {
-    StreamReader *const reader = vex::crypto::readerOf(stream);
+    StreamReader *const reader = vex::crypto::contextOf<StreamReader>(stream);
     if (reader == nullptr || (stream->next_in == nullptr && stream->avail_in > 0) ||
         (stream->next_out == nullptr && stream->avail_out > 0))
         return VEX_STREAM_PARAMETER_ERROR;
@@ -188,20 +188,13 @@ int dcpDecrypt(c_stream_t *stream, int flush) {
 int dcpDecryptReset(c_stream_t *stream, const VexKey &key, unsigned char cipherType) {
     if (stream == nullptr) return VEX_STREAM_PARAMETER_ERROR;
     if (stream->state == nullptr) return dcpDecryptInit(stream, key, cipherType);
-    StreamReader *const reader = vex::crypto::readerOf(stream);
+    StreamReader *const reader = vex::crypto::contextOf<StreamReader>(stream);
     if (reader == nullptr) return VEX_STREAM_PARAMETER_ERROR;
-    stream->next_in = nullptr;
-    stream->next_out = nullptr;
-    stream->avail_in = stream->avail_out = 0;
-    stream->total_in = stream->total_out = 0;
+    vex::crypto::restart(stream);
     if (reader->begin(key, cipherType)) return VEX_STREAM_OK;
     return reader->failure = VEX_STREAM_MEMORY_ERROR;
 }
 
 int dcpDecryptEnd(c_stream_t *stream) {
-    const std::unique_ptr<StreamReader> reader(vex::crypto::readerOf(stream));
-    if (reader == nullptr) return VEX_STREAM_PARAMETER_ERROR;
-    stream->state = nullptr;
-    stream->zlevel = stream->zwindow = stream->zalgorithm = 0;
-    return VEX_STREAM_OK;
+    return vex::crypto::endStream<StreamReader>(stream);
 }

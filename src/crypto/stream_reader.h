@@ -16,7 +16,9 @@ namespace vex::crypto {
 
 class StreamReader : public crypt_ctx_t {
 public:
-    StreamReader() : crypt_ctx_t(Kind::kReader) {}
+    static constexpr Kind kKind = Kind::kReader;
+
+    StreamReader() : crypt_ctx_t(kKind) {}
     ~StreamReader();
     StreamReader(const StreamReader &) = delete;
     StreamReader &operator=(const StreamReader &) = delete;
@@ -66,9 +68,6 @@ private:
     bool deliverDecoded();
     bool onlyPaddingLeft() const;
 
-    bool encrypts() const {
-        return action == VEX_STREAM_COMPRESS_ENCRYPT || action == VEX_STREAM_ENCRYPT;
-    }
     bool pads() const { return encrypts() && cipher_->GetPaddingSize() > 1; }
 
     c_stream_t *stream_ = nullptr;  ///< set while a call lasts
@@ -100,14 +99,6 @@ private:
     Growing decoded_;  ///< an LZO chunk's data for which the output had no room
     size_t decoded_at_ = 0, decoded_left_ = 0;
 };
-
-/// The reader behind a stream; nullptr when there is none.
-inline StreamReader *readerOf(c_stream_t *stream) {
-    if (stream == nullptr || stream->state == nullptr ||
-        stream->state->kind != crypt_ctx_t::Kind::kReader)
-        return nullptr;
-    return static_cast<StreamReader *>(stream->state);
-}
 
 }  // namespace vex::crypto
 

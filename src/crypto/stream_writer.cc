@@ -33,7 +33,7 @@ void StreamWriter::finish(c_stream_t *stream) {
 }  // namespace vex::crypto
 
 int dcpEncrypt(c_stream_t *stream) {
-    vex::crypto::StreamWriter *const writer = vex::crypto::writerOf(stream);
+    auto *const writer = vex::crypto::contextOf<vex::crypto::StreamWriter>(stream);
     if (writer == nullptr || stream->next_out == nullptr ||
         (stream->next_in == nullptr && stream->avail_in > 0))
         return VEX_STREAM_PARAMETER_ERROR;

@@ -14,7 +14,9 @@ namespace vex::crypto {
 
 class StreamWriter : public crypt_ctx_t {
 public:
-    StreamWriter() : crypt_ctx_t(Kind::kWriter) {}
+    static constexpr Kind kKind = Kind::kWriter;
+
+    StreamWriter() : crypt_ctx_t(kKind) {}
     ~StreamWriter();
     StreamWriter(const StreamWriter &) = delete;
     StreamWriter &operator=(const StreamWriter &) = delete;
@@ -45,9 +47,6 @@ private:
         bool direct;
     };
 
-    bool encrypts() const {
-        return action == VEX_STREAM_COMPRESS_ENCRYPT || action == VEX_STREAM_ENCRYPT;
-    }
     bool compresses() const {
         return action == VEX_STREAM_COMPRESS_ENCRYPT || action == VEX_STREAM_COMPRESS;
     }
@@ -83,14 +82,6 @@ private:
     unsigned char *pending_ = small_;  ///< what is still to be delivered, in small_ or window_
     size_t pending_size_ = 0;
 };
-
-/// The writer behind a stream; nullptr when there is none.
-inline StreamWriter *writerOf(c_stream_t *stream) {
-    if (stream == nullptr || stream->state == nullptr ||
-        stream->state->kind != crypt_ctx_t::Kind::kWriter)
-        return nullptr;
-    return static_cast<StreamWriter *>(stream->state);
-}
 
 }  // namespace vex::crypto
 

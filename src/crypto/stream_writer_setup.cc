@@ -64,7 +64,7 @@ int StreamWriter::chooseLzo(const c_stream_t &stream) {
     const size_t bytes = lzoWorkMemory(lzo_level_);
     lzo_work_.reset(static_cast<unsigned char *>(std::malloc(bytes)));
     if (lzo_work_ == nullptr) {
-        logAllocationFailure(bytes, "dcpEncryptInit");
+        log::allocationFailure(bytes, "dcpEncryptInit");
         return VEX_STREAM_MEMORY_ERROR;
     }
     magic_flags_ |= VEX_MAGIC_LZO;
@@ -145,12 +145,9 @@ int dcpEncryptInit(c_stream_t *stream, unsigned long flags, const VexKey &key,
 }
 
 int dcpEncryptReset(c_stream_t *stream, const VexKey &key, unsigned char cipherType) {
-    StreamWriter *const writer = vex::crypto::writerOf(stream);
+    StreamWriter *const writer = vex::crypto::contextOf<StreamWriter>(stream);
     if (writer == nullptr) return VEX_STREAM_PARAMETER_ERROR;
-    stream->next_in = nullptr;
-    stream->next_out = nullptr;
-    stream->avail_in = stream->avail_out = 0;
-    stream->total_in = stream->total_out = 0;
+    vex::crypto::restart(stream);
     int result = writer->reset();
     if (result == VEX_STREAM_OK) result = writer->begin(key, cipherType);
     if (result != VEX_STREAM_OK) writer->failure = result;
@@ -158,9 +155,5 @@ int dcpEncryptReset(c_stream_t *stream, const VexKey &key, unsigned char cipherT
 }
 
 int dcpEncryptEnd(c_stream_t *stream) {
-    const std::unique_ptr<StreamWriter> writer(vex::crypto::writerOf(stream));
-    if (writer == nullptr) return VEX_STREAM_PARAMETER_ERROR;
-    stream->state = nullptr;
-    stream->zlevel = stream->zwindow = stream->zalgorithm = 0;
-    return VEX_STREAM_OK;
+    return vex::crypto::endStream<StreamWriter>(stream);
 }
