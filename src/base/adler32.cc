@@ -1,6 +1,6 @@
 // Adler-32, sixteen bytes at a time. Over a block of n bytes x[0..n-1] the two sums grow by
-//     a += x[0] + ... + x[n-1]        b += n * a_before + n * x[0] + (n - 1) * x[1] + ... + 1 *
-//     x[n-1]
+//     a += x[0] + ... + x[n-1]
+//     b += n * a_before + n * x[0] + (n - 1) * x[1] + ... + 1 * x[n-1]
 // so that each group of sixteen adds its own weighted bytes to b, and 16 times the bytes of the
 // groups before it.
 #include "base/adler32.h"

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/errno_guard.h"
+
 namespace vex {
 
 /// Owns a file descriptor. The destructor closes it in silence and keeps errno; where the result of
@@ -30,10 +32,9 @@ public:
     explicit operator bool() const { return fd_ >= 0; }
     int release() { return std::exchange(fd_, -1); }
     void reset(int fd = -1) {
-        const int saved = errno;
+        const ErrnoGuard guard;
         (void)close();  // nobody asked for the result
         fd_ = fd;
-        errno = saved;
     }
     /// Closes; 0, or -1 with the errno of close. The descriptor is gone either way (Linux frees it
     /// first, so EINTR is not repeated: the number may already belong to another thread's file).
@@ -57,25 +58,21 @@ public:
     explicit UniqueFile(FILE *file) : file_(file) {}
     UniqueFile(UniqueFile &&other) noexcept : file_(other.release()) {}
     UniqueFile &operator=(UniqueFile &&other) noexcept {
-        if (this != &other) {
-            const int saved = errno;
-            (void)close();  // nobody asked for the result
-            file_ = other.release();
-            errno = saved;
-        }
+        if (this != &other) reset(other.release());
         return *this;
     }
     UniqueFile(const UniqueFile &) = delete;
     UniqueFile &operator=(const UniqueFile &) = delete;
-    ~UniqueFile() {
-        const int saved = errno;
-        (void)close();  // nobody asked for the result
-        errno = saved;
-    }
+    ~UniqueFile() { reset(); }
 
     FILE *get() const { return file_; }
     explicit operator bool() const { return file_ != nullptr; }
     FILE *release() { return std::exchange(file_, nullptr); }
+    void reset(FILE *file = nullptr) {
+        const ErrnoGuard guard;
+        (void)close();  // nobody asked for the result
+        file_ = file;
+    }
     /// Flushes and closes; 0, or EOF with errno.
     int close() {
         if (file_ == nullptr) return 0;

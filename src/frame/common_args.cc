@@ -68,15 +68,16 @@ void ShowUsage(char **argv, usageFn usage) {
     std::printf("This is %s, Version %s\n\n", progname, VEX_PRODUCT_VERSION);
     ShowCopyrights();
     if (usage != nullptr) usage(progname);
-    std::printf(
-        "\n\nCommon Options:\n\t--copyrights     : display applicable copyrights and "
-        "exit\n\t--features       : display "
-        "features and settings\n\t--os-test        : display OS summary\n\t--version        : "
-        "display program version "
-        "number and exit\n\t--help           : display this help and exit\n\t--noversioncheck : "
-        "Disable verification "
-        "that this application is linked against the right version of the VEX library.\n");
-    std::printf("\n");
+    std::fputs(
+        "\n\nCommon Options:\n"
+        "\t--copyrights     : display applicable copyrights and exit\n"
+        "\t--features       : display features and settings\n"
+        "\t--os-test        : display OS summary\n"
+        "\t--version        : display program version number and exit\n"
+        "\t--help           : display this help and exit\n"
+        "\t--noversioncheck : Disable verification that this application is linked against the "
+        "right version of the VEX library.\n\n",
+        stdout);
     finish();
 }
 
@@ -92,13 +93,11 @@ void _showFeatures(const char *version, const char *buildDate, const char *build
     constexpr unsigned long kFastest = 1UL << 21;
     std::printf("Version          : %s-%s\n", version, flavour);
     std::printf("Build Date       : %s, %s\n", buildDate, buildTime);
-    std::printf("libvex Version   : %s-", VEX_PRODUCT_VERSION);
-    std::printf("Release\n");
+    std::printf("libvex Version   : %s-Release\n", VEX_PRODUCT_VERSION);
     std::printf("libvex Build Date: %s, %s\n", stamp.date, stamp.time);
     std::printf("Compiler         : %s %i.%i\n", stamp.compiler, stamp.compiler_major,
                 stamp.compiler_minor);
-    std::printf("Large Files      : ");
-    std::printf("Supported (%ibit OS)\n", 64);
+    std::printf("Large Files      : Supported (64bit OS)\n");
     std::printf("Zlib             : version %s, compile flags %08x (FASTEST %senabled)\n",
                 zlibVersion(), static_cast<unsigned>(flags), (flags & kFastest) != 0 ? "" : "not ");
     finish();

@@ -58,9 +58,8 @@ void VexFileLock::attempt(const std::string &path) {
 bool VexFileLock::Lock(const std::string &path) {
     start_ = time(nullptr);
     for (int i = 0; i < kAttempts; ++i) {
-        if (i > 0)
-            (void)VexSleep(
-                kPauseSeconds);  // an interrupted pause only makes the next attempt earlier
+        // an interrupted pause only makes the next attempt earlier
+        if (i > 0) (void)VexSleep(kPauseSeconds);
         try {
             if (!createFile(path)) continue;
             attempt(path);

@@ -23,8 +23,7 @@ int _VexLibInit(const char * /*progname*/, const char *compiledVersion) {
     if (compiledVersion == nullptr || *compiledVersion != *VEX_INTERFACE_VERSION)
         (void)fprintf(stderr,
                       "Warning: libvex: version mismatch: this application was compiled using "
-                      "version %s but is "
-                      "linked against version %s instead.\n",
+                      "version %s but is linked against version %s instead.\n",
                       compiledVersion != nullptr ? compiledVersion : "(unknown)",
                       VEX_INTERFACE_VERSION);
     state.ticks_per_ms = static_cast<double>(sysconf(_SC_CLK_TCK)) * 0.001;

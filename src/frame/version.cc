@@ -48,8 +48,8 @@ int ProtocolCompare(const char *a, const char *b) {
 
 int CheckVEXVersion(const char *v) {
     if (v == nullptr) return 0;
-    constexpr size_t kWhole =
-        sizeof VEX_PRODUCT_VERSION;  // the NUL counts: the whole text must be the same
+    // the NUL counts: the whole text must be the same
+    constexpr size_t kWhole = sizeof VEX_PRODUCT_VERSION;
     size_t compared = kWhole;
     if (const char *first = std::strchr(v, '.'); first != nullptr)
         if (const char *second = std::strchr(first + 1, '.'); second != nullptr)

@@ -76,8 +76,8 @@ template <typename Family, auto Deserialize>
 unsigned char *fromString(const char *who, const char *text, void *digest) {
     if (text == nullptr || digest == nullptr)
         return VEX_FAIL_AS(who, EINVAL, EINVAL, nullptr, "invalid NULL parameter");
-    char digits[Family::kTextSize] =
-        {};  // a text that ends early shows a NUL where a digit belongs
+    // a text that ends early shows a NUL where a digit belongs
+    char digits[Family::kTextSize] = {};
     memcpy(digits, text, strnlen(text, sizeof digits));
     if (Deserialize(digest, digits, sizeof digits, false) == 0)
         return VEX_FAIL_AS(who, errno, errno, nullptr, "failed to deserialize %s", Family::kName);

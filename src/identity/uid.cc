@@ -48,8 +48,8 @@ size_t VexUIDSize(void) {
 
 VexUID *VexUIDInit(VexUID *uid) {
     if (uid == nullptr) return VEX_FAIL(EINVAL, nullptr, "invalid NULL parameter");
-    *uid = VexUID{};  // all of it: what is left of a UUID would still be valid with byte 0 cleared
-                      // alone
+    // all of it: what is left of a UUID would still be valid with byte 0 cleared alone
+    *uid = VexUID{};
     return uid;
 }
 

@@ -20,25 +20,25 @@ struct RandomState {
 };
 RandomState state;
 
+// neither fails on a valid default mutex
 void lockState() {
     (void)pthread_mutex_lock(&state.mutex);
-}  // a valid default mutex cannot fail
+}
 void unlockState() {
     (void)pthread_mutex_unlock(&state.mutex);
-}  // nor can giving it back
+}
 
-/// A child must not inherit the mutex from a thread that it does not have.
+/// A child must not inherit the mutex from a thread that it does not have. Without memory for the
+/// handlers it merely risks a wait.
 void installForkHandlers() {
-    (void)pthread_atfork(lockState, unlockState,
-                         unlockState);  // without memory the child merely risks a wait
+    (void)pthread_atfork(lockState, unlockState, unlockState);
 }
 
 /// One turn at the generator. The destructor gives it back when the thread is cancelled, too.
 class Turn {
 public:
     Turn() {
-        (void)pthread_once(&state.fork_handlers,
-                           installForkHandlers);  // cannot fail with these arguments
+        (void)pthread_once(&state.fork_handlers, installForkHandlers);  // cannot fail
         lockState();
     }
     ~Turn() { unlockState(); }
