@@ -1,54 +1,46 @@
 #include <jansson.h>
 
-#include <vex/cloud_config.h>
-#include <vex/inifile.h>
-
 #include "support/test.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 constexpr char kFull[] =
     R"({"settings": {"enabled": true, "StoragePath": "/s", "CacheSizeGB": 5, "MaxFileSizeMB": 6,
         "MaxDCUploadBatchNumber": 7, "OutputSegmentsHistory": true}, "other": 1})";
 
-class CloudConfigTest : public testing::Test {
+class CloudConfigTest : public FolderTest {
 protected:
     CloudConfigTest() {
         setenv("ZQREGISTRY", registry_.c_str(), 1);
-        vextest::writeFile(registry_, "[Other]\nConfigFilePath = " + file_ + "\n");
-        vextest::writeFile(file_, kFull);
+        writeFile(registry_, "[Other]\nConfigFilePath = " + path + "\n");
+        writeFile(path, kFull);
     }
     ~CloudConfigTest() override {
         unsetenv("ZQREGISTRY");
         InifileReleaseAll();
     }
     /// The failure of loading @p settings.
-    std::vector<std::string> load(const std::string &settings) {
-        log_.clear();
-        vextest::writeFile(file_, settings);
+    std::string load(const std::string &settings) {
+        log.clear();
+        writeFile(path, settings);
         CloudConfig config;
-        EXPECT_EQ(-1, config.initFromConfigFile(file_.c_str())) << settings;
+        EXPECT_EQ(-1, config.initFromConfigFile(path.c_str())) << settings;
         EXPECT_TRUE(!config.item.enabled && *config.path == '\0') << "nothing changed";
-        return log_.lines();
+        return log.text();
     }
-    vextest::TempDir dir_;
-    const std::string registry_ = dir_ / "registry", file_ = dir_ / "cloud.json";
-    vextest::LogCapture log_;
+    const std::string registry_ = dir / "registry";
 };
 
 TEST_F(CloudConfigTest, LoadsWholeFilesAndNamesWhatIsMissing) {
     CloudConfig config;
-    ASSERT_EQ(0, config.initFromConfigFile(file_.c_str()));
+    ASSERT_EQ(0, config.initFromConfigFile(path.c_str()));
     EXPECT_TRUE(config.item.enabled && config.item.StoragePath == "/s" && config.item.CacheSizeGB == 5 &&
                 config.item.MaxFileSizeMB == 6 && config.item.MaxDCUploadBatchNumber == 7 &&
                 config.item.OutputSegmentsHistory);
-    vextest::writeFile(file_, R"({"settings": {"enabled": true, "StoragePath": "", "CacheSizeGB": 4294967295,
+    writeFile(path, R"({"settings": {"enabled": true, "StoragePath": "", "CacheSizeGB": 4294967295,
         "MaxFileSizeMB": 0, "OutputSegmentsHistory": 1}})");
-    ASSERT_EQ(0, config.initFromConfigFile(file_.c_str()));
+    ASSERT_EQ(0, config.initFromConfigFile(path.c_str()));
     EXPECT_TRUE(config.item.MaxDCUploadBatchNumber == 32 && !config.item.OutputSegmentsHistory) << "back to defaults";
-    const std::string failed = "32 loadFromJsonObject: load json object failed.";
     const std::string first = R"("enabled": true, "StoragePath": "", )";
     const std::pair<const char *, std::string> rows[] = {{"enabled is not bool.", R"("enabled": 1)"},
         {"enabled is not bool.", ""}, {"StoragePath is not a string.", R"("enabled": true)"},
@@ -57,25 +49,22 @@ TEST_F(CloudConfigTest, LoadsWholeFilesAndNamesWhatIsMissing) {
         {"MaxDCUploadBatchNumber is not an integer.",
             first + R"("CacheSizeGB": 1, "MaxFileSizeMB": 1, "MaxDCUploadBatchNumber": "x")"}};
     for (const auto &[text, members] : rows)
-        EXPECT_THAT(
-            load("{\"settings\": {" + members + "}}"), ElementsAre(std::string("32 loadFromJson: ") + text, failed));
-    EXPECT_THAT(load("{}"), ElementsAre("32 loadFromJson: enabled is not bool.", failed));
-    EXPECT_THAT(load("[]"), ElementsAre("32 loadFromJsonObject: it is not an json object."));
-    EXPECT_THAT(load("{\n\"a\" 1}"),
-        ElementsAre("32 initFromConfigFile: Load JSON file " + file_ + " error: on line 2: ':' expected near '1'."));
-    EXPECT_FAILS(ENOENT, -1, config.initFromConfigFile((dir_ / "absent").c_str()));
+        EXPECT_EQ(std::string("32 loadFromJson: ") + text + "\n32 loadFromJsonObject: load json object failed.",
+            load("{\"settings\": {" + members + "}}"));
+    EXPECT_THAT(load("{}"), StartsWith("32 loadFromJson: enabled is not bool."));
+    EXPECT_EQ("32 loadFromJsonObject: it is not an json object.", load("[]"));
+    EXPECT_EQ("32 initFromConfigFile: Load JSON file " + path + " error: on line 2: ':' expected near '1'.",
+        load("{\n\"a\" 1}"));
+    EXPECT_FAILS(ENOENT, -1, config.initFromConfigFile((dir / "absent").c_str()));
 }
 
 TEST_F(CloudConfigTest, UpdatesRewriteTheFileOnlyWhenSomethingChanges) {
-    struct stat before {
-    }, after{};
-    stat(file_.c_str(), &before);
+    EXPECT_EQ(0, link(path.c_str(), (dir / "twin").c_str()));
     bool enabled = true;
     std::string size = "5";
     EXPECT_EQ(1, CloudConfig::UpdateEnabled(enabled));
     EXPECT_EQ(1, CloudConfig::UpdateCachesize(size));
-    stat(file_.c_str(), &after);
-    EXPECT_EQ(before.st_ino, after.st_ino);
+    EXPECT_TRUE(std::filesystem::equivalent(path, dir / "twin"));
     enabled = false;
     size = "4294967295";
     EXPECT_EQ(2, CloudConfig::UpdateEnabled(enabled));
@@ -89,48 +78,47 @@ TEST_F(CloudConfigTest, UpdatesRewriteTheFileOnlyWhenSomethingChanges) {
     }
 }
 )",
-        vextest::readFile(file_));
+        readFile(path));
     enabled = true, size = "";
     EXPECT_EQ(0, CloudConfig::getCloudCfgFile(enabled, size));
     EXPECT_TRUE(!enabled && size == "4294967295" && !CloudConfig::is_cloud_direct_enabled());
     for (std::string bad : {"", "x", "5x", " 5", "-1", "4294967296"}) {
-        EXPECT_EQ(-1, CloudConfig::UpdateCachesize(bad)) << bad;
-        EXPECT_EQ(bad == "4294967296" ? ERANGE : EINVAL, errno);
+        EXPECT_FAILS(bad == "4294967296" ? ERANGE : EINVAL, -1, CloudConfig::UpdateCachesize(bad));
     }
-    const std::string content = vextest::readFile(file_);
-    log_.clear();
+    const std::string content = readFile(path);
+    log.clear();
     enabled = true;
-    const vextest::FaultScope fault("rename", 1, EROFS);
+    const FaultScope fault("rename", 1, EROFS);
     EXPECT_EQ(-1, CloudConfig::UpdateEnabled(enabled));
-    EXPECT_THAT(log_.lines(),
-        ElementsAre("30 saveConfigFile: failed to write config file(" + file_ + ")", "30 failed to save cfg file"));
-    EXPECT_EQ(content, vextest::readFile(file_));
+    EXPECT_THAT(log.lines(),
+        ElementsAre("30 saveConfigFile: failed to write config file(" + path + ")", "30 failed to save cfg file"));
+    EXPECT_EQ(content, readFile(path));
 }
 
 TEST_F(CloudConfigTest, TheRegistryIsFoundInAnySectionAndNeverKept) {
-    std::string path;
-    EXPECT_EQ(0, CloudConfig::get_cloud_config_file(path));
-    EXPECT_EQ(file_, path);
-    vextest::writeFile(registry_, "ConfigFilePath = " + (dir_ / "absent") + "\n");
-    EXPECT_EQ(-1, CloudConfig::get_cloud_config_file(path));
+    std::string found;
+    EXPECT_EQ(0, CloudConfig::get_cloud_config_file(found));
+    EXPECT_EQ(path, found);
+    writeFile(registry_, "ConfigFilePath = " + (dir / "absent") + "\n");
+    EXPECT_EQ(-1, CloudConfig::get_cloud_config_file(found));
     EXPECT_EQ(0, CloudConfig::InitCloudCfgFile(nullptr, nullptr)) << "written with the defaults";
-    EXPECT_EQ(0, CloudConfig::get_cloud_config_file(path));
-    EXPECT_EQ(dir_ / "absent", path);
+    EXPECT_EQ(0, CloudConfig::get_cloud_config_file(found));
+    EXPECT_EQ(dir / "absent", found);
     bool enabled = true;
     uint32_t size = 9;
     EXPECT_EQ(0, CloudConfig::getCloudCfgFile(enabled, size));
     EXPECT_TRUE(!enabled && size == 0);
-    EXPECT_EQ(0, CloudConfig::InitCloudCfgFile(nullptr, file_.c_str()));
-    EXPECT_THAT(vextest::readFile(registry_), testing::HasSubstr("[CloudConfig]\nConfigFilePath=" + file_ + "\n"));
-    EXPECT_EQ(kFull, vextest::readFile(file_)) << "what is there stays";
-    vextest::writeFile(registry_, "[CloudConfig]\n");
+    EXPECT_EQ(0, CloudConfig::InitCloudCfgFile(nullptr, path.c_str()));
+    EXPECT_THAT(readFile(registry_), HasSubstr("[CloudConfig]\nConfigFilePath=" + path + "\n"));
+    EXPECT_EQ(kFull, readFile(path)) << "what is there stays";
+    writeFile(registry_, "[CloudConfig]\n");
     EXPECT_EQ(-1, CloudConfig::InitCloudCfgFile(registry_.c_str(), nullptr));
     EXPECT_EQ(0, InifileFlushAll());
-    EXPECT_EQ("[CloudConfig]\n", vextest::readFile(registry_)) << "no default was planted";
-    log_.clear();
+    EXPECT_EQ("[CloudConfig]\n", readFile(registry_)) << "no default was planted";
+    log.clear();
     EXPECT_EQ(-1, CloudConfig::UpdateEnabled(enabled));
     EXPECT_FALSE(CloudConfig::is_cloud_direct_enabled());
-    EXPECT_THAT(log_.lines(), ElementsAre("4 UpdateEnabled: Failed to get config file"));
+    EXPECT_THAT(log.lines(), ElementsAre("4 UpdateEnabled: Failed to get config file"));
 }
 
 }  // namespace

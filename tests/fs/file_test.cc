@@ -1,63 +1,51 @@
 #include <zlib.h>
 
-#include <vex/file.h>
-
 #include "base/adler32.h"
 #include "support/test.h"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using vextest::FaultScope;
+using FileTest = FolderTest;
 
-TEST(FileCompare, TellsEqualDifferentAndUnreadable) {
-    vextest::TempDir dir;
+TEST_F(FileTest, CompareTellsEqualDifferentAndUnreadable) {
     const std::string a = dir / "a", b = dir / "b", text(70000, 'x');
-    vextest::writeFile(a, text);
+    writeFile(a, text);
     for (const size_t at : {size_t{0}, size_t{32767}, size_t{32768}, size_t{69999}, size_t{70000}}) {
         std::string other = text;
         if (at < text.size()) other[at] = 'y';
-        vextest::writeFile(b, other);
+        writeFile(b, other);
         EXPECT_EQ(at < text.size() ? 1 : 0, FileCompare(a.c_str(), b.c_str()));
     }
-    const int descriptors = vextest::openDescriptors();
-    EXPECT_EQ(2u + 4u + 2u * 5u, vextest::forEachFault({"open", "fstat", "read"}, EIO, [&](const FaultScope &scope) {
-        vextest::LogCapture log;
+    const int descriptors = openDescriptors();
+    EXPECT_EQ(2u + 4u + 2u * 5u, forEachFault({"open", "fstat", "read"}, EIO, [&](const FaultScope &scope) {
         const int result = FileCompare(a.c_str(), b.c_str());
         EXPECT_EQ(scope.fired() ? -1 : 0, result) << scope.faultedCall();
     }));
-    EXPECT_EQ(descriptors, vextest::openDescriptors());
-    vextest::writeFile(b, text + "x");
+    EXPECT_EQ(descriptors, openDescriptors());
+    writeFile(b, text + "x");
     EXPECT_EQ(1, FileCompare(a.c_str(), b.c_str()));
 }
 
-TEST(Loaders, ReadTheWholeFileOrReportOnce) {
-    vextest::TempDir dir;
-    const std::string path = dir / "file";
-    vextest::writeFile(path, std::string("a\0b", 3));
-    (void)vextest::forEachFault({"open", "lseek", "read", "malloc"}, EIO, [&](const FaultScope &scope) {
-        vextest::LogCapture log;
-        char *const text = FileToText(path.c_str());
-        vextest::FaultPause pause;
+TEST_F(FileTest, LoadersReadTheWholeFileOrReportOnce) {
+    writeFile(path, std::string("a\0b", 3));
+    (void)forEachFault({"open", "lseek", "read", "malloc"}, EIO, [&](const FaultScope &scope) {
+        log.clear();
+        const std::unique_ptr<char, decltype(&free)> text(FileToText(path.c_str()), free);
+        FaultPause pause;
         EXPECT_EQ(scope.fired(), text == nullptr) << scope.faultedCall();
         EXPECT_EQ(scope.fired(), !log.lines().empty());
-        if (text != nullptr) { EXPECT_EQ(std::string("a\0b\0", 4), std::string(text, 4)); }
-        free(text);
+        if (text != nullptr) { EXPECT_EQ(std::string("a\0b\0", 4), std::string(text.get(), 4)); }
     });
-    vextest::LogCapture log;
     size_t size = 0;
     free(FileToBuffer(path.c_str(), &size));
-    EXPECT_EQ(3u, size);
     char buffer[3];
-    EXPECT_EQ(3, FileLoadToBuffer(path.c_str(), buffer, 3));
-    EXPECT_THAT(log.lines(), IsEmpty());
-    EXPECT_FAILS(ENOBUFS, -1, FileLoadToBuffer(path.c_str(), buffer, 2));
-    EXPECT_THAT(log.lines(), ElementsAre("105 __doLoad: buffer too small"));
+    EXPECT_EQ(3 + 3, FileLoadToBuffer(path.c_str(), buffer, 3) + static_cast<ssize_t>(size));
+    expectFailures(
+        {{"105 __doLoad: buffer too small", ENOBUFS, -1, [&] { return FileLoadToBuffer(path.c_str(), buffer, 2); }}});
 }
 
 TEST(Adler32, AgreesWithZlibForEveryLengthAndContinues) {
-    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
     std::string data(20000, '\xff');  // the largest sums
     const auto *bytes = reinterpret_cast<const Bytef *>(data.data());
     for (unsigned size = 0; size <= data.size(); size += size < 70 ? 1U : static_cast<unsigned>(1 + random() % 700)) {
@@ -68,60 +56,51 @@ TEST(Adler32, AgreesWithZlibForEveryLengthAndContinues) {
     }
 }
 
-TEST(ChecksumOfFile, CoversTheWholeFileOrThePartBehindAPositiveOffset) {
-    vextest::TempDir dir;
-    const std::string path = dir / "file";
-    vextest::writeFile(path, "abcdef");
-    vextest::LogCapture log;
+TEST_F(FileTest, ChecksumsCoverTheWholeFileOrThePartBehindAPositiveOffset) {
+    writeFile(path, "abcdef");
     const auto sum = [](const char *text) { return vex::adler32(vex::kAdler32Start, text, strlen(text)); };
     EXPECT_EQ(sum("abcdef"), CRCFromFile(path.c_str()));
     EXPECT_EQ(sum("cdef"), CRCFromPartFile(path.c_str(), 2, SEEK_SET));
     EXPECT_EQ(sum("abcdef"), CRCFromPartFile(path.c_str(), -2, SEEK_END));
     EXPECT_EQ(1u, CRCFromFile("/dev/null"));
-    EXPECT_THAT(log.lines(), IsEmpty());
-    EXPECT_EQ(0u, CRCFromFile("/absent"));
-    EXPECT_EQ(0u, CRCFromPartFile(path.c_str(), 1, 99));
-    EXPECT_EQ(0u, CRCFromFile(dir.path().c_str()));
-    EXPECT_THAT(log.lines(), ElementsAre("2 CRCFromFile: failed to open file: No such file or directory",
-                                 "22 CRCFromPartFile: failed to seek file: Invalid argument",
-                                 "21 CRCFromFile: failed to read file: Is a directory"));
+    EXPECT_EQ("", log.text());
+    expectFailures({
+        {"2 CRCFromFile: failed to open file: No such file or directory", ENOENT, 0,
+            [] { return CRCFromFile("/absent"); }},
+        {"22 CRCFromPartFile: failed to seek file: Invalid argument", EINVAL, 0,
+            [&] { return CRCFromPartFile(path.c_str(), 1, 99); }},
+        {"21 CRCFromFile: failed to read file: Is a directory", EISDIR, 0,
+            [&] { return CRCFromFile(dir.path().c_str()); }},
+    });
 }
 
-TEST(FileTemp, CountsUpToNinetyNineAndThenGivesUpLooking) {
-    vextest::TempDir dir;
+TEST_F(FileTest, TempCountsUpToNinetyNineAndThenGivesUpLooking) {
     std::string first = FileTemp(dir.path().c_str()), name = first;
     for (int taken = 0; taken < 102 && FileTemp(dir.path().c_str()) == name; ++taken) {
-        vextest::writeFile(name, "");
+        writeFile(name, "");
         const std::string next = FileTemp(dir.path().c_str());
         if (next.compare(0, first.size() - 4, first, 0, first.size() - 4) != 0) break;  // the second has changed
         const int counter = std::min(taken, 99);
         EXPECT_EQ(first.substr(0, first.size() - 4) + std::to_string(counter) + ".tmp", next);
         name = next;
     }
-    EXPECT_EQ(0u, std::string(FileTemp(nullptr)).find("/tmp/"));
-    char *const working = getcwd(nullptr, 0);
-    EXPECT_EQ(0u, std::string(FileTemp("/absent")).find(working));
-    free(working);
+    EXPECT_THAT(FileTemp(nullptr), StartsWith("/tmp/"));
+    EXPECT_THAT(FileTemp("/absent"), StartsWith(std::filesystem::current_path().string()));
     std::string longest = dir.path();
     while (longest.size() < 4090) longest += "/.";
     EXPECT_FAILS(ENOBUFS, nullptr, FileTemp(longest.c_str()));
 }
 
-TEST(FileStatus, SizesAndModesPrintAsPeopleKnowThem) {
-    vextest::TempDir dir;
-    vextest::LogCapture log;
-    const std::string path = dir / "file";
-    vextest::writeFile(path, "abc");
-    EXPECT_EQ(3, FileSizeGet(path.c_str()));
-    EXPECT_EQ(0, truncate(path.c_str(), 2000000000));
-    EXPECT_EQ(0, is_big(path.c_str()));
-    EXPECT_EQ(0, truncate(path.c_str(), 2000000001));
-    EXPECT_EQ(1, is_big(path.c_str()));
-    EXPECT_EQ(-1, is_big("/absent"));
-    EXPECT_EQ(-1, FileSizeGet("/absent"));
-    EXPECT_THAT(log.lines(),
-        ElementsAre("2 is_big: could not access path /absent", "2 FileSizeGet: could not stat path /absent"));
-    for (const auto &row : vextest::table(2,
+TEST_F(FileTest, SizesAndModesPrintAsPeopleKnowThem) {
+    writeFile(path, "");
+    for (const int64_t size : {3, 2000000000, 2000000001}) {
+        std::filesystem::resize_file(path, static_cast<uintmax_t>(size));
+        EXPECT_EQ(size, FileSizeGet(path.c_str()));
+        EXPECT_EQ(size > 2000000000 ? 1 : 0, is_big(path.c_str()));
+    }
+    expectFailures({{"2 is_big: could not access path /absent", ENOENT, -1, [] { return is_big("/absent"); }},
+        {"2 FileSizeGet: could not stat path /absent", ENOENT, -1, [] { return FileSizeGet("/absent"); }}});
+    for (const auto &row : table(2,
              "100644|-rw-r--r--|040755|drwxr-xr-x|0120777|lrwxrwxrwx|010600|prw-------|"
              "020620|crw--w----|060660|brw-rw----|0140000|s---------|0|?---------|"
              "104755|-rwsr-xr-x|106654|-rwSr-sr--|041777|drwxrwxrwt|041776|drwxrwxrwT|"))

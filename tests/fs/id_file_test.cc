@@ -1,33 +1,27 @@
-#include <vex/id_file.h>
-
 #include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using vextest::FaultScope;
-
 // 0x0102030405060708 and the Adler-32 of its bytes in memory, made by hand
 const std::string kSample("\x08\x07\x06\x05\x04\x03\x02\x01\x25\x00\xd4\x00", 12);
 constexpr uint64_t kSampleValue = 0x0102030405060708;
 
-TEST(IdFile, ReadsBothLengthsAndNamesWhatIsCorrupt) {
-    vextest::TempDir dir;
-    const std::string path = dir / "id";
+using IdFile = FolderTest;
+
+TEST_F(IdFile, ReadsBothLengthsAndNamesWhatIsCorrupt) {
     for (const auto &row :
-        vextest::table(3,
+        table(3,
             "12||0|8||0|10||0|7|61 ReadId: Could not read seq from file #: No data available|0|"
             "0|61 ReadId: Could not read seq from file #: No data available|0|"
             "12|34 ReadId: Invalid CRC value 13893670 in file #. The file is corrupt.|1|"
             "8|34 ReadId: Invalid reserved seq value 72623859790382856 in file #. The file is corrupt. Minimum allowed "
             "values is 72623859790382857.|2|")) {
         SCOPED_TRACE(row[0] + row[1]);
-        vextest::LogCapture log;
+        log.clear();
         std::string content = kSample.substr(0, std::stoul(row[0])), line = row[1];
         if (row[2] == "1") content[8] = static_cast<char>(content[8] + 1);
-        vextest::writeFile(path, content);
+        writeFile(path, content);
         uint64_t value = 5;
         const vex::UniqueFd fd(OpenId(path.c_str(), "seq", &value, kSampleValue + (row[2] == "2")));
         EXPECT_EQ(line.empty(), static_cast<bool>(fd));
@@ -36,45 +30,40 @@ TEST(IdFile, ReadsBothLengthsAndNamesWhatIsCorrupt) {
         EXPECT_EQ(line, log.text());
         if (!line.empty()) { EXPECT_EQ(std::stoi(line), errno); }
     }
-    vextest::LogCapture log;
     uint64_t value;
-    EXPECT_EQ(-1, OpenId("/absent/id", "seq", &value, 0));
-    EXPECT_FAILS(EBADF, -1, ReadId("id", "seq", &value, -1, 0));
-    EXPECT_THAT(log.lines(), ElementsAre("2 OpenId: Could not open /absent/id to read the current seq.",
-                                 "9 ReadId: Can not read seq from file id: Bad file descriptor"));
+    expectFailures({{"2 OpenId: Could not open /absent/id to read the current seq.", ENOENT, -1,
+                        [&] { return OpenId("/absent/id", "seq", &value, 0); }},
+        {"9 ReadId: Can not read seq from file id: Bad file descriptor", EBADF, -1,
+            [&] { return ReadId("id", "seq", &value, -1, 0); }}});
 }
 
-TEST(IdFile, IsStoredOrTheFailureIsReported) {
-    vextest::TempDir dir;
-    const std::string path = dir / "id";
-    const int descriptors = vextest::openDescriptors();
+TEST_F(IdFile, IsStoredOrTheFailureIsReported) {
+    const int descriptors = openDescriptors();
     for (const char *calls : {"open", "write", "lseek", "fdatasync", "close"}) {
-        (void)vextest::forEachFault({calls}, EIO, [&](const FaultScope &scope) {
+        (void)forEachFault({calls}, EIO, [&](const FaultScope &scope) {
             SCOPED_TRACE(scope.faultedCall());
-            vextest::LogCapture log;
+            log.clear();
             const int result = WriteIdToPath(path.c_str(), "seq", kSampleValue);
-            vextest::FaultPause pause;
-            if (result == 0) EXPECT_EQ(kSample, vextest::readFile(path));
+            FaultPause pause;
+            if (result == 0) EXPECT_EQ(kSample, readFile(path));
             else EXPECT_EQ(EIO, log.entries().empty() ? 0 : log.entries()[0].code);
             // a write to a file that was just emptied cannot be made good by reading it anew
             EXPECT_EQ(scope.fired() ? -1 : 0, result);
         });
     }
-    EXPECT_EQ(descriptors, vextest::openDescriptors());
+    EXPECT_EQ(descriptors, openDescriptors());
 }
 
-TEST(WriteId, OpensAnewOnceAndTrustsNoSyncAfterAFailedOne) {
-    vextest::TempDir dir;
-    const std::string path = dir / "id";
-    vextest::writeFile(path, std::string(8, '\0'));
-    const int descriptors = vextest::openDescriptors();
-    for (const auto &row : vextest::table(4,
+TEST_F(IdFile, IsOpenedAnewOnceAndNoSyncIsTrustedAfterAFailedOne) {
+    writeFile(path, std::string(8, '\0'));
+    const int descriptors = openDescriptors();
+    for (const auto &row : table(4,
              "write|1|0|WriteId: Could not update seq in file # to 72623859790382856|"
              "lseek|1|0|WriteId: Could not seek to begin of file # to update seq to 72623859790382856|"
              "fdatasync|1|-1|Could not data sync file # when seq = 72623859790382856|"
              "fdatasync|2|-1|Could not data sync file # when seq = 72623859790382856|")) {
         SCOPED_TRACE(row[0] + row[1]);
-        vextest::LogCapture log;
+        log.clear();
         int fd = open(path.c_str(), O_RDWR);
         std::string line = "5 " + row[3] + " (Input/output error)";
         line.replace(line.find('#'), 1, path);
@@ -83,14 +72,12 @@ TEST(WriteId, OpensAnewOnceAndTrustsNoSyncAfterAFailedOne) {
             EXPECT_EQ(std::stoi(row[2]), WriteId(path.c_str(), "seq", kSampleValue, &fd));
         }
         EXPECT_EQ(line, log.lines().back());
-        EXPECT_EQ(kSample, vextest::readFile(path));
-        if (row[2] == "0") {
-            EXPECT_THAT(log.lines(VEX_LOG_INFO), ElementsAre("WriteId: reopen file " + path + " successfully."));
-        }
+        EXPECT_EQ(kSample, readFile(path));
+        const auto told = log.lines(VEX_LOG_INFO);
+        EXPECT_EQ(row[2] == "0" ? "WriteId: reopen file " + path + " successfully." : "", told.empty() ? "" : told[0]);
         (void)close(fd);
-        EXPECT_EQ(descriptors, vextest::openDescriptors());
+        EXPECT_EQ(descriptors, openDescriptors());
     }
-    vextest::LogCapture log;
     int closed = open(path.c_str(), O_RDWR), bad = -1;
     (void)close(closed);
     EXPECT_EQ(0, WriteId(path.c_str(), "seq", 7, &closed));  // the new file may well get the same number
@@ -99,27 +86,23 @@ TEST(WriteId, OpensAnewOnceAndTrustsNoSyncAfterAFailedOne) {
     EXPECT_EQ("9 WriteId: Can not update seq in file " + path + " to 7 (Bad file descriptor)", log.lines().back());
 }
 
-TEST(NextId, KeepsTheCallersDescriptorAndReadsBackEveryTenth) {
-    vextest::TempDir dir;
-    const std::string path = dir / "id";
+TEST_F(IdFile, NextKeepsTheCallersDescriptorAndReadsBackEveryTenth) {
     ASSERT_EQ(0, WriteIdToPath(path.c_str(), "seq", 7));
     const vex::UniqueFd fd(open(path.c_str(), O_RDWR));
-    const int descriptors = vextest::openDescriptors();
+    const int descriptors = openDescriptors();
     uint64_t value = 7;
-    vextest::LogCapture log;
     {
         FaultScope fault("write", 1, EIO);
         EXPECT_EQ(0, NextId(path.c_str(), "seq", &value, fd.get()));  // 8, after opening anew
-        EXPECT_EQ(descriptors, vextest::openDescriptors());
+        EXPECT_EQ(descriptors, openDescriptors());
     }
-    FaultScope reads(std::vector<std::string>{"read"}, 1, EIO);
-    EXPECT_EQ(0, NextId(path.c_str(), "seq", &value,
-                     fd.get()));  // 9 is not read back, through the same number
+    FaultScope reads("read", 1, EIO);
+    EXPECT_EQ(0, NextId(path.c_str(), "seq", &value, fd.get()));  // 9 is not read back, through the same number
     EXPECT_FALSE(reads.fired());
     EXPECT_EQ(-1, NextId(path.c_str(), "seq", &value, fd.get()));  // 10 is
     EXPECT_EQ(10u, value);
     {
-        vextest::FaultPause pause;
+        FaultPause pause;
         FaultScope fault("write", 1, EIO);
         fault.keepFailing();
         EXPECT_EQ(-1, NextId(path.c_str(), "seq", &value, fd.get()));

@@ -1,14 +1,10 @@
 #include <fts.h>
 
-#include <vex/dir.h>
-#include <vex/encoding.h>
-
 #include "support/test.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using vextest::LogCapture;
 using Lines = std::vector<std::string>;
 
 std::string narrow(const char *text) { return text; }
@@ -119,17 +115,17 @@ void plant(const std::string &root, std::mt19937 &random) {
         if (kind == 2) fs::create_symlink(i % 2 != 0 ? ".." : directories.back(), path);
         // a file in each directory: fts(3) cannot leave an empty link target
         if (kind > 2 && kind < 6) fs::create_directory(path), directories.push_back(path);
-        if (kind > 2) vextest::writeFile(kind < 6 ? path + "/f" : path, "");
+        if (kind > 2) writeFile(kind < 6 ? path + "/f" : path, "");
     }
     fs::create_directory(root + "/" + std::string(251, 'n') + "\xf0\x9f\x98\x80");
 }
 
 TEST(Walk, ReturnsWhatFtsReturnsUnderEveryOption) {
-    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
     const LogCapture log;
     const std::string start = fs::current_path();
     for (int tree = 0; tree < 3; ++tree) {
-        const vextest::TempDir dir;
+        const TempDir dir;
         fs::create_directory(dir / "t");
         fs::create_symlink("t", dir / "l");
         plant(dir / "t", random);
@@ -152,17 +148,17 @@ TEST(Walk, ReturnsWhatFtsReturnsUnderEveryOption) {
 }
 
 /// Directories d with a file and e, empty, under t; the test stands above it.
-class WalkFailures : public testing::Test {
+class WalkFailures : public Test {
 protected:
     WalkFailures() { fs::current_path(dir.path()), plantAnew(); }
     ~WalkFailures() override { fs::current_path(start); }
     void plantAnew() const {
         for (const auto &name : dir.list()) fs::remove_all(dir / name);
         for (const char *name : {"t/d", "t/e", "outside"}) fs::create_directories(dir / name);
-        for (const char *name : {"t/d/f", "outside/secret"}) vextest::writeFile(dir / name, "");
+        for (const char *name : {"t/d/f", "outside/secret"}) writeFile(dir / name, "");
     }
     const fs::path start = fs::current_path();
-    const vextest::TempDir dir;
+    const TempDir dir;
 };
 
 int marked;  // entries that the callbacks below hold
@@ -181,7 +177,7 @@ void unmark(Entry *entry) {
 template <typename Side>
 std::string visits(bool busy) {
     marked = 0, admitted = 0;
-    const int descriptors = vextest::openDescriptors();
+    const int descriptors = openDescriptors();
     auto *const walk = Side::open(Side::text("t").c_str(), DDS_PHYSICAL, byName<typename Side::Entry>, mark, unmark, 0);
     std::string seen = walk == nullptr ? "none " + std::to_string(errno) : "";
     while (auto *const entry = walk != nullptr ? Side::next(walk) : nullptr) {
@@ -191,14 +187,13 @@ std::string visits(bool busy) {
     }
     if (walk != nullptr) seen += std::to_string(errno) + ',' + (Side::next(walk) == nullptr ? "" : "?");
     if (walk != nullptr) seen += std::to_string(Side::close(walk));
-    EXPECT_TRUE(marked == 0 && descriptors == vextest::openDescriptors())
-        << marked << " marked entries were not released";
+    EXPECT_TRUE(marked == 0 && descriptors == openDescriptors()) << marked << " marked entries were not released";
     return seen;
 }
 
 TEST_F(WalkFailures, AreToldOnceAndEndTheWalkOnlyWhereItCannotGoOn) {
     // call, which, errno, log, visits; * is the form's letter, $ a walk that was stopped in a directory, # all of it
-    for (auto &row : vextest::table(5,
+    for (auto &row : table(5,
              "nothing|1|0||#|open|1|24||#|"
              "open|2|13|13 dirBuild: could not open directory|1 t,4 t,6 t,0,0|"
              "lstat|1|5|5 fastStat: stat failed for path: t|10 t,0,0|"
@@ -226,8 +221,7 @@ TEST_F(WalkFailures, AreToldOnceAndEndTheWalkOnlyWhereItCannotGoOn) {
             SCOPED_TRACE(row[0] + row[1] + form);
             const LogCapture log;
             vetoed = row[0] == "veto" ? std::stol(row[1]) : -1;
-            const vextest::FaultScope fault(
-                row[0].c_str(), static_cast<unsigned>(std::stoul(row[1])), std::stoi(row[2]));
+            const FaultScope fault(row[0].c_str(), static_cast<unsigned>(std::stoul(row[1])), std::stoi(row[2]));
             EXPECT_EQ(row[4], form == 'A' ? visits<Narrow>(false) : visits<Wide>(false));
             std::string expected = row[3];
             for (char &c : expected) c = c == '*' ? form : c;
@@ -242,7 +236,7 @@ TEST_F(WalkFailures, LeaveNothingBehindWhicheverCallFails) {
     fs::create_directory_symlink("../d", dir / "t/e/l");
     const LogCapture log;
     const Lines calls{"open", "fstat", "stat", "fstatat", "getdents64", "chdir", "fchdir", "malloc", "realloc"};
-    EXPECT_LT(60u, vextest::forEachFault(calls, EIO, [&](const vextest::FaultScope &) {
+    EXPECT_LT(60u, forEachFault(calls, EIO, [&](const FaultScope &) {
         const std::string seen = visits<Narrow>(true);
         EXPECT_TRUE(fs::current_path() == dir.path() || seen.ends_with("-1")) << seen;
         fs::current_path(dir.path());
@@ -258,7 +252,7 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
     const auto opened = [](const char *path, uint32_t options) {
         return [=] { return static_cast<long>(DirOpenA(path, options, nullptr, 0) != nullptr); };
     };
-    vextest::expectFailures({
+    expectFailures({
         {"2 DirOpenExA: invalid NULL parameter", ENOENT, 0, opened("", 0x800)},
         {"", ENOENT, 0, opened("missing", 0x800)},
         {"", ENOENT, 0, opened("dangling", DDS_PHYSICAL)},
@@ -276,7 +270,7 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
 
 TEST_F(WalkFailures, NobodyLeadsTheWalkOutOfItsTree) {
     const LogCapture log;
-    for (const auto &row : vextest::table(2,
+    for (const auto &row : table(2,
              "replaced|4d,6d,1e,6e,6t,end 0|known|8f,7d,1e,6e,6t,end 0|"
              "removed|4d,6d,1e,6e,6t,end 0|moved|8f,end 2|")) {
         SCOPED_TRACE(row[0]);
@@ -301,9 +295,9 @@ TEST_F(WalkFailures, AFailureInGetChildrenEndsTheWalkAtTheNextStep) {
     ASSERT_NE(nullptr, DirGetNextA(walk));
     ASSERT_NE(nullptr, DirGetChildrenA(walk, 0));
     EXPECT_LE(std::chrono::milliseconds(3 * 40), std::chrono::steady_clock::now() - begin) << "a delay for each status";
-    const vextest::FaultScope fault("getdents64", 1, EIO);
-    vextest::expectFailures({{"5 dirBuild: could not read directory", EIO, 1,
-                                 [&] { return DirGetChildrenA(walk, 0) == nullptr ? 1L : 0L; }},
+    const FaultScope fault("getdents64", 1, EIO);
+    expectFailures({{"5 dirBuild: could not read directory", EIO, 1,
+                        [&] { return DirGetChildrenA(walk, 0) == nullptr ? 1L : 0L; }},
         {"DirGetNextA: DDS_STOP 1, set dds_cur to NULL", EIO, 1,
             [&] { return DirGetNextA(walk) == nullptr ? 1L : 0L; }}});
     EXPECT_EQ(0, DirCloseA(walk));
@@ -331,7 +325,7 @@ void walkDeep(int depth, size_t length) {
 
 TEST(Walk, GoesDeeperThanPathsCan) {
     if (access("/dev/shm", W_OK) == 0) (void)setenv("TMPDIR", "/dev/shm", 1);  // a disk takes its time
-    const vextest::TempDir dir;
+    const TempDir dir;
     (void)unsetenv("TMPDIR");
     const std::string start = fs::current_path(), name(200, 'x');
     constexpr int kDepth = 10'000;

@@ -2,11 +2,8 @@
 // first uses matters.
 #include "support/test.h"
 
-using vextest::readFile;
-using vextest::runChild;
-
 TEST(LogContext, OtherThreadsTakeOverWhatTheFirstOneSetUp) {
-    vextest::TempDir dir;
+    TempDir dir;
     const std::string path = dir / "a.log";
     const auto child = runChild([&] {
         vexLogSet(path.c_str(), 0xff | VEX_LOG_SILENT, 0);
@@ -24,7 +21,7 @@ TEST(LogContext, OtherThreadsTakeOverWhatTheFirstOneSetUp) {
         vexLogGetFlags(&closed, nullptr);
         vexLogDestroy();
         vexLogGetFlags(&destroyed, nullptr);
-        _exit(closed == 0 && destroyed == 135 && !testing::Test::HasFailure() ? 0 : 1);
+        _exit(closed == 0 && destroyed == 135 && !Test::HasFailure() ? 0 : 1);
     });
     EXPECT_EQ(0, child.exit_status) << child.out;
     EXPECT_EQ("INFO: worker\nINFO: first\n", readFile(path));
@@ -46,18 +43,17 @@ TEST(LogContext, AWorkerLogsIntoItsCreatorsContext) {
 TEST(LogContext, WithoutMemoryTheDefaultContextServes) {
     const auto child = runChild([] {
         std::thread([] {
-            vextest::FaultScope fault("calloc", 1, ENOMEM);
+            FaultScope fault("calloc", 1, ENOMEM);
             ErrorA(5, "still said");
         }).join();
     });
-    EXPECT_THAT(
-        child.err, testing::MatchesRegex("ALERT: Could not establish a logging context: malloc failed for [0-9]+ "
-                                         "bytes \\(Cannot allocate memory\\). Using the default logging "
-                                         "context instead.\nError: 5: still said\n"));
+    EXPECT_THAT(child.err, MatchesRegex("ALERT: Could not establish a logging context: malloc failed for [0-9]+ "
+                                        "bytes \\(Cannot allocate memory\\). Using the default logging "
+                                        "context instead.\nError: 5: still said\n"));
 }
 
 TEST(LogContext, AChildLogsOnAfterFork) {
-    vextest::TempDir dir;
+    TempDir dir;
     const std::string path = dir / "a.log";
     const auto child = runChild([&] {
         vexLogSet(path.c_str(), 0xff | VEX_LOG_SILENT, 0);

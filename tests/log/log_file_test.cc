@@ -3,34 +3,27 @@
 
 #include <sstream>
 
-#include <vex/log_file.h>
-
 #include "base/unique_fd.h"
 #include "support/test.h"
 
-using testing::HasSubstr;
-using testing::MatchesRegex;
 using vex::util::BadPathException;
 using vex::util::LogBuffer;
 using vex::util::LogFile;
 using vex::util::LogManager;
-using vextest::FaultScope;
-using vextest::readFile;
-using vextest::TempDir;
 
 namespace {
+
+using LogFileTest = FolderTest;
 
 bool put(LogFile &file, const std::string &line, size_t max = 0) { return file.write(line.data(), line.size(), max); }
 
 }  // namespace
 
-TEST(LogFile, EightThreadsLoseAndTearNoLineWhileFilesRotate) {
-    TempDir dir;
-    const std::string path = dir / "t.log";
+TEST_F(LogFileTest, EightThreadsLoseAndTearNoLineWhileFilesRotate) {
     constexpr int kThreads = 8, kLines = 2000;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([&path, t] {
+        threads.emplace_back([this, t] {
             for (size_t i = 0; i < kLines; ++i)
                 put(*LogManager::instance().get(path),
                     std::to_string(t) + "-" + std::to_string(i) + std::string(i % 90, '.') + "\n", 200000);
@@ -41,7 +34,7 @@ TEST(LogFile, EightThreadsLoseAndTearNoLineWhileFilesRotate) {
     const auto names = dir.list();
     EXPECT_GT(names.size(), 2u);
     for (const auto &name : names) {
-        EXPECT_THAT(name, MatchesRegex("t\\.log(\\.[0-9]{14}(\\.[0-9]+)?)?"));
+        EXPECT_THAT(name, MatchesRegex("file(\\.[0-9]{14}(\\.[0-9]+)?)?"));
         std::istringstream in(readFile(dir / name));
         for (std::string line; std::getline(in, line);)
             EXPECT_TRUE(seen.insert(line.substr(0, line.find('.'))).second) << line;
@@ -49,14 +42,14 @@ TEST(LogFile, EightThreadsLoseAndTearNoLineWhileFilesRotate) {
     EXPECT_EQ(static_cast<size_t>(kThreads * kLines), seen.size());
 }
 
-TEST(LogFile, RotatesWhenTheSizeIsReachedAndNeverOverwrites) {
+TEST_F(LogFileTest, RotatesWhenTheSizeIsReachedAndNeverOverwrites) {
     for (const bool network : {false, true}) {  // whose file systems do not know renames that never replace
         FaultScope unknown("renameat2", 1, EINVAL);
         if (network) unknown.keepFailing();
-        TempDir dir;
-        vextest::writeFile(dir / "t.log", "12345678\n");  // what is there already counts
+        for (const auto &name : dir.list()) std::filesystem::remove(dir / name);
+        writeFile(path, "12345678\n");  // what is there already counts
         LogFile file;
-        file.setPath(dir / "t.log");
+        file.setPath(path);
         for (int i = 0; i < 4; ++i) EXPECT_TRUE(put(file, "line " + std::to_string(i) + "...\n", 10));
         EXPECT_EQ(4u, dir.list().size());
         std::string all;
@@ -66,26 +59,24 @@ TEST(LogFile, RotatesWhenTheSizeIsReachedAndNeverOverwrites) {
     }
 }
 
-TEST(LogFile, FollowsItsPathWhenTheFileIsMovedOrRemoved) {
-    TempDir dir;
+TEST_F(LogFileTest, FollowsItsPathWhenTheFileIsMovedOrRemoved) {
     LogFile file;
-    file.setPath(dir / "d/t.log");
+    file.setPath(dir / "d/file");
     EXPECT_TRUE(put(file, "one\n"));
-    ASSERT_EQ(0, rename((dir / "d/t.log").c_str(), (dir / "d/old").c_str()));
+    ASSERT_EQ(0, rename((dir / "d/file").c_str(), (dir / "d/old").c_str()));
     EXPECT_TRUE(put(file, "two\n"));
-    ASSERT_EQ(0, unlink((dir / "d/t.log").c_str()));
+    ASSERT_EQ(0, unlink((dir / "d/file").c_str()));
     EXPECT_TRUE(put(file, "three\n"));
     file.setPath(dir / "other.log");
     EXPECT_TRUE(put(file, "four\n"));
     EXPECT_EQ("one\n", readFile(dir / "d/old"));
-    EXPECT_EQ("three\nLogFile: Changing path to " + (dir / "other.log") + "\n", readFile(dir / "d/t.log"));
+    EXPECT_EQ("three\nLogFile: Changing path to " + (dir / "other.log") + "\n", readFile(dir / "d/file"));
     EXPECT_EQ("four\n", readFile(dir / "other.log"));
 }
 
-TEST(LogFile, KeepsLinesWhileItCannotBeWrittenAndReportsOnce) {
-    TempDir dir;
+TEST_F(LogFileTest, KeepsLinesWhileItCannotBeWrittenAndReportsOnce) {
     LogFile file;
-    file.setPath(dir / "t.log");
+    file.setPath(path);
     testing::internal::CaptureStderr();
     {
         FaultScope fault("open", 1, EMFILE);
@@ -100,16 +91,15 @@ TEST(LogFile, KeepsLinesWhileItCannotBeWrittenAndReportsOnce) {
     }
     file.flush();
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-        MatchesRegex("A thread \\(id=[0-9]+\\) encountered an error while attempting to write to file .*t.log: Too "
-                     "many open files\nA thread .*t.log: No space left on device\n"));
-    EXPECT_EQ("one\ntwo\nthree\nfour\n", readFile(dir / "t.log"));
+        MatchesRegex("A thread \\(id=[0-9]+\\) encountered an error while attempting to write to file .*file: Too "
+                     "many open files\nA thread .*file: No space left on device\n"));
+    EXPECT_EQ("one\ntwo\nthree\nfour\n", readFile(path));
 }
 
-TEST(LogFile, NamesTheDirectoryThatCannotBeCreated) {
-    TempDir dir;
-    vextest::writeFile(dir / "file", "");
+TEST_F(LogFileTest, NamesTheDirectoryThatCannotBeCreated) {
+    writeFile(path, "");
     try {
-        LogFile().setPath(dir / "file/sub/t.log");
+        LogFile().setPath(dir / "file/sub/file");
         FAIL() << "no exception";
     } catch (const BadPathException &e) {
         EXPECT_EQ("A thread (id=" + std::to_string(pthread_self()) +
@@ -118,8 +108,7 @@ TEST(LogFile, NamesTheDirectoryThatCannotBeCreated) {
     }
 }
 
-TEST(LogBuffer, DropsTheOldestLinesAndGoesOnWhereTheDiskFilledUp) {
-    TempDir dir;
+TEST_F(LogFileTest, BufferDropsTheOldestLinesAndGoesOnWhereTheDiskFilledUp) {
     LogBuffer buffer;
     EXPECT_FALSE(buffer.append(std::string(70000, 'x').data(), 70000));
     const std::string line = std::string(1023, 'y') + "\n";
@@ -138,19 +127,17 @@ TEST(LogBuffer, DropsTheOldestLinesAndGoesOnWhereTheDiskFilledUp) {
     EXPECT_TRUE(text == readFile(dir / "out"));
 }
 
-TEST(LogManager, ForgetsFilesThatAreIdleAndPrunesOldRotations) {
-    TempDir dir;
-    const std::string path = dir / "t.log";
+TEST_F(LogFileTest, ManagerForgetsFilesThatAreIdleAndPrunesOldRotations) {
     (void)LogManager::instance().get(path)->write("x\n", 2);
     EXPECT_EQ(0u, LogManager::instance().cleanUpStaleFiles(3600));
     EXPECT_GE(LogManager::instance().cleanUpStaleFiles(0), 1u);
 
     const utimbuf old{1000000, 1000000};
-    for (const char *name : {"t.log.20200101000000", "t.log.20200101000000.2", "t.log.2020", "t.logx.20200101000000"}) {
-        vextest::writeFile(dir / name, "");
+    for (const char *name : {"file.20200101000000", "file.20200101000000.2", "file.2020", "filex.20200101000000"}) {
+        writeFile(dir / name, "");
         utime((dir / name).c_str(), &old);
     }
-    vextest::writeFile(dir / "t.log.20300101000000", "");
+    writeFile(dir / "file.20300101000000", "");
     EXPECT_EQ(0, logFilePruneA(path.c_str(), 0));
     EXPECT_EQ(0, logFilePruneA(path.c_str(), INT_MAX)) << "more nanoseconds than 64 bits hold";
     EXPECT_EQ(2, logFilePruneA(path.c_str(), 7));

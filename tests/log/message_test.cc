@@ -3,11 +3,6 @@
 
 #include "support/test.h"
 
-using testing::MatchesRegex;
-using vextest::LogCapture;
-using vextest::readFile;
-using vextest::TempDir;
-
 namespace {
 
 /// Sends this process's log into a file of its own and takes it back.
@@ -47,7 +42,7 @@ TEST(LogMessage, PrefixFollowsLevelAndCode) {
         {-7, VEX_LOG_CRIT, "CRIT: 93: x\n"}, {5, VEX_LOG_WARN, "WARNING: 105: x\n"}, {-1, VEX_LOG_INFO, "INFO: x\n"},
         {0, VEX_LOG_AUTH, "AUTH: x\n"}, {3, VEX_LOG_NOTICE, "NOTICE: 103: x\n"}, {-1, VEX_LOG_TRACE, "TRACE: x\n"},
         {1, VEX_LOG_BUG, "BUG: 101: x\n"}, {-1, 3, "INFO: x\n"}, {-1, 0, "INFO: x\n"}};
-    FileLog log(0xff, nullptr);
+    FileLog log(0xff);
     vexLogSetBaseCode(100);
     std::string expected;
     for (const auto &row : kRows) {
@@ -59,7 +54,7 @@ TEST(LogMessage, PrefixFollowsLevelAndCode) {
 }
 
 TEST(LogMessage, EndsInANewlineAndIsCutTo2046Characters) {
-    FileLog log(0xff, nullptr);
+    FileLog log(0xff);
     InfoA(-1, "one\n");
     InfoA(-1, "two\n\n");
     InfoA(-1, "%s", "");

@@ -44,8 +44,8 @@ TEST(Syslog, SendsLevelsOfTheMaskWithTheirPriorities) {
     vexSyslog(7, LOG_INFO, "no code");
     vexSyslog(-1, LOG_EMERG, "none");
     vexSyslog(1, 9, "word");
-    EXPECT_THAT(sent, testing::ElementsAre("3 ERR: 5: disk\n", "1 BUG: bug\n", "4 WARNING: 7: direct",
-                          "6 INFO: no code", "0 EMERG: none", "9 : 1: word"));
+    EXPECT_THAT(sent, ElementsAre("3 ERR: 5: disk\n", "1 BUG: bug\n", "4 WARNING: 7: direct", "6 INFO: no code",
+                          "0 EMERG: none", "9 : 1: word"));
     closed = 0;
     config.Reset();
     EXPECT_EQ(1, closed);

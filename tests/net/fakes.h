@@ -1,19 +1,13 @@
-// A resolver, a clock and waits that do as the test says, and peers on loopback. For one file of the program.
+// A resolver, a clock and waits that do as the test says. For one file of the program.
 #ifndef VEXTEST_NET_FAKES_H
 #define VEXTEST_NET_FAKES_H
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <deque>
 #include <functional>
-#include <thread>
 
 #include <vex/net.h>
 
@@ -90,46 +84,6 @@ return 0;
 }
 REAL_OR_FAKE(uint64_t, gethrtime, (), ())
 return real() + static_cast<uint64_t>(fakes->clock * 1e6);
-}
-
-/// The port of a socket's own end.
-inline unsigned portOf(int socket) {
-    sockaddr_in6 address{};  // the port stands at the same place in both families
-    socklen_t size = sizeof address;
-    getsockname(socket, reinterpret_cast<sockaddr *>(&address), &size);
-    return ntohs(address.sin6_port);
-}
-
-/// Serves one connection after the other on loopback by the script, in a thread.
-struct Peer {
-    explicit Peer(const std::function<void(int socket)> &script) {
-        if (NetBindAndListen("127.0.0.1", 0, nullptr, &listener) != 0) abort();
-        port = std::to_string(portOf(listener));
-        thread = std::thread([this, script] {
-            for (int socket; (socket = accept(listener, nullptr, nullptr)) >= 0; close(socket)) script(socket);
-        });
-    }
-    ~Peer() {
-        shutdown(listener, SHUT_RDWR);
-        thread.join();
-        close(listener);
-    }
-    int listener = -1;
-    std::string port;
-    std::thread thread;
-};
-
-/// Runs the body in a thread with namespaces of its own: CLONE_NEWNS with an empty /usr, or another. False where the
-/// machine does not allow that.
-inline bool inNamespace(int flags, const std::function<void()> &body) {
-    bool allowed = false;
-    std::thread([&] {
-        allowed = unshare(flags) == 0 &&
-                  ((flags & CLONE_NEWNS) == 0 || (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                                                     mount("none", "/usr", "tmpfs", 0, nullptr) == 0));
-        if (allowed) body();
-    }).join();
-    return allowed;
 }
 
 }  // namespace vextest

@@ -1,19 +1,9 @@
+#include <arpa/inet.h>
 #include <netinet/tcp.h>
 
-#include <vex/file.h>
-#include <vex/frame.h>
-#include <vex/interface.h>
-#include <vex/iprange.h>
-#include <vex/process.h>
-
 #include "net/fakes.h"
+#include "support/peer.h"
 #include "support/test.h"
-
-using testing::ElementsAre;
-using testing::HasSubstr;
-using vextest::Fakes;
-using vextest::LogCapture;
-using vextest::Peer;
 
 namespace {
 
@@ -30,10 +20,6 @@ struct List {
     }
     addrinfo *head = nullptr;
 };
-
-std::string closedPort() {
-    return Peer([](int) {}).port;
-}
 
 std::string run(const std::string &command) {
     const char *const argv[] = {"/bin/sh", "-c", command.c_str(), nullptr};
@@ -88,7 +74,7 @@ TEST(Resolve, GivesDeepCopiesAndLosesNothingWithoutMemory) {
     ASSERT_EQ(0, zq_getaddrinfo("::1", "80", &hints, &list.head));
     EXPECT_EQ(0, memcmp(&before, &hints, sizeof hints));
     ASSERT_EQ(0, zq_getaddrinfo4relay("host", "1", "relay", "2", &relay.head));
-    EXPECT_EQ(5u, vextest::forEachFault({"malloc", "calloc", "strdup"}, ENOMEM, [&](const vextest::FaultScope &fault) {
+    EXPECT_EQ(5u, forEachFault({"malloc", "calloc", "strdup"}, ENOMEM, [&](const FaultScope &fault) {
         LogCapture log;
         List a, b;
         const bool good = zq_copyaddrinfo(list.head, &a.head) == 0 && zq_copyaddrinfo(relay.head, &b.head) == 0;
@@ -114,7 +100,7 @@ TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
         {std::string(2 << 20, 'x') + "\n" + host + "r\n" + port + "1\n", "", ""},
         {host + "r1\n" + port + "1080\n", "r1 1080", ""},
     };
-    const bool allowed = vextest::inNamespace(CLONE_NEWNS, [&] {
+    const bool allowed = inNamespace(CLONE_NEWNS, [&] {
         Fakes fakes;
         fakes.clock = 1000;
         char found_host[256], found_port[256];
@@ -125,7 +111,7 @@ TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
         CreateTreeA("/usr/lumen/vaultkeep", 0);
         for (const auto &row : rows) {
             SCOPED_TRACE(row.content.substr(0, 60));
-            vextest::writeFile(file, row.content);
+            writeFile(file, row.content);
             fakes.clock += 121;
             log.clear();
             const int result = ask(256);
@@ -164,7 +150,7 @@ TEST(Connect, ReachesTheFirstAddressThatAnswersFromTheLocalOneThatWasNamed) {
         for (ssize_t n; (n = recv(socket, block, sizeof block, 0)) > 0;)
             write_n_bytes(socket, block, static_cast<size_t>(n));
     });
-    const List list("127.0.0.1", closedPort()), second("127.0.0.1", peer.port);
+    const List list("127.0.0.1", freePort()), second("127.0.0.1", peer.port);
     ASSERT_EQ(0, zq_copyaddrinfo(second.head, &list.head->ai_next));
     NetConnectParams parameters{};
     parameters.options = NET_OPT_KEEPALIVE;
@@ -175,8 +161,8 @@ TEST(Connect, ReachesTheFirstAddressThatAnswersFromTheLocalOneThatWasNamed) {
         LogCapture log(LogCapture::kAll);
         const int fd = NetConnectByAddr(list.head, &parameters);
         const auto traces = log.lines(VEX_LOG_TRACE);
-        EXPECT_THAT(traces,
-            testing::Contains("NetConnectByAddr: Unable to connect to interface 127.0.0.1: Connection refused (111)"));
+        EXPECT_THAT(
+            traces, Contains("NetConnectByAddr: Unable to connect to interface 127.0.0.1: Connection refused (111)"));
         EXPECT_EQ(
             "NetConnectByAddr: Connected to remote interface 127.0.0.1 using local interface 127.0.0.9", traces.back());
         EXPECT_EQ(2u, log.lines(VEX_LOG_INFO).size());  // bound twice
@@ -200,20 +186,20 @@ TEST(Connect, ReachesTheFirstAddressThatAnswersFromTheLocalOneThatWasNamed) {
 }
 
 TEST(Connect, TellsOnceWhyItFailed) {
-    const std::string port = closedPort();
+    const std::string port = freePort();
     const List list("127.0.0.1", port);
     NetConnectParams fatal{}, local{};
     fatal.fatal = 1;
     local.local_interface = "192.0.2.1";
-    const int before = vextest::openDescriptors();
-    vextest::expectFailures({
+    const int before = openDescriptors();
+    expectFailures({
         {"111 NetConnectByAddr: Failed to connect to host: Connection refused (111)", ECONNREFUSED, -1,
             [&] { return NetConnectByAddr(list.head, nullptr); }},
         {"99 NetConnectByAddr: Could not bind to local 192.0.2.1: bind failed (Cannot assign requested address)\n"
          "99 NetConnectByAddr: Failed to connect to host: Cannot assign requested address (99)",
             EADDRNOTAVAIL, -1, [&] { return NetConnectByAddr(list.head, &local); }},
     });
-    EXPECT_EQ(before, vextest::openDescriptors());
+    EXPECT_EQ(before, openDescriptors());
     LogCapture log;
     EXPECT_EQ(-1, NetConnectByAddr(list.head, &fatal));
     char stored[2400];
@@ -250,7 +236,7 @@ TEST(Relay, IsTakenAtItsWordByteForByte) {
         rows.push_back({good.substr(0, n), std::string(what) + " failed!", ECONNRESET, 9});
     }
     for (const Row &row : rows) {
-        SCOPED_TRACE(testing::PrintToString(row.answer));
+        SCOPED_TRACE(PrintToString(row.answer));
         std::string asked(14, '\0');
         const Peer relay([&](int socket) {
             read_n_bytes(socket, asked.data(), 3);
@@ -288,7 +274,7 @@ TEST(Relay, ThatStallsOrLiesOrIsNotThereIsGivenUp) {
     {
         Fakes fakes;
         fakes.expired_polls = 1;
-        vextest::expectFailures({
+        expectFailures({
             {"110 NetConnectByAddr4Relay: method response: read failed!", ETIMEDOUT, -1,
                 [&] { return connect("d", "1", relay.port); }},
             {"22 NetConnectByAddr4Relay: Invalid destination  port 1", EINVAL, -1,
@@ -300,10 +286,9 @@ TEST(Relay, ThatStallsOrLiesOrIsNotThereIsGivenUp) {
         });
         EXPECT_THAT(fakes.polls, ElementsAre(120000));
     }
-    const std::string port = closedPort();
+    const std::string port = freePort();
     EXPECT_EQ(-1, connect("d", "1", port));
-    EXPECT_THAT(
-        log.text(), testing::MatchesRegex("111 NetConnectByAddr4Relay: error on connect socket [0-9]+, returns -1"));
+    EXPECT_THAT(log.text(), MatchesRegex("111 NetConnectByAddr4Relay: error on connect socket [0-9]+, returns -1"));
     if (access("/usr/bin/microsocks", X_OK) != 0) GTEST_SKIP() << "microsocks is not installed";
     const std::string child = run("microsocks -i 127.0.0.1 -p " + port + " >/dev/null 2>&1 & echo $!");
     for (int i = 0; i < 500 && log.lines().back().find("returns -1") != std::string::npos; ++i, usleep(10000))
@@ -320,13 +305,13 @@ TEST(Listen, ServesBothFamiliesByOneSocketAndNamesItsPeers) {
     Fakes fakes;
     NetSetDnsCache(true, 60);
     const auto meet = [&](const char *address, int levels) {
-        const List list(address, std::to_string(vextest::portOf(fd)));
+        const List list(address, std::to_string(portOf(fd)));
         const int mine = NetConnectByAddr(list.head, nullptr);
         LogCapture log(LogCapture::kAll);
         char host[64], ip[46];
         unsigned port = 0;
         const int theirs = NetAccept(fd, host, sizeof host, ip, sizeof ip, &port);
-        EXPECT_TRUE(vextest::portOf(mine) == port && fcntl(theirs, F_GETFD) == FD_CLOEXEC);
+        EXPECT_TRUE(portOf(mine) == port && fcntl(theirs, F_GETFD) == FD_CLOEXEC);
         close(mine), close(theirs);
         std::string lines;
         for (const auto &line : log.lines(levels)) lines += "|" + line.substr(line.find(' ') + 1);
@@ -342,8 +327,8 @@ TEST(Listen, ServesBothFamiliesByOneSocketAndNamesItsPeers) {
     fakes.clock += 62;
     fakes.seconds_per_answer = 6;
     EXPECT_THAT(meet("127.0.0.1", 0xff),
-        testing::MatchesRegex("127.0.0.1 second.2 items will be clear up..There might be DNS issue. It took 6.... "
-                              "seconds to resolve remote address .127.0.0.1, [0-9]+.. 1 times..Adding DNS.*"));
+        MatchesRegex("127.0.0.1 second.2 items will be clear up..There might be DNS issue. It took 6.... "
+                     "seconds to resolve remote address .127.0.0.1, [0-9]+.. 1 times..Adding DNS.*"));
     close(fd);
     sockaddr_storage local{};
     local.ss_family = AF_UNIX;
@@ -351,7 +336,7 @@ TEST(Listen, ServesBothFamiliesByOneSocketAndNamesItsPeers) {
     const auto name = [&] {
         return NetGetPeerName(reinterpret_cast<sockaddr *>(&local), sizeof local, host, sizeof host);
     };
-    vextest::expectFailures({
+    expectFailures({
         {"97 NetGetPeerName: get_ip_str. Failed to turn sockaddr to IP string. Turn off DNS Cache", EAFNOSUPPORT, -1,
             name},
         {"105 NetGetPeerName: buffer too small", ENOBUFS, -1,
@@ -400,7 +385,7 @@ TEST(Transfer, KeepsLinesAndSurvivesBrokenPeers) {
     EXPECT_TRUE(strncmp(text, "42\n\n0", 5) == 0 && text[4 + 1022] == '\n');
     close(ends[0]), close(sockets[0]);
     // SIGPIPE would end the test here
-    vextest::expectFailures({
+    expectFailures({
         {"32 NetSend: could not send on socket", EPIPE, -1, [&] { return NetSend(ends[1], "x"); }},
         {"32 NetSend: could not send on socket", EPIPE, -1, [&] { return NetSend(sockets[1], "x"); }},
         {"32 write_n_bytes: Error happened in send()", EPIPE, -1, [&] { return write_n_bytes(sockets[1], text, 9); }},
@@ -431,10 +416,10 @@ TEST(Select, WaitsLongerAndLongerAndTellsDataFromTheEnd) {
     char c;
     ASSERT_EQ(1, read(ends[0], &c, 1));
     const auto failing = [&](int err) {
-        const vextest::FaultScope fault("poll", 1, err);
+        const FaultScope fault("poll", 1, err);
         return NetSelect(ends[0], 9);
     };
-    vextest::expectFailures({
+    expectFailures({
         {"32 NetCheckForInput: invalid pipe", EPIPE, -1, [&] { return NetCheckForInput(ends[0]); }},
         {"9 NetSelect: invalid pipe", EBADF, -1, [] { return NetSelect(-1, 0); }},
         {"", EINTR, -1, [&] { return failing(EINTR); }},
@@ -445,7 +430,7 @@ TEST(Select, WaitsLongerAndLongerAndTellsDataFromTheEnd) {
 
 TEST(Interfaces, AndHostRoutesAreThoseOfTheKernel) {
     bool up = false;
-    vextest::inNamespace(CLONE_NEWNET, [&] {
+    inNamespace(CLONE_NEWNET, [&] {
         up = run("ip link add d0 type veth peer name d1 2>&1 && ip link set d1 up && ip link set lo up && "
                  "ip link set d0 address 02:00:00:00:00:07 up && ip addr add 10.7.0.1/24 brd + dev d0 && "
                  "ip addr add fd00::1/64 dev d0 nodad && echo up") == "up\n";

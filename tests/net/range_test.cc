@@ -1,13 +1,7 @@
 // Networks in texts, by both ways of reading them, against an oracle that counts in 32-bit numbers.
 #include <arpa/inet.h>
 
-#include <vex/interface.h>
-#include <vex/iprange.h>
-#include <vex/net.h>
-
 #include "support/test.h"
-
-using vextest::LogCapture;
 
 namespace {
 
@@ -111,7 +105,7 @@ TEST(IpRange, FailsWithItsOwnLineAndThenItsCallers) {
 }
 
 TEST(Ranges, AgreeWithAnOracleOnGeneratedTexts) {
-    std::mt19937 engine(static_cast<unsigned>(vextest::testSeed()));
+    std::mt19937 engine(static_cast<unsigned>(testSeed()));
     const auto random = [&] { return static_cast<uint32_t>(engine()); };
     for (int round = 0; round < 2000; ++round) {
         std::string text;

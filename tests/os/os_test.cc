@@ -1,6 +1,3 @@
-#include <vex/os.h>
-#include <vex/process.h>
-
 #include "support/test.h"
 
 namespace {
@@ -17,14 +14,13 @@ TEST(Os, SummaryHasOneLinePerFactAndReportsAFailedWrite) {
         EXPECT_NE('\n', line[15]) << line;
         names.emplace_back(line, strcspn(line, ":"));
     }
-    EXPECT_THAT(
-        names, testing::ElementsAre("System       ", "Release      ", "Machine      ", "Processors   ", "Memory       ",
-                   "Swap         ", "Uptime       ", "Open files   ", "Core size    ", "Locked memory"));
+    EXPECT_THAT(names, ElementsAre("System       ", "Release      ", "Machine      ", "Processors   ", "Memory       ",
+                           "Swap         ", "Uptime       ", "Open files   ", "Core size    ", "Locked memory"));
     free(text);
     out = fopen("/dev/full", "w");
-    vextest::LogCapture log;
+    LogCapture log;
     EXPECT_FAILS(ENOSPC, -1, OSTest(out));
-    EXPECT_THAT(log.lines(), testing::ElementsAre("28 OSTest: could not write: No space left on device"));
+    EXPECT_THAT(log.lines(), ElementsAre("28 OSTest: could not write: No space left on device"));
     fclose(out);
 }
 

@@ -7,24 +7,9 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <vex/inifile.h>
-#include <vex/process.h>
-
 #include "support/test.h"
 
 namespace {
-
-using testing::ElementsAre;
-
-/// Forks, runs @p body in the child and waits; the exit status, or 128 plus the signal.
-template <typename Body>
-int inChild(Body body) {
-    const pid_t child = fork();
-    if (child == 0) _exit(body());
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
 
 template <typename Condition>
 bool soon(Condition condition) {
@@ -62,14 +47,16 @@ private:
     int socket_;
 };
 
-TEST(Daemon, ItsStarterExitsAsItSaysAndOnlyOneRuns) {
-    vextest::TempDir dir;
-    const std::string pid_file = dir / "pid";
+using Daemon = FolderTest;
+using PidFile = FolderTest;
+using LockFile = FolderTest;
+using ServiceUser = FolderTest;
+
+TEST_F(Daemon, ItsStarterExitsAsItSaysAndOnlyOneRuns) {
     ServiceManager manager(dir / "notify");
     const auto start = [&](int status) {
         return inChild([&] {
-            vextest::LogCapture log;
-            if (VexDaemonStart(pid_file.c_str(), 0) != 0) _exit(99);  // the starter has its own
+            if (VexDaemonStart(path.c_str(), 0) != 0) _exit(99);  // the starter has its own
             char directory[8] = "";
             struct stat null {
             }, input{};
@@ -83,22 +70,21 @@ TEST(Daemon, ItsStarterExitsAsItSaysAndOnlyOneRuns) {
         });
     };
     ASSERT_EQ(0, start(0));
-    const pid_t daemon = holder(pid_file);
+    const pid_t daemon = holder(path);
     EXPECT_EQ("READY=1\nMAINPID=" + std::to_string(daemon) + "\n", manager.heard());
-    EXPECT_EQ(std::to_string(daemon) + "\n", vextest::readFile(pid_file));
+    EXPECT_EQ(std::to_string(daemon) + "\n", readFile(path));
     EXPECT_EQ(1, start(0)) << "one runs already";
     EXPECT_EQ("STATUS=start-up failed with status 1\n", manager.heard());
     kill(daemon, SIGKILL);
-    ASSERT_TRUE(soon([&] { return holder(pid_file) == 0; }));
-    EXPECT_EQ(0, access(pid_file.c_str(), F_OK)) << "left behind";
+    ASSERT_TRUE(soon([&] { return holder(path) == 0; }));
+    EXPECT_EQ(0, access(path.c_str(), F_OK)) << "left behind";
     ASSERT_EQ(0, start(0)) << "taken over";
-    kill(holder(pid_file), SIGTERM);
-    EXPECT_TRUE(soon([&] { return access(pid_file.c_str(), F_OK) != 0; })) << "removed by a clean stop";
+    kill(holder(path), SIGTERM);
+    EXPECT_TRUE(soon([&] { return access(path.c_str(), F_OK) != 0; })) << "removed by a clean stop";
     EXPECT_EQ(3, start(3)) << "it could not be brought up";
     EXPECT_EQ(255, start(256)) << "no success";
     EXPECT_EQ(128 + SIGKILL, inChild([&] {
         const pid_t starter = getpid();
-        vextest::LogCapture log;
         if (VexDaemonStart(nullptr, 0) != 0) _exit(99);
         kill(starter, SIGKILL);
         (void)soon([&] { return kill(starter, 0) != 0; });
@@ -113,10 +99,8 @@ TEST(Daemon, ItsStarterExitsAsItSaysAndOnlyOneRuns) {
     }));
 }
 
-TEST(PidFile, TheLockAndNotTheNumberTellsWhoLives) {
-    vextest::TempDir dir;
-    const std::string path = dir / "pid";
-    vextest::writeFile(path, "1\n");  // a living process, but not one that holds it
+TEST_F(PidFile, TheLockAndNotTheNumberTellsWhoLives) {
+    writeFile(path, "1\n");  // a living process, but not one that holds it
     pid_t pid = 7;
     EXPECT_EQ(0, VexPidFileRead((dir / "absent").c_str(), &pid));
     EXPECT_EQ(0, VexPidFileRead(path.c_str(), &pid));
@@ -124,50 +108,33 @@ TEST(PidFile, TheLockAndNotTheNumberTellsWhoLives) {
     int fd = VexPidFileCreate(path.c_str());
     ASSERT_LE(0, fd);
     EXPECT_EQ(getpid(), holder(path));
-    vextest::LogCapture log;
-    EXPECT_FAILS(EEXIST, -1, VexPidFileCreate(path.c_str()));
-    ASSERT_EQ(0, symlink("pid", (dir / "link").c_str()));
-    EXPECT_EQ(-1, VexPidFileCreate((dir / "link").c_str()));
-    EXPECT_THAT(log.lines(),
-        ElementsAre("17 VexPidFileCreate: already running with pid " + std::to_string(getpid()),
-            "40 VexPidFileCreate: could not open PID file " + (dir / "link") + ": Too many levels of symbolic links"));
+    const std::string link = dir / "link";
+    ASSERT_EQ(0, symlink("file", link.c_str()));
+    expectFailures({{"17 VexPidFileCreate: already running with pid " + std::to_string(getpid()), EEXIST, -1,
+                        [&] { return VexPidFileCreate(path.c_str()); }},
+        {"40 VexPidFileCreate: could not open PID file " + link + ": Too many levels of symbolic links", ELOOP, -1,
+            [&] { return VexPidFileCreate(link.c_str()); }}});
     ASSERT_EQ(0, rename(path.c_str(), (dir / "moved").c_str()));
-    vextest::writeFile(path, "another's");
+    writeFile(path, "another's");
     EXPECT_EQ(0, VexPidFileRemove(path.c_str(), fd));
-    EXPECT_EQ("another's", vextest::readFile(path));
+    EXPECT_EQ("another's", readFile(path));
 
-    // of many that start at once one wins
-    int winners = 0;
-    std::vector<pid_t> children;
-    for (int i = 0; i < 8; ++i) {
-        children.push_back(fork());
-        if (children.back() == 0) {
-            vextest::LogCapture quiet;
-            fd = VexPidFileCreate(path.c_str());
-            if (fd >= 0) std::this_thread::sleep_for(std::chrono::milliseconds(500));
-            _exit(fd >= 0 && VexPidFileRemove(path.c_str(), fd) == 0 ? 1 : 0);
-        }
-    }
-    for (const pid_t child : children) {
-        int status = 0;
-        waitpid(child, &status, 0);
-        winners += WEXITSTATUS(status);
-    }
-    EXPECT_EQ(1, winners);
+    const auto winners = inChildren(8, [&] {
+        const int won = VexPidFileCreate(path.c_str());
+        if (won >= 0) std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        return won >= 0 && VexPidFileRemove(path.c_str(), won) == 0 ? 1 : 0;
+    });
+    EXPECT_EQ(1, std::count(winners.begin(), winners.end(), 1)) << "of many that start at once";
 }
 
-TEST(LockFile, ExcludesThreadsAndProcessesAndWaitsAsLongAsAsked) {
-    vextest::TempDir dir;
-    const std::string path = dir / "lock";
+TEST_F(LockFile, ExcludesThreadsAndProcessesAndWaitsAsLongAsAsked) {
     int fd = VexLockFileAcquire(path.c_str(), 0);
     ASSERT_LE(0, fd);
-    vextest::LogCapture log;
-    EXPECT_EQ(-1, VexLockFileAcquire(path.c_str(), 0)) << "the same process";
-    EXPECT_EQ(EAGAIN, errno);
+    EXPECT_FAILS(EAGAIN, -1, VexLockFileAcquire(path.c_str(), 0));  // in the same process
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(EAGAIN, inChild([&] { return VexLockFileAcquire(path.c_str(), 1) < 0 ? errno : 0; }));
     EXPECT_LE(1.0, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-    EXPECT_THAT(log.lines(), ElementsAre());
+    EXPECT_EQ("", log.text());
     int waited = -1;
     std::thread waiter([&] { waited = VexLockFileAcquire(path.c_str(), -1); });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -175,21 +142,18 @@ TEST(LockFile, ExcludesThreadsAndProcessesAndWaitsAsLongAsAsked) {
     waiter.join();
     EXPECT_LE(0, waited);
     EXPECT_EQ(0, VexLockFileRelease(waited));
-    EXPECT_FAILS(ENOENT, -1, VexLockFileAcquire((dir / "absent" + "/lock").c_str(), 0));
+    EXPECT_FAILS(ENOTDIR, -1, VexLockFileAcquire((path + "/lock").c_str(), 0));
 }
 
-TEST(ServiceUser, IsReadFromTheRegistryAndBecomeForGood) {
-    vextest::TempDir dir;
-    const std::string registry = dir / "registry";
-    setenv("ZQREGISTRY", registry.c_str(), 1);
+TEST_F(ServiceUser, IsReadFromTheRegistryAndBecomeForGood) {
+    setenv("ZQREGISTRY", path.c_str(), 1);
     char name[16] = "x";
     EXPECT_EQ(0, VexServiceUserGet(name, sizeof name));
     EXPECT_STREQ("", name);
     InifileReleaseAll();
-    vextest::writeFile(registry, "[Service]\nUser = nobody\n");
+    writeFile(path, "[Service]\nUser = nobody\n");
     EXPECT_EQ(0, VexServiceUserGet(name, sizeof name));
     EXPECT_STREQ("nobody", name);
-    vextest::LogCapture log;
     EXPECT_FAILS(ENOBUFS, -1, VexServiceUserGet(name, 6));
     unsetenv("ZQREGISTRY");
     InifileReleaseAll();
@@ -224,7 +188,7 @@ TEST(Spawn, RunsCapturesCutsAndKills) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(0, run("sleep 100 & echo left", 0)) << "what it leaves behind holds its output open";
     EXPECT_STREQ("left\n", output);
-    vextest::LogCapture log;
+    LogCapture log;
     EXPECT_FAILS(ETIMEDOUT, -1, run("sleep 100; echo never", 1));
     EXPECT_GT(10.0, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     const char *const absent[] = {"/no/such/program", nullptr};

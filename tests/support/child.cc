@@ -1,9 +1,12 @@
 #include "support/child.h"
 
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <thread>
 
 #include "support/temp_dir.h"
 
@@ -28,6 +31,29 @@ ChildResult runChild(const std::function<void()> &body) {
     result.out = readFile(out);
     result.err = readFile(err);
     return result;
+}
+
+std::vector<int> inChildren(int count, const std::function<int()> &body) {
+    std::vector<int> children(static_cast<size_t>(count));
+    for (int &child : children)
+        if ((child = fork()) == 0) _exit(body());
+    for (int &child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        child = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    return children;
+}
+
+bool inNamespace(int flags, const std::function<void()> &body) {
+    bool allowed = false;
+    std::thread([&] {
+        allowed = unshare(flags) == 0 &&
+                  ((flags & CLONE_NEWNS) == 0 || (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                                                     mount("none", "/usr", "tmpfs", 0, nullptr) == 0));
+        if (allowed) body();
+    }).join();
+    return allowed;
 }
 
 }  // namespace vextest

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace vextest {
 
@@ -17,6 +18,15 @@ struct ChildResult {
 /// Runs @p body in a forked child, for what ends the process; a body that returns ends it with
 /// status 0.
 ChildResult runChild(const std::function<void()> &body);
+
+/// Runs @p body in that many forked children at once; the exit statuses that it gives, 128 plus the signal where one
+/// ended it.
+std::vector<int> inChildren(int count, const std::function<int()> &body);
+inline int inChild(const std::function<int()> &body) { return inChildren(1, body)[0]; }
+
+/// Runs the body in a thread with namespaces of its own: CLONE_NEWNS with an empty /usr, or another. False where the
+/// machine does not allow that.
+bool inNamespace(int flags, const std::function<void()> &body);
 
 }  // namespace vextest
 

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "support/log_capture.h"
@@ -21,7 +22,7 @@ namespace vextest {
 
 /// A call that must fail: what it logs, lines separated by newlines, what it leaves in errno, and the result it gives.
 struct Failure {
-    const char *log;
+    std::string log;
     int error;
     long result;
     std::function<long()> call;
@@ -29,7 +30,7 @@ struct Failure {
 
 inline void expectFailures(const std::vector<Failure> &rows) {
     for (const auto &row : rows) {
-        SCOPED_TRACE(std::string(row.log) + " / " + std::to_string(&row - rows.data()));
+        SCOPED_TRACE(row.log + " / " + std::to_string(&row - rows.data()));
         LogCapture log;
         errno = 0;
         EXPECT_EQ(row.result, row.call());

@@ -1,4 +1,4 @@
-// What every test of the library uses: GoogleTest, the system's calls, the library's test kit.
+// What every test of the library uses, under plain names: GoogleTest, the system's calls, the library and its test kit.
 #ifndef VEXTEST_TEST_H
 #define VEXTEST_TEST_H
 
@@ -26,6 +26,8 @@
 #include <thread>
 #include <vector>
 
+#include <vex/vex.h>
+
 #include "support/child.h"
 #include "support/failures.h"
 #include "support/faults.h"
@@ -33,5 +35,20 @@
 #include "support/seed.h"
 #include "support/table.h"
 #include "support/temp_dir.h"
+
+namespace vextest {
+
+/// A test with a folder of its own; what it logs is collected.
+struct FolderTest : testing::Test {
+    const TempDir dir;
+    const std::string path = dir / "file";
+    LogCapture log;
+};
+
+}  // namespace vextest
+
+using namespace vextest;
+using testing::AnyOf, testing::Contains, testing::ElementsAre, testing::HasSubstr, testing::IsEmpty;
+using testing::MatchesRegex, testing::Not, testing::PrintToString, testing::StartsWith, testing::Test;
 
 #endif
