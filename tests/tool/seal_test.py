@@ -1,14 +1,14 @@
-"""Drives keygen, seal, open and info of the companion command; VEX_TOOL is its path."""
+"""Drives keygen, seal, open and info of the companion command."""
 import json
 import os
 import pathlib
 import random
 import signal
 import subprocess
-import tempfile
 import unittest
 
-VEX = os.environ['VEX_TOOL']
+from command import VEX, CommandTest
+
 CIPHERS = ['blowfish', 'aes-256-cfb', 'aes-256-ofb', 'aes-256-ctr']
 COMPRESSORS = ['lzo', 'deflate', 'none']
 RANDOM = random.Random(1).randbytes(5 << 20)
@@ -16,18 +16,11 @@ TEXT = (b'all work and no play makes a dull file ' * 140000)[:5 << 20]
 SANITIZED = os.environ.get('VEX_SANITIZED')  # whose memory cannot be bounded
 
 
-class SealTest(unittest.TestCase):
+class SealTest(CommandTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.dir = pathlib.Path(folder.name)
+        super().setUp()
         self.key = self.dir / 'key'
         self.vex('keygen', self.key)
-
-    def vex(self, *args, status=0, **options):
-        done = subprocess.run([VEX, *map(str, args)], capture_output=True, timeout=120, **options)
-        self.assertEqual(status, done.returncode, (args, done.stderr))
-        return done
 
     def seal(self, data, *args):
         (self.dir / 'in').write_bytes(data)
@@ -40,14 +33,14 @@ class SealTest(unittest.TestCase):
         out = self.dir / 'out'
         out.write_bytes(b'old')
         before = sorted(os.listdir(self.dir))
-        done = self.vex('open', *args, self.dir / 'sealed', out, status=status)
+        self.vex('open', *args, self.dir / 'sealed', out, status=status)
         self.assertEqual(before, sorted(os.listdir(self.dir)))
         if status != 0:
             self.assertEqual(b'old', out.read_bytes())
-        return done.stderr.decode() if status else out.read_bytes()
+        return self.error if status else out.read_bytes()
 
     def info(self, status=0):
-        return json.loads(self.vex('info', '--json', self.dir / 'sealed', status=status).stdout)
+        return json.loads(self.vex('info', '--json', self.dir / 'sealed', status=status))
 
     def test_keygen(self):
         self.assertRegex(self.key.read_text(), r'\A[0-9a-f]{64}\n\Z')
@@ -96,7 +89,7 @@ class SealTest(unittest.TestCase):
             process.stdin.close()
             sealed = process.stdout.read()
         self.assertEqual(0, process.returncode)
-        self.assertEqual(data, self.vex('open', '--key-file', self.key, '-', '-', input=sealed).stdout)
+        self.assertEqual(data, self.vex('open', '--key-file', self.key, '-', '-', data=sealed))
 
     def test_wrong_keys(self):
         other = self.dir / 'other'
@@ -126,11 +119,10 @@ class SealTest(unittest.TestCase):
                     self.assertIn('unknown', self.info(status=1)['cipher'])
 
     def test_usage(self):
-        for args in [['seal', 'a', 'b'], ['seal', '--no-encrypt', 'a'], ['seal', '--no-encrypt', '--cipher', 'x', 'a', 'b'],
-                     ['seal', '--no-encrypt', '--compress', 'zip', 'a', 'b'], ['seal', '--no-encrypt', '--level', '5', 'a', 'b'],
-                     ['seal', '--no-encrypt', '--window', '23', 'a', 'b'], ['open', 'a'], ['open', '--what', 'a', 'b'], ['info'],
-                     ['keygen']]:
-            self.vex(*args, status=2, cwd=self.dir)
+        plain = 'seal --no-encrypt'
+        for line in ['seal a b', plain + ' a', plain + ' --cipher x a b', plain + ' --compress zip a b',
+                     plain + ' --level 5 a b', plain + ' --window 23 a b', 'open a', 'open --what a b', 'info', 'keygen']:
+            self.vex(*line.split(), status=2)
         (self.dir / 'sealed').write_bytes(b'no such format at all')
         self.assertEqual('foreign', self.info(status=1)['state'])
 
@@ -142,7 +134,7 @@ class SealTest(unittest.TestCase):
             os.chown(real, 1234, 1234)
         link.symlink_to('real')
         before = real.stat()
-        self.vex('seal', '--no-encrypt', '-', link, input=TEXT)
+        self.vex('seal', '--no-encrypt', '-', link, data=TEXT)
         self.assertTrue(link.is_symlink())
         after = real.stat()
         self.assertEqual((before.st_mode, before.st_uid, before.st_gid), (after.st_mode, after.st_uid, after.st_gid))

@@ -1,26 +1,21 @@
-"""Drives the companion command's sort; GNU sort is the oracle. VEX_TOOL is the command's path."""
-import os, pathlib, random, resource, subprocess, tempfile, unittest
+"""Drives the companion command's sort; GNU sort is the oracle."""
+import os, random, resource, subprocess, unittest
+from command import CommandTest
 
-VEX = os.environ['VEX_TOOL']
 RANDOM = random.Random(1)
 
 
-class SortTest(unittest.TestCase):
-    def setUp(self):
-        self.dir = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
-        (self.dir / 'tmp').mkdir()
-
+class SortTest(CommandTest):
     def sort(self, data, *args, status=0, **options):
         """Sorts a file onto itself; no temporary file may be left, and a failure must leave what was there."""
-        path = self.dir / 'file'
+        path, temp = self.dir / 'file', self.dir / 'tmp'
         path.write_bytes(data)
-        done = subprocess.run([VEX, 'sort', '--temp', self.dir / 'tmp', *args, path, path],
-                              capture_output=True, timeout=120, **options)
-        self.assertEqual((status, status != 0), (done.returncode, done.stderr != b''), done.stderr)
-        self.assertEqual(([], ['file', 'tmp']), (os.listdir(self.dir / 'tmp'), sorted(os.listdir(self.dir))))
+        temp.mkdir(exist_ok=True)
+        self.vex('sort', '--temp', temp, *args, path, path, status=status, **options)
+        self.assertEqual(([], ['file', 'tmp']), (os.listdir(temp), sorted(os.listdir(self.dir))))
         if status:
             self.assertEqual(data, path.read_bytes())
-        return done.stderr.decode() if status else path.read_bytes()
+        return self.error if status else path.read_bytes()
 
     def oracle(self, data, *args):
         return subprocess.run(['sort', *args], input=data, capture_output=True, check=True, env={'LC_ALL': 'C'}).stdout
@@ -31,8 +26,7 @@ class SortTest(unittest.TestCase):
             for args in ((), ('--memory', '1MiB', '--merge', '2'), ('--memory', '1MiB', '--merge', '128')):
                 self.assertEqual(self.oracle(data), self.sort(data, *args))
                 self.assertEqual(self.oracle(data, '-u'), self.sort(data, *args, '--unique'))
-        done = subprocess.run([VEX, 'sort', '-', '-'], input=b'b\na\n', capture_output=True, check=True)
-        self.assertEqual((b'a\nb\n', b''), (done.stdout, done.stderr))
+        self.assertEqual(b'a\nb\n', self.vex('sort', '-', '-', data=b'b\na\n'))
 
     def test_records_by_a_key_inside_them(self):
         # keys of few values, then a counter that shows the order of the input
