@@ -6,6 +6,7 @@
 #include <sys/sysinfo.h>
 #include <sys/sysmacros.h>
 
+#include "base/unique_fd.h"
 #include "os/cgroup.h"
 #include "os/mount_line.h"
 #include "support/test.h"
@@ -107,6 +108,19 @@ TEST(Mounts, AreFoundByTheLongestDirectoryAboveAPath) {
     EXPECT_FAILS(ENOENT, -1, VexGetFsInfo("/no-such-file", &room));
 }
 
+TEST(Summary, HasOneLinePerFactAndReportsAFailedWrite) {
+    char *text = nullptr;
+    size_t size = 0;
+    vex::UniqueFile out(open_memstream(&text, &size)), full(fopen("/dev/full", "w"));
+    EXPECT_EQ(0, OSTest(out.get()) + out.close());
+    std::string names = "System|Release|Machine|Processors|Memory|Swap|Uptime|Open files|Core size|Locked memory";
+    EXPECT_THAT(text, MatchesRegex("((" + names + ") *: [^\n]+\n){10}"));
+    free(text);
+    expectFailures(
+        {{"28 OSTest: could not write: No space left on device", ENOSPC, -1, [&] { return OSTest(full.get()); }}});
+    EXPECT_STREQ("os_test", VexProcessName());
+}
+
 TEST(Terminal, TellsItsSizeOrTheEnvironmentDoes) {
     int ours, theirs, rows = 0, columns = 0;
     winsize size = {40, 132, 0, 0};
@@ -118,6 +132,8 @@ TEST(Terminal, TellsItsSizeOrTheEnvironmentDoes) {
     setenv("COLUMNS", "-3", 1);
     EXPECT_EQ(1, VexGetTerminalSize(-1, &rows, &columns));
     EXPECT_EQ(std::pair(7, 80), std::pair(rows, columns));
+    EXPECT_STREQ("7", vex_getenv("LINES"));
+    EXPECT_TRUE(vex_getenv("") == nullptr && vex_getenv(nullptr) == nullptr);
     unsetenv("LINES"), unsetenv("COLUMNS");
 }
 
