@@ -67,7 +67,7 @@ def main():
         unsealed, restored = f"{work}/unsealed{turn}", f"{work}/restored{turn}"
         unseal = (f"set -o pipefail; mkdir {unsealed}; openssl enc -d -aes-256-ctr -K {key} -iv {key[:32]} < {work}/peer | "
                   f"lzop -d | tar -C {unsealed} -xf -")
-        for path in (store, store + ".key", store + ".log"):
+        for path in (store, store + ".ini", store + ".key", store + ".log"):
             shutil.rmtree(path, ignore_errors=True) if os.path.isdir(path) else os.path.exists(path) and os.unlink(path)
         run([vault, "init", store])
         rows["tar|lzop|openssl"].append(run(seal, shell=True)[0])

@@ -1,13 +1,9 @@
 // "vault backup": walks the sources, takes what did not change from the snapshot before, cuts the
 // rest into chunks, and stores those that the vault has not.
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-
+#include "chunker.h"
 #include "commands.h"
+#include "containers.h"
+#include "snapshot.h"
 
 namespace vault {
 namespace {
@@ -20,10 +16,6 @@ bool same(const timespec &a, const timespec &b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
-int byName(const DirEntry **a, const DirEntry **b) {
-    return strcmp((*a)->name, (*b)->name);
-}
-
 /// The newest snapshot, read beside the walk, which comes in the same order.
 class Previous {
 public:
@@ -34,10 +26,9 @@ public:
     bool has(const Entry &now) {
         while (more_ && comparePaths(entry_.path, now.path) < 0) more_ = reader_.next(&entry_);
         const struct stat &was = entry_.status, &is = now.status;
-        return more_ && entry_.path == now.path && entry_.type == now.type &&
-               was.st_size == is.st_size && was.st_ino == is.st_ino &&
-               same(was.st_mtim, is.st_mtim) && same(was.st_ctim, is.st_ctim) &&
-               is.st_ctim.tv_sec + kClockSlack < time_;
+        return more_ && entry_.path == now.path && !entry_.hard_link && was.st_size == is.st_size &&
+               was.st_ino == is.st_ino && same(was.st_mtim, is.st_mtim) &&
+               same(was.st_ctim, is.st_ctim) && is.st_ctim.tv_sec + kClockSlack < time_;
     }
     bool nextChunk(ChunkRef *chunk) { return reader_.nextChunk(chunk); }
 
@@ -51,103 +42,89 @@ private:
 class Backup {
 public:
     Backup(Vault *vault, const Snapshot &snapshot)
-        : vault_(vault),
-          chunker_(vault->settings.chunk_size),
-          chunks_(&vault->catalogue, &index_),
-          list_(&vault->catalogue, snapshot.uid),
+        : settings_(vault->settings),
+          catalogue_(&vault->catalogue),
+          chunker_(settings_.chunk_size),
+          chunks_(catalogue_, &index_),
+          list_(catalogue_, snapshot.uid),
           buffer_(std::max(kReadAhead, 2 * chunker_.most())),
           snapshot_(snapshot) {}
 
     void run(const std::vector<std::string> &sources) {
-        Catalogue *const catalogue = &vault_->catalogue;
-        done(vex_stat(catalogue->directory().c_str(), &own_) == 0);
-        const bool complete = catalogue->checkContainerSizes();  // what it has is not stored again
-        index_.load(catalogue);
-        const std::vector<Snapshot> before = listSnapshots(catalogue);
-        if (!before.empty() && sound(before.back()))
-            previous_ = std::make_unique<Previous>(catalogue, before.back());
+        done(vex_stat(settings_.directory.c_str(), &own_) == 0);
+        const bool complete = catalogue_->sound(kContainers, true);  // they are not stored again
+        index_.load(catalogue_);
+        const std::vector<Snapshot> before = listSnapshots(catalogue_);
+        if (!before.empty() && catalogue_->sound(kSnapshots + before.back().uid))
+            previous_ = std::make_unique<Previous>(catalogue_, before.back());
         for (const std::string &root : sources) {
             snapshot_.sources += (snapshot_.sources.empty() ? "" : " ") + root;
             source(root);
         }
         chunks_.finish();
-        index_.write(catalogue, [this](const ChunkRecord *chunk) { return chunks_.wrote(*chunk); });
+        index_.write(catalogue_, [this](ChunkRecord *chunk) { return chunks_.wrote(*chunk); });
         list_.finish();
-        snapshot_.files = progress_.files();
-        snapshot_.bytes = progress_.bytes();
+        snapshot_.files = progress_.files;
+        snapshot_.bytes = progress_.bytes;
         snapshot_.stored = chunks_.storedBytes();
-        addSnapshot(catalogue, snapshot_);
-        catalogue->commit();
+        snapshot_.add(catalogue_);
+        catalogue_->commit();
         printf("snapshot %s: %llu files, %s; new %s, stored as %s; %.1f MB/s\n",
                snapshot_.uid.c_str(), static_cast<U64>(snapshot_.files),
                sizeText(snapshot_.bytes).c_str(), sizeText(chunks_.newBytes()).c_str(),
                sizeText(snapshot_.stored).c_str(), progress_.megabytesPerSecond());
         check(complete, "%s has lost data that this backup may need: see above, and verify it",
-              catalogue->directory().c_str());
+              settings_.directory.c_str());
         check(skipped_ == 0, "%llu files are not in the backup; the log names them",
               static_cast<U64>(skipped_));
     }
 
 private:
-    /// Without the snapshot before every file is read.
-    bool sound(const Snapshot &snapshot) {
-        return succeeds([&] {
-            for (const std::string &name : vault_->catalogue.files(kSnapshots + snapshot.uid))
-                vault_->catalogue.checkFile(name);
-        });
-    }
-
     void source(const std::string &root) {
-        uint32_t options = DDS_PHYSICAL;
-        if (vault_->settings.one_file_system) options |= DDS_XDEV;
+        const auto by_name = [](const DirEntry **a, const DirEntry **b) {
+            return strcmp((*a)->name, (*b)->name);
+        };
+        const uint32_t options = DDS_PHYSICAL | (settings_.one_file_system ? DDS_XDEV : 0);
         const std::unique_ptr<DirStream, decltype(&DirCloseA)> walk(
-            DirOpenA(root.c_str(), options, byName, 0), &DirCloseA);
+            DirOpenA(root.c_str(), options, by_name, 0), &DirCloseA);
         check(walk != nullptr, "%s cannot be backed up: %m", root.c_str());
-        while (DirEntry *entry = DirGetNextA(walk.get())) {
-            if (entry->info == DDS_D && entry->statp->st_dev == own_.st_dev &&
-                entry->statp->st_ino == own_.st_ino) {
-                DirSetFlagsA(entry, DDS_SKIP);
-            } else {
-                one(*entry);
+        while (DirEntry *found = DirGetNextA(walk.get())) {
+            if (found->info == DDS_D && found->statp->st_dev == own_.st_dev &&
+                found->statp->st_ino == own_.st_ino) {
+                DirSetFlagsA(found, DDS_SKIP);
+            } else if (found->info != DDS_DP) {
+                add(*found);
             }
         }
         check(errno == 0, "%s cannot be walked to its end: %m", root.c_str());
     }
 
-    void one(const DirEntry &walked) {
+    void add(const DirEntry &found) {
         Entry entry;
-        entry.path.assign(walked.path + 1, static_cast<size_t>(walked.pathlen - 1));
-        const struct stat &status = *walked.statp;
-        if (walked.info == DDS_DP) return;
-        if (walked.info == DDS_DNR || walked.info == DDS_ERR || walked.info == DDS_NS)
-            return skip(entry.path, DirGetStrerrorA(&walked));
+        entry.path.assign(found.path + 1, static_cast<size_t>(found.pathlen - 1));
+        if (found.info == DDS_DNR || found.info == DDS_ERR || found.info == DDS_NS)
+            return skip(entry.path, DirGetStrerrorA(&found));
         if (entry.path.size() >= PATH_MAX) return skip(entry.path, "its path is too long");
-        if (S_ISSOCK(status.st_mode)) return;  // made anew by the program that listens on it
-        entry.type = typeOf(status.st_mode);
-        entry.status = status;
+        entry.status = *found.statp;
+        if (entry.is(S_IFSOCK)) return;  // made anew by the program that listens on it
         progress_.add(1, 0);
-        if (entry.type != 'd' && status.st_nlink > 1) {
-            std::string &first = linked_[{status.st_dev, status.st_ino}];
-            entry.link = first;
-            if (!first.empty()) entry.type = 'h';
+        std::string *first = nullptr;
+        if (!entry.is(S_IFDIR) && entry.status.st_nlink > 1)
+            first = &linked_[{entry.status.st_dev, entry.status.st_ino}];
+        entry.hard_link = first != nullptr && !first->empty();
+        if (entry.hard_link) {
+            entry.link = *first;
+        } else if (entry.is(S_IFLNK)) {
+            std::error_code error;
+            entry.link = std::filesystem::read_symlink(found.accpath, error);
+            if (error) return skip(entry.path, strerrordesc_np(error.value()));
         }
-        if (entry.type == 'f' && !file(entry, walked.accpath)) return;
-        if (entry.type == 'l') {
-            char target[PATH_MAX];
-            const ssize_t length = readlink(walked.accpath, target, sizeof target);
-            if (length < 0) return skip(entry.path, strerrordesc_np(errno));
-            entry.link.assign(target, static_cast<size_t>(length));
+        if (entry.is(S_IFREG) && !entry.hard_link) {
+            if (!addFile(entry, found.accpath)) return;
+        } else if (!entry.path.empty()) {
+            list_.entry(entry);
         }
-        if (entry.type != 'f' && !entry.path.empty()) list_.entry(entry);
-        if (entry.type != 'd' && entry.type != 'h' && status.st_nlink > 1)
-            linked_[{status.st_dev, status.st_ino}] = entry.path;
-    }
-
-    static char typeOf(mode_t mode) {
-        if (S_ISDIR(mode)) return 'd';
-        if (S_ISREG(mode)) return 'f';
-        if (S_ISLNK(mode)) return 'l';
-        return S_ISFIFO(mode) ? 'p' : S_ISCHR(mode) ? 'c' : 'b';
+        if (first != nullptr && first->empty()) *first = entry.path;
     }
 
     void skip(const std::string &path, const char *why) {
@@ -156,22 +133,22 @@ private:
     }
 
     /// False when the file cannot be opened.
-    bool file(const Entry &entry, const char *path) {
+    bool addFile(const Entry &entry, const char *path) {
         const bool known = previous_ != nullptr && previous_->has(entry);
         const auto expected = static_cast<uint64_t>(entry.status.st_size);
         uint64_t size = known ? reuse(entry) : 0;
         if (known && size >= expected) return true;
         // what a read error kept out of the snapshot before is tried again from there
         constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-        Fd opened(open(path, kFlags | O_NOATIME));
-        if (opened.fd < 0 && errno == EPERM) opened.fd = open(path, kFlags);  // not the owner
+        Fd file(open(path, kFlags | O_NOATIME));
+        if (file.fd < 0 && errno == EPERM) file.fd = open(path, kFlags);  // not the owner
         struct stat status {};
-        if (opened.fd < 0 || fstat(opened.fd, &status) != 0)
+        if (file.fd < 0 || fstat(file.fd, &status) != 0)
             return skip(entry.path, strerrordesc_np(errno)), known;
         if (!S_ISREG(status.st_mode)) return skip(entry.path, "it is no file any more"), known;
         if (!known) list_.entry(entry);
-        lseek(opened.fd, static_cast<off_t>(size), SEEK_SET);
-        size += content(opened.fd, entry.path);
+        lseek(file.fd, static_cast<off_t>(size), SEEK_SET);
+        size += store(file.fd, entry.path);
         if (size != expected)
             WarningA(-1, "%s is stored with %llu bytes instead of %llu", entry.path.c_str(),
                      static_cast<U64>(size), static_cast<U64>(expected));
@@ -192,13 +169,13 @@ private:
         return size;
     }
 
-    /// Reads the rest of a file, chunk by chunk; returns its size.
-    uint64_t content(int fd, const std::string &path) {
+    /// Stores the rest of a file, chunk by chunk; returns its size.
+    uint64_t store(int fd, const std::string &path) {
         size_t begin = 0, end = 0;
         uint64_t size = 0;
         for (bool ended = false;;) {
             if (!ended && end - begin < chunker_.most()) {
-                std::memmove(buffer_.data(), buffer_.data() + begin, end - begin);
+                memmove(buffer_.data(), buffer_.data() + begin, end - begin);
                 end -= std::exchange(begin, 0);
                 const auto room = static_cast<ssize_t>(buffer_.size() - end);
                 const ssize_t got = safe_read(fd, buffer_.data() + end, room);
@@ -215,7 +192,8 @@ private:
         }
     }
 
-    Vault *vault_;
+    const Settings &settings_;
+    Catalogue *catalogue_;
     ChunkIndex index_;
     Chunker chunker_;
     ChunkWriter chunks_;
@@ -233,11 +211,9 @@ private:
 std::vector<std::string> orderSources(const std::vector<std::string> &arguments) {
     std::vector<std::string> sources;
     for (const std::string &argument : arguments) {
-        char path[PATH_MAX];
-        check(vex_path_resolve(argument.c_str(), path, sizeof path) >= 0 &&
-                  vex_access(path, F_OK) == 0,
-              "%s cannot be backed up: %m", argument.c_str());
-        sources.emplace_back(path);
+        sources.push_back(Settings::absolute(argument));
+        check(vex_access(sources.back().c_str(), F_OK) == 0, "%s cannot be backed up: %m",
+              argument.c_str());
     }
     std::sort(sources.begin(), sources.end(),
               [](const auto &a, const auto &b) { return comparePaths(a, b) < 0; });
@@ -256,8 +232,6 @@ void backup(Vault *vault) {
     char uid[33];
     done(VexUIDGenerate(&id, 1) != nullptr && VexUIDSerialize(uid, sizeof uid, &id, false) != 0);
     vault->catalogue.beginChange();
-    if (vex_access(vault->catalogue.path("vault.ini").c_str(), F_OK) == 0)  // perhaps edited
-        vault->catalogue.addFile("vault.ini", vault->catalogue.describe("vault.ini"));
     Snapshot snapshot;
     snapshot.uid = uid;
     snapshot.generation = vault->catalogue.generation();

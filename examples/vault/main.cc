@@ -1,29 +1,28 @@
 // vault: a small deduplicating backup, and a tour of the library, see docs/tour.md.
-#include <cstring>
+#include <malloc.h>
 
 #include "commands.h"
+#include "snapshot.h"
 
 namespace vault {
 namespace {
 
 enum ExitStatus { kSuccess, kFailure, kUsage };
-constexpr uint64_t kInterval = 200000;  // microseconds between two looks of the progress line
 
 void init(Vault *vault) {
     const Settings &settings = vault->settings;
     Catalogue *const catalogue = &vault->catalogue;
     catalogue->create();
-    const bool fresh = vex_access(settings.key_file.c_str(), F_OK) != 0;
-    if (fresh) Sealer::makeKeyFile(settings.key_file);
-    catalogue->sealer.open(settings.key_file, settings.cipher);
-    writeSettings(settings);
+    const bool fresh = vex_access(settings.key.c_str(), F_OK) != 0;
+    if (fresh) Sealer::makeKeyFile(settings.key);
+    catalogue->sealer.open(settings.key, settings.cipher);
+    settings.write();
     catalogue->set("key", catalogue->sealer.keyCheck());
     catalogue->set("cipher", settings.cipher);
-    catalogue->addFile("vault.ini", catalogue->describe("vault.ini"));
-    catalogue->commit();
-    for (const std::string &name : {settings.directory, settings.key_file})
+    for (const std::string &name : {settings.directory, settings.key})
         done(dirfsync(parentOf(name).c_str(), 0) == 0);
-    printf("made %s; its key is %s%s\n", settings.directory.c_str(), settings.key_file.c_str(),
+    catalogue->commit();
+    printf("made %s; its key is %s%s\n", settings.directory.c_str(), settings.key.c_str(),
            fresh ? ", new: keep a copy elsewhere, without it nothing can be restored" : "");
 }
 
@@ -42,44 +41,45 @@ void list(Vault *vault) {
 
 struct Command {
     const char *name, *arguments, *does;
-    size_t fewest, most;  ///< arguments behind DIR
+    size_t fewest, most;  ///< arguments behind the options
     bool needs_key;       ///< before it runs
     void (*run)(Vault *);
 };
 
 constexpr Command kCommands[] = {
-    {"init", "DIR", "makes a vault, and a key unless there is one", 0, 0, false, init},
-    {"backup", "DIR SOURCE...", "stores files and directories as a snapshot", 1, SIZE_MAX, true,
+    {"init", "", "makes a vault, and a key unless there is one", 0, 0, false, init},
+    {"backup", "SOURCE...", "stores files and directories as a snapshot", 1, SIZE_MAX, true,
      backup},
-    {"list", "DIR", "lists the snapshots", 0, 0, false, list},
-    {"restore", "DIR SNAPSHOT TARGET", "brings one back: \"latest\" or a UID's beginning", 2, 2,
-     true, restore},
-    {"verify", "DIR", "reads everything and names what is damaged", 0, 0, false, verify},
-    {"prune", "DIR", "forgets snapshots beyond --keep and frees room", 0, 0, true, prune},
+    {"list", "", "lists the snapshots", 0, 0, false, list},
+    {"restore", "SNAPSHOT TARGET", "brings one back: \"latest\" or a UID's beginning", 2, 2, true,
+     restore},
+    {"verify", "", "reads everything and names what is damaged", 0, 0, false, verify},
+    {"prune", "", "forgets snapshots beyond --keep and frees room", 0, 0, true, prune},
 };
 
 void usage(const char *) {
-    printf("\nUsage: vault COMMAND [OPTION]... DIR [ARGUMENT]...\n\n");
+    printf("\nUsage: vault COMMAND DIR [OPTION]... [ARGUMENT]...\n\n");
     for (const Command &command : kCommands)
-        printf("  vault %-7s %-20s %s\n", command.name, command.arguments, command.does);
+        printf("  vault %-7s DIR %-16s %s\n", command.name, command.arguments, command.does);
     printf("\n");
-    printOptions();
+    (void)opt_fprintf_help(stdout, "vault COMMAND DIR", 0, nullptr, Settings().table,
+                           "[ARGUMENT]...");
 }
 
 int run(const Command &command, int argc, char **argv) {
     Settings settings;
     const bool usable = succeeds([&] {
-        settings = readSettings(argc, argv);
+        settings.read(argc, argv);
         const size_t count = settings.arguments.size();
-        check(count >= command.fewest && count <= command.most, "usage: vault %s %s", command.name,
-              command.arguments);
+        check(count >= command.fewest && count <= command.most,
+              "usage: vault %s DIR [OPTION]... %s", command.name, command.arguments);
     });
     if (!usable) return kUsage;
     InfoA(-1, "vault %s begins", command.name);
     const bool good = succeeds([&] {
         Vault vault{settings, Catalogue(settings.directory)};
         if (command.run != init) vault.catalogue.open();
-        if (command.needs_key) vault.openKey();
+        if (command.needs_key) openKey(&vault);
         command.run(&vault);
     });
     InfoA(-1, "vault %s %s", command.name, good ? "ends" : "fails");
@@ -88,33 +88,20 @@ int run(const Command &command, int argc, char **argv) {
 
 }  // namespace
 
-void Vault::openKey() {
-    catalogue.sealer.open(settings.key_file, catalogue.get("cipher"));
-    check(catalogue.sealer.keyCheck() == catalogue.get("key"), "wrong key: %s is not the key of %s",
-          settings.key_file.c_str(), settings.directory.c_str());
-}
-
-Progress::~Progress() {
-    if (shown_ != 0) fputs("\r\033[K", stderr);
-}
-
-double Progress::megabytesPerSecond() const {
-    return static_cast<double>(bytes_) / static_cast<double>(gethrtime() - start_ + 1);
-}
-
-void Progress::add(uint64_t files, uint64_t bytes) {
-    static const bool terminal = isatty(STDERR_FILENO) == 1;
-    files_ += files;
-    bytes_ += bytes;
-    if (!terminal || gethrtime() < std::max(start_, shown_) + kInterval) return;
-    shown_ = gethrtime();
-    fprintf(stderr, "\r\033[K%s %llu files, %s, %.0f MB/s", verb_, static_cast<U64>(files_),
-            sizeText(bytes_).c_str(), megabytesPerSecond());
+void openKey(Vault *vault) {
+    Catalogue *const catalogue = &vault->catalogue;
+    const char *const key = vault->settings.key.c_str();
+    catalogue->sealer.open(key, catalogue->get("cipher"));
+    check(catalogue->sealer.keyCheck() == catalogue->get("key"),
+          "wrong key: %s is not the key of %s", key, vault->settings.directory.c_str());
 }
 
 }  // namespace vault
 
 int main(int argc, char **argv) {
+    // the threads that open containers come and go: no arena for each;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    mallopt(M_ARENA_MAX, 1);
     const zqutil::LibAutoInit library("vault");
     (void)vexLogSet(nullptr, VEX_LOG_PRESET_SHORT | VEX_LOG_STDERR_SEVERE, 0);
     _checkCommonArgs(&argc, argv, vault::usage, GetVEXVersion(), __DATE__, __TIME__, "Release");

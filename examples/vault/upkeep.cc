@@ -2,19 +2,23 @@
 // forgets old snapshots, deletes the containers that none needs any more, and packs what is left of
 // mostly empty ones anew.
 #include "commands.h"
+#include "containers.h"
+#include "snapshot.h"
 
 namespace vault {
 namespace {
 
-/// Calls @p visit for every chunk of a snapshot's files; it tells whether the chunk is known.
+/// Calls @p visit for every chunk of a snapshot's files.
 template <typename Visit>
-void forEachChunk(Vault *vault, const std::string &uid, Visit visit) {
-    SnapshotReader reader(&vault->catalogue, uid);
+void forEachChunk(Catalogue *catalogue, const std::string &uid, const ChunkIndex &index,
+                  Visit visit) {
+    SnapshotReader reader(catalogue, uid);
     ChunkRef chunk;
+    ChunkRecord known;
     for (Entry entry; reader.next(&entry);)
-        while (reader.nextChunk(&chunk))
-            check(visit(chunk.digest), "snapshot %s: a chunk of %s is lost", uid.c_str(),
-                  entry.path.c_str());
+        for (; reader.nextChunk(&chunk); visit(&known))
+            check(index.find(chunk.digest, &known), "snapshot %s: a chunk of %s is lost",
+                  uid.c_str(), entry.path.c_str());
 }
 
 /// Bit of ChunkRecord::size, larger than any chunk, that marks what a snapshot needs.
@@ -22,29 +26,33 @@ constexpr uint32_t kNeeded = uint32_t{1} << 31;
 
 class Prune {
 public:
-    explicit Prune(Vault *vault) : vault_(vault), chunks_(&vault->catalogue, &index_) {}
+    explicit Prune(Vault *vault)
+        : catalogue_(&vault->catalogue),
+          keep_(vault->settings.keep),
+          chunks_(catalogue_, &index_) {}
 
     void run() {
-        index_.load(&vault_->catalogue);
+        index_.load(catalogue_);
         index_.forEach([this](const auto &chunk) { uses_[chunk.container].total += chunk.size; });
         const size_t forgotten = forget();
+        ContainerReader reader(catalogue_);
         uint64_t freed = 0;
         for (const auto &[container, use] : uses_) {
             if (!mostlyUnused(use)) continue;
             freed += use.total - use.needed;
-            if (use.needed != 0) move(container);
-            vault_->catalogue.dropFile(containerName(container));
+            if (use.needed != 0)
+                reader.forEach(container, [this](auto &chunk, auto *data) { move(chunk, data); });
+            catalogue_->dropFile(containerName(container));
         }
         chunks_.finish();
-        for (const std::string &name : vault_->catalogue.files(kIndex))
-            vault_->catalogue.dropFile(name);
+        for (const std::string &name : catalogue_->files(kIndex)) catalogue_->dropFile(name);
         // what a container holds stays listed as long as it is there: it tells how full it is, and
         // another backup may need it
-        index_.write(&vault_->catalogue, [this](ChunkRecord *chunk) {
+        index_.write(catalogue_, [this](ChunkRecord *chunk) {
             chunk->size &= ~kNeeded;
             return chunks_.wrote(*chunk) || !mostlyUnused(uses_.at(chunk->container));
         });
-        vault_->catalogue.commit();
+        catalogue_->commit();
         printf("forgot %zu snapshots and %s that nothing needs any more\n", forgotten,
                sizeText(freed).c_str());
     }
@@ -57,47 +65,41 @@ private:
 
     /// Drops the snapshots that are too many and marks what the others need.
     size_t forget() {
-        const std::vector<Snapshot> snapshots = listSnapshots(&vault_->catalogue);
-        const size_t keep = vault_->settings.keep == 0 ? SIZE_MAX : vault_->settings.keep;
-        const size_t forgotten = snapshots.size() - std::min(keep, snapshots.size());
-        for (size_t i = 0; i < forgotten; ++i) dropSnapshot(&vault_->catalogue, snapshots[i]);
+        const std::vector<Snapshot> snapshots = listSnapshots(catalogue_);
+        const size_t kept = keep_ == 0 ? snapshots.size() : std::min(keep_, snapshots.size());
+        const size_t forgotten = snapshots.size() - kept;
+        for (size_t i = 0; i < forgotten; ++i) snapshots[i].drop(catalogue_);
         for (size_t i = forgotten; i < snapshots.size(); ++i)
-            forEachChunk(vault_, snapshots[i].uid, [this](const auto &digest) {
-                ChunkRecord chunk;
-                const bool known = index_.find(digest, &chunk);
-                if (known && (chunk.size & kNeeded) == 0) {
-                    uses_[chunk.container].needed += chunk.size;
-                    chunk.size |= kNeeded;
-                    index_.put(chunk);
-                }
-                return known;
+            forEachChunk(catalogue_, snapshots[i].uid, index_, [this](ChunkRecord *chunk) {
+                if ((chunk->size & kNeeded) != 0) return;
+                uses_[chunk->container].needed += chunk->size;
+                chunk->size |= kNeeded;
+                index_.put(*chunk);
             });
         return forgotten;
     }
 
-    /// Stores what is needed of a container anew.
-    void move(uint64_t container) {
-        ContainerReader reader(&vault_->catalogue, {});
-        reader.forEach(container, [this](const auto &chunk, const unsigned char *data) {
-            ChunkRecord known;
-            if (index_.find(chunk.digest, &known) && known.container == chunk.container &&
-                (known.size & kNeeded) != 0)
-                chunks_.putAnew(chunk.digest, data, chunk.size);
-        });
+    /// Stores a chunk anew if it is needed.
+    void move(const ChunkRecord &chunk, const unsigned char *data) {
+        ChunkRecord known;
+        if (index_.find(chunk.digest, &known) && known.container == chunk.container &&
+            (known.size & kNeeded) != 0)
+            chunks_.putAnew(chunk.digest, data, chunk.size);
     }
 
-    Vault *vault_;
+    Catalogue *catalogue_;
+    size_t keep_;
     ChunkIndex index_;
     ChunkWriter chunks_;
     std::map<uint64_t, Use> uses_;  ///< bytes, by container
 };
 
 /// Reads all containers, and looks whether every chunk is where the index says.
-bool checkContainers(Vault *vault, const ChunkIndex &index) {
+bool checkContainers(Catalogue *catalogue, const ChunkIndex &index) {
     std::set<uint64_t> containers;
     index.forEach([&](const auto &chunk) { containers.insert(chunk.container); });
     Progress progress("verified");
-    ContainerReader reader(&vault->catalogue, containers);
+    ContainerReader reader(catalogue);
     uint64_t found = 0;
     bool sound = true;
     const auto look = [&](const ChunkRecord &chunk, const unsigned char *) {
@@ -109,7 +111,7 @@ bool checkContainers(Vault *vault, const ChunkIndex &index) {
     for (const uint64_t container : containers)
         sound = succeeds([&] { reader.forEach(container, look); }) && sound;
     printf("%llu of %llu chunks, %s; %.1f MB/s\n", static_cast<U64>(found),
-           static_cast<U64>(index.count()), sizeText(progress.bytes()).c_str(),
+           static_cast<U64>(index.count()), sizeText(progress.bytes).c_str(),
            progress.megabytesPerSecond());
     return sound && found == index.count();
 }
@@ -117,18 +119,17 @@ bool checkContainers(Vault *vault, const ChunkIndex &index) {
 }  // namespace
 
 void verify(Vault *vault) {
-    bool sound = vault->catalogue.checkFiles();
-    vault->openKey();
+    Catalogue *const catalogue = &vault->catalogue;
+    bool sound = catalogue->counterIsSound();
+    sound = catalogue->sound("") && sound;
+    openKey(vault);
+    const std::vector<Snapshot> snapshots = listSnapshots(catalogue);
     ChunkIndex index;
-    const std::vector<Snapshot> snapshots = listSnapshots(&vault->catalogue);
-    index.load(&vault->catalogue);
-    sound = checkContainers(vault, index) && sound;
-    const auto known = [&index](const Digest &digest) {
-        ChunkRecord chunk;
-        return index.find(digest, &chunk);
-    };
+    index.load(catalogue);
+    sound = checkContainers(catalogue, index) && sound;
     for (const Snapshot &snapshot : snapshots)
-        sound = succeeds([&] { forEachChunk(vault, snapshot.uid, known); }) && sound;
+        sound =
+            succeeds([&] { forEachChunk(catalogue, snapshot.uid, index, [](auto *) {}); }) && sound;
     check(sound, "%s is damaged: see above", vault->settings.directory.c_str());
     printf("%zu snapshots: all is as it was written\n", snapshots.size());
 }

@@ -36,7 +36,7 @@ class VaultTest(unittest.TestCase):
         self.dir = os.path.realpath(folder.name)
         self.vault, self.tree = self.path("v"), self.path("tree")
         self.random = random.Random(7)
-        self.vex("init", "--chunk-size=4KiB", self.vault)
+        self.vex("init", self.vault, "--chunk-size=4KiB")
         for name, size in {"a": 0, "b/one": 1, "b.c": 4096, "b/deep/er/ü \n": 70000, "big": 9 << 20}.items():
             self.write(name, self.random.randbytes(size))
         self.write("zeros", bytes(3 << 20))
@@ -112,7 +112,7 @@ class VaultTest(unittest.TestCase):
         self.vex("backup", self.path("tree", "inner"), self.tree)  # leaves itself out
         self.vex("restore", self.path("tree", "inner"), "latest", self.path("out"))
         found = contents(self.path("out") + self.tree)
-        self.assertEqual(inside[0].keys() | {"inner.key", "inner.log"}, found[0].keys())
+        self.assertEqual(inside[0].keys() | {"inner.key", "inner.ini", "inner.log"}, found[0].keys())
 
     def test_what_is_not_the_vaults_is_left_alone(self):
         self.assertIn("no empty directory", self.vex("init", self.tree, status=1))
@@ -163,14 +163,12 @@ class VaultTest(unittest.TestCase):
         self.assertGreater(kills, 60)
         self.assertEqual(before, self.restored(first))
         self.backup()
-        self.vex("prune", "--keep=1", self.vault)
+        self.vex("prune", self.vault, "--keep=1")
         listed = len(re.findall(r"^\w{32} ", self.vex("list", self.vault), re.M))
         self.assertEqual(1, listed)
-        known = {"root", "sequence", "vault.ini", "containers", "snapshots", "index"}
-        left = [name for name in map(lambda file: os.path.relpath(file, self.vault), self.files())
-                if name.split("/")[0] not in known and not re.match(r"state-\d+\.db$", name)]
-        self.assertEqual([], left)  # nothing that an interrupted run left
-        self.assertLessEqual(len(self.files()), 9)
+        kinds = [os.path.relpath(file, self.vault).split("/")[0] for file in self.files()]
+        self.assertEqual({"containers", "index", "sequence", "snapshots", "state"}, set(kinds))
+        self.assertLessEqual(len(kinds), 6, kinds)  # nothing is left of the kills
         self.vex("verify", self.vault)
 
     def test_the_wrong_key_and_wrong_commands_get_a_clear_error(self):
@@ -178,13 +176,13 @@ class VaultTest(unittest.TestCase):
         self.vex("init", self.path("other"))
         self.vex("list", self.vault)
         for key, text in {self.path("other.key"): "wrong key", self.path("none"): "is no key file"}.items():
-            for command in (["restore", "-k", key, self.vault, "latest", self.path("out")],
-                            ["backup", "-k", key, self.vault, self.tree], ["verify", "-k", key, self.vault]):
+            for command in (["restore", self.vault, "-k", key, "latest", self.path("out")],
+                            ["backup", self.vault, "-k", key, self.tree], ["verify", self.vault, "-k", key]):
                 self.assertIn(text, self.vex(*command, status=1))
         self.assertFalse(os.path.exists(self.path("out.partial")))
         self.assertIn("is there already", self.vex("init", self.vault, status=1))
         self.assertIn("is no vault", self.vex("list", self.tree, status=1))
-        self.assertIn("power of two", self.vex("list", "--chunk-size=5000", self.vault, status=2))
+        self.assertIn("power of two", self.vex("list", self.vault, "--chunk-size=5000", status=2))
         self.assertIn("usage: vault restore", self.vex("restore", self.vault, status=2))
 
     def test_pruning_frees_what_nothing_needs_and_packs_the_rest_anew(self):
@@ -195,7 +193,7 @@ class VaultTest(unittest.TestCase):
         last, after = self.backup(), contents(self.tree)
         self.vex("prune", self.vault)  # keeps all as long as nobody says how many
         self.assertEqual(full, self.container_bytes())
-        self.assertIn("forgot 1 snapshots", self.vex("prune", "--keep=1", self.vault))
+        self.assertIn("forgot 1 snapshots", self.vex("prune", self.vault, "--keep=1"))
         self.assertLess(self.container_bytes(), full // 3)
         self.vex("verify", self.vault)
         self.assertEqual(after, self.restored(last))
