@@ -64,8 +64,8 @@ public:
      * @return 0 or -1.
      */
     static int InitCloudCfgFile(const char *registry, const char *config_path);
-    /** Changes one setting of the registered file. @return 2 changed; 1 it was so already, the file
-     * is untouched; -1. */
+    /** Changes one setting of the registered file; changes by several processes take turns.
+     * @return 2 changed; 1 it was so already, the file is untouched; -1. */
     static int UpdateEnabled(bool &enabled);
     /** Changes CacheSizeGB, as UpdateEnabled does. @param size  decimal digits, up to 4294967295;
      * else -1 with EINVAL or ERANGE. */

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <utility>
 
 #include <vex/cloud_config.h>
@@ -12,19 +11,15 @@
 
 #include "base/unique_fd.h"
 #include "base/unique_ptr.h"
-#include "clients/json_file.h"
+#include "clients/cloud_file.h"
 #include "io/replacement_file.h"
 #include "log/report.h"
 
+using vex::clients::Json;
+using vex::clients::kJsonCode;
+using vex::clients::kSettings;
+
 namespace {
-
-constexpr int kJsonCode = 32;
-constexpr char kSettings[] = "settings";
-
-struct Decref {
-    void operator()(json_t *value) const { json_decref(value); }
-};
-using Json = std::unique_ptr<json_t, Decref>;
 
 int mistyped(const char *name, const char *type) {
     return VEX_FAIL_AS("loadFromJson", kJsonCode, EINVAL, -1, "%s is not %s.", name, type);
@@ -41,10 +36,10 @@ uint32_t asUint32(const json_t *value) {
 
 }  // namespace
 
-json_t *vex::clients::loadJson(const char *path, json_error_t *error) {
+Json vex::clients::loadJson(const char *path, json_error_t *error) {
     // jansson's own opening of a file would leave it open in programs that another thread starts
     const UniqueFile file(fopen(path, "rbe"));
-    if (file) return json_loadf(file.get(), 0, error);
+    if (file) return Json(json_loadf(file.get(), 0, error));
     *error = {};
     error->line = -1;
     (void)snprintf(error->text, sizeof error->text, "unable to open: %s", strerrordesc_np(errno));
@@ -96,7 +91,7 @@ int CloudConfig::initFromConfigFile(const char *config_path) {
         return -1;
     }
     json_error_t error;
-    const Json root(vex::clients::loadJson(config_path, &error));
+    const Json root = vex::clients::loadJson(config_path, &error);
     if (root == nullptr)
         return VEX_FAIL_AS(__func__, kJsonCode, EINVAL, -1,
                            "Load JSON file %s error: on line %d: %s.", config_path, error.line,

@@ -1,6 +1,5 @@
 // Finding the cloud configuration by the product's registry, and changing single settings of it.
 #include <errno.h>
-#include <jansson.h>
 #include <limits.h>
 #include <unistd.h>
 
@@ -13,7 +12,8 @@
 #include <vex/inifile.h>
 #include <vex/log.h>
 
-#include "clients/json_file.h"
+#include "base/lock_directory.h"
+#include "clients/cloud_file.h"
 #include "config/registry.h"
 #include "log/report.h"
 
@@ -63,27 +63,31 @@ private:
     const char *path_;
 };
 
-/// Finds and loads the registered file; -1 after reporting under @p who.
-int loadRegistered(const char *who, CloudConfig *config) {
-    std::string path;
-    if (CloudConfig::get_cloud_config_file(path) != 0)
-        return VEX_FAIL_AS(who, kNoFileCode, ENOENT, -1, "Failed to get config file");
-    if (config->initFromConfigFile(path.c_str()) != 0)
-        return VEX_FAIL_AS(who, errno, errno, -1, "Failed to initFromConfigFile");
-    return 0;
+/// Where the registered file is; -1 after reporting under @p who.
+int findRegistered(const char *who, std::string *path) {
+    if (CloudConfig::get_cloud_config_file(*path) == 0) return 0;
+    return VEX_FAIL_AS(who, kNoFileCode, ENOENT, -1, "Failed to get config file");
+}
+
+int loadFrom(const char *who, const std::string &path, CloudConfig *config) {
+    if (config->initFromConfigFile(path.c_str()) == 0) return 0;
+    return VEX_FAIL_AS(who, errno, errno, -1, "Failed to initFromConfigFile");
 }
 
 /// Stores one setting; 2, 1 when it is so already, or -1.
 template <typename T>
 int update(const char *who, T CloudConfigItem::*member, T value) {
+    std::string path;
+    if (findRegistered(who, &path) != 0) return -1;
+    // from reading to saving nobody else changes the file; in a directory that cannot be locked
+    // nothing can be saved durably either, and that is told then
+    const vex::UniqueFd turn = vex::lockDirectory(vex::directoryToLock(path.c_str()));
     auto config = std::make_unique<CloudConfig>();
-    if (loadRegistered(who, config.get()) != 0) return -1;
+    if (loadFrom(who, path, config.get()) != 0) return -1;
     if (config->item.*member == value) return 1;
     config->item.*member = value;
     if (config->saveConfigFile() == 0) return 2;
-    const int err = errno;
-    ErrorA(err, "failed to save cfg file");
-    errno = err;
+    ErrorA(errno, "failed to save cfg file");
     return -1;
 }
 
@@ -152,8 +156,10 @@ int CloudConfig::UpdateCachesize(std::string &size) {
 
 int CloudConfig::getCloudCfgFile(bool &enabled, uint32_t &cache_size) {
     return vex::guard(__func__, -1, [&] {
+        constexpr char kWho[] = "getCloudCfgFile";
+        std::string path;
         auto config = std::make_unique<CloudConfig>();
-        if (loadRegistered("getCloudCfgFile", config.get()) != 0) return -1;
+        if (findRegistered(kWho, &path) != 0 || loadFrom(kWho, path, config.get()) != 0) return -1;
         enabled = config->item.enabled;
         cache_size = config->item.CacheSizeGB;
         return 0;
@@ -175,14 +181,12 @@ bool CloudConfig::is_cloud_direct_enabled() {
             return false;
         }
         json_error_t error;
-        json_t *const root = vex::clients::loadJson(file.c_str(), &error);
-        json_t *const settings = json_object_get(root, "settings");
-        const bool good = json_is_object(settings);
-        const bool enabled = good && json_is_true(json_object_get(settings, "enabled"));
-        json_decref(root);
-        if (!good)
-            return VEX_FAIL_AS("is_cloud_direct_enabled", 32, EINVAL, false,
+        const vex::clients::Json root = vex::clients::loadJson(file.c_str(), &error);
+        const json_t *const settings = json_object_get(root.get(), vex::clients::kSettings);
+        if (!json_is_object(settings))
+            return VEX_FAIL_AS("is_cloud_direct_enabled", vex::clients::kJsonCode, EINVAL, false,
                                "settings is not an json object.");
+        const bool enabled = json_is_true(json_object_get(settings, "enabled"));
         if (TraceOn())
             __Trace("%s get cloud direct option : %d ", "is_cloud_direct_enabled", enabled ? 1 : 0);
         return enabled;

@@ -95,6 +95,21 @@ TEST_F(CloudConfigTest, UpdatesRewriteTheFileOnlyWhenSomethingChanges) {
     EXPECT_EQ(content, readFile(path));
 }
 
+TEST_F(CloudConfigTest, ProcessesDoNotUndoEachOthersChanges) {
+    const auto statuses = inChildren(2, [&] {
+        const bool first = mkdir((dir / "first").c_str(), 0700) == 0;
+        for (uint32_t i = 1; i <= 50; ++i) {
+            bool enabled = i % 2 == 0, seen = false;
+            std::string text = std::to_string(i);
+            uint32_t size = 0;
+            if ((first ? CloudConfig::UpdateEnabled(enabled) : CloudConfig::UpdateCachesize(text)) < 0) return 1;
+            if (CloudConfig::getCloudCfgFile(seen, size) != 0 || (first ? seen != enabled : size != i)) return 2;
+        }
+        return 0;
+    });
+    EXPECT_THAT(statuses, ElementsAre(0, 0));
+}
+
 TEST_F(CloudConfigTest, TheRegistryIsFoundInAnySectionAndNeverKept) {
     std::string found;
     EXPECT_EQ(0, CloudConfig::get_cloud_config_file(found));
