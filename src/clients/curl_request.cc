@@ -9,7 +9,10 @@
 
 #include <vex/http.h>
 
+#include "clients/curl_options.h"
 #include "log/report.h"
+
+using vex::clients::CurlOptions;
 
 namespace {
 
@@ -31,22 +34,6 @@ int seekUpload(void *user, curl_off_t offset, int origin) {
     buffer->pos = static_cast<size_t>(offset);
     return CURL_SEEKFUNC_OK;
 }
-
-/// Sets one option after another and remembers whether all were taken.
-class Options {
-public:
-    explicit Options(CURL *curl) : curl_(curl) {}
-    template <typename Value>
-    Options &set(CURLoption option, Value value) {
-        good_ = curl_easy_setopt(curl_, option, value) == CURLE_OK && good_;
-        return *this;
-    }
-    bool good() const { return good_; }
-
-private:
-    CURL *curl_;
-    bool good_ = true;
-};
 
 }  // namespace
 
@@ -85,8 +72,8 @@ void CurlRequest::easy_cleanup() {
 }
 
 bool CurlRequest::setCommonOptions(const std::string &url, long connect_timeout_s, long timeout_s) {
-    Options options(curl_);
-    options.set(CURLOPT_VERBOSE, 1L)
+    return CurlOptions(curl_)
+        .set(CURLOPT_VERBOSE, 1L)
         .set(CURLOPT_DEBUGFUNCTION, discard)
         .set(CURLOPT_URL, url.c_str())
         .set(CURLOPT_NOSIGNAL, 1L)
@@ -98,8 +85,8 @@ bool CurlRequest::setCommonOptions(const std::string &url, long connect_timeout_
              use_download_ ? static_cast<void *>(&download_) : static_cast<void *>(&body_))
         .set(CURLOPT_HEADERFUNCTION, getStringCallback_)
         .set(CURLOPT_HEADERDATA, &header_)
-        .set(CURLOPT_BUFFERSIZE, kBuffer);
-    return options.good();
+        .set(CURLOPT_BUFFERSIZE, kBuffer)
+        .good();
 }
 
 bool CurlRequest::setMethod(HttpMethod method) {
@@ -108,7 +95,7 @@ bool CurlRequest::setMethod(HttpMethod method) {
     // the 1.
     constexpr auto kForm = static_cast<CURLoption>(10024);
     const auto size = static_cast<curl_off_t>(upload_.size);
-    Options options(curl_);
+    CurlOptions options(curl_);
     switch (method) {
         case POST:
             options.set(kForm, reinterpret_cast<void *>(1))
@@ -152,9 +139,9 @@ int CurlRequest::start(const std::string &url, HttpMethod method, long connect_t
     list_ = nullptr;
     body_.clear();
     header_.clear();
-    Options options(curl_);
     const bool good = setCommonOptions(url, connect_timeout_s, timeout_s) && setMethod(method) &&
-                      options.set(CURLOPT_SSL_VERIFYHOST, verify_host ? 2L : 0L)
+                      CurlOptions(curl_)
+                          .set(CURLOPT_SSL_VERIFYHOST, verify_host ? 2L : 0L)
                           .set(CURLOPT_SSL_VERIFYPEER, verify_peer ? 1L : 0L)
                           .good();
     return good ? 0 : -1;

@@ -13,6 +13,7 @@
 
 #include "base/ascii.h"
 #include "base/eintr.h"
+#include "clients/curl_options.h"
 
 namespace vex::clients {
 namespace {
@@ -66,60 +67,65 @@ CURLcode Exchange::perform(const std::string &url, const std::vector<std::string
 }
 
 bool Exchange::setOptions(const std::string &url) {
-    const auto set = [&](CURLoption option, auto value) {
-        return curl_easy_setopt(curl_, option, value) == CURLE_OK;
-    };
     // of a proxy's answer to CONNECT the caller is told nothing: it is no byte of the server's
-    return set(CURLOPT_URL, url.c_str()) && set(CURLOPT_PROTOCOLS_STR, "http,https") &&
-           set(CURLOPT_NOSIGNAL, 1L) && set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
-           set(CURLOPT_ERRORBUFFER, error_) &&
-           set(CURLOPT_CONNECTTIMEOUT, options_.connect_timeout_s) &&
-           set(CURLOPT_TIMEOUT, options_.timeout_s) && set(CURLOPT_BUFFERSIZE, kBuffer) &&
-           set(CURLOPT_UPLOAD_BUFFERSIZE, kBuffer) && set(CURLOPT_HEADERFUNCTION, onHeader) &&
-           set(CURLOPT_HEADERDATA, this) && set(CURLOPT_WRITEFUNCTION, onBody) &&
-           set(CURLOPT_WRITEDATA, this) && set(CURLOPT_READFUNCTION, onUpload) &&
-           set(CURLOPT_READDATA, this) && set(CURLOPT_SEEKFUNCTION, onSeek) &&
-           set(CURLOPT_SEEKDATA, this) && set(CURLOPT_XFERINFOFUNCTION, onProgress) &&
-           set(CURLOPT_XFERINFODATA, this) &&
-           set(CURLOPT_NOPROGRESS,
-               request_.transfer != nullptr && request_.transfer->progress ? 0L : 1L);
+    return CurlOptions(curl_)
+        .set(CURLOPT_URL, url.c_str())
+        .set(CURLOPT_PROTOCOLS_STR, "http,https")
+        .set(CURLOPT_NOSIGNAL, 1L)
+        .set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L)
+        .set(CURLOPT_ERRORBUFFER, error_)
+        .set(CURLOPT_CONNECTTIMEOUT, options_.connect_timeout_s)
+        .set(CURLOPT_TIMEOUT, options_.timeout_s)
+        .set(CURLOPT_BUFFERSIZE, kBuffer)
+        .set(CURLOPT_UPLOAD_BUFFERSIZE, kBuffer)
+        .set(CURLOPT_HEADERFUNCTION, onHeader)
+        .set(CURLOPT_HEADERDATA, this)
+        .set(CURLOPT_WRITEFUNCTION, onBody)
+        .set(CURLOPT_WRITEDATA, this)
+        .set(CURLOPT_READFUNCTION, onUpload)
+        .set(CURLOPT_READDATA, this)
+        .set(CURLOPT_SEEKFUNCTION, onSeek)
+        .set(CURLOPT_SEEKDATA, this)
+        .set(CURLOPT_XFERINFOFUNCTION, onProgress)
+        .set(CURLOPT_XFERINFODATA, this)
+        .set(CURLOPT_NOPROGRESS,
+             request_.transfer != nullptr && request_.transfer->progress ? 0L : 1L)
+        .good();
 }
 
 bool Exchange::setSecurity() {
     // an empty text of the certificates must not be set at all; of the proxy, and of the hosts
     // reached without it, it means none, where nothing would mean what the environment says
-    const auto text = [&](CURLoption option, const std::string &value) {
-        return value.empty() || curl_easy_setopt(curl_, option, value.c_str()) == CURLE_OK;
-    };
-    return text(CURLOPT_CAINFO, options_.ca_file) && text(CURLOPT_SSLCERT, options_.client_cert) &&
-           text(CURLOPT_SSLKEY, options_.client_key) &&
-           text(CURLOPT_KEYPASSWD, options_.client_key_password) &&
-           curl_easy_setopt(curl_, CURLOPT_PROXY, options_.proxy.c_str()) == CURLE_OK &&
-           text(CURLOPT_PROXYUSERNAME, options_.proxy_user) &&
-           text(CURLOPT_PROXYPASSWORD, options_.proxy_password) &&
-           curl_easy_setopt(curl_, CURLOPT_NOPROXY, options_.no_proxy.c_str()) == CURLE_OK &&
-           curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, options_.verify_host ? 2L : 0L) ==
-               CURLE_OK &&
-           curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, options_.verify_peer ? 1L : 0L) ==
-               CURLE_OK;
+    return CurlOptions(curl_)
+        .setUnlessEmpty(CURLOPT_CAINFO, options_.ca_file)
+        .setUnlessEmpty(CURLOPT_SSLCERT, options_.client_cert)
+        .setUnlessEmpty(CURLOPT_SSLKEY, options_.client_key)
+        .setUnlessEmpty(CURLOPT_KEYPASSWD, options_.client_key_password)
+        .set(CURLOPT_PROXY, options_.proxy.c_str())
+        .setUnlessEmpty(CURLOPT_PROXYUSERNAME, options_.proxy_user)
+        .setUnlessEmpty(CURLOPT_PROXYPASSWORD, options_.proxy_password)
+        .set(CURLOPT_NOPROXY, options_.no_proxy.c_str())
+        .set(CURLOPT_SSL_VERIFYHOST, options_.verify_host ? 2L : 0L)
+        .set(CURLOPT_SSL_VERIFYPEER, options_.verify_peer ? 1L : 0L)
+        .good();
 }
 
 bool Exchange::setMethod() {
-    const auto set = [&](CURLoption option, auto value) {
-        return curl_easy_setopt(curl_, option, value) == CURLE_OK;
-    };
+    CurlOptions options(curl_);
     const auto size = static_cast<curl_off_t>(request_.size);
     switch (request_.method) {
         case Method::kHead:
-            return set(CURLOPT_NOBODY, 1L);
+            return options.set(CURLOPT_NOBODY, 1L).good();
         case Method::kDelete:
-            return set(CURLOPT_CUSTOMREQUEST, "DELETE");
+            return options.set(CURLOPT_CUSTOMREQUEST, "DELETE").good();
         case Method::kPut:
-            return set(CURLOPT_UPLOAD, 1L) && set(CURLOPT_INFILESIZE_LARGE, size);
+            return options.set(CURLOPT_UPLOAD, 1L).set(CURLOPT_INFILESIZE_LARGE, size).good();
         case Method::kPost:
             // over a kept connection that dies libcurl would send all of an empty one again
-            return set(CURLOPT_POST, 1L) && set(CURLOPT_POSTFIELDSIZE_LARGE, size) &&
-                   set(CURLOPT_FRESH_CONNECT, size == 0 ? 1L : 0L);
+            return options.set(CURLOPT_POST, 1L)
+                .set(CURLOPT_POSTFIELDSIZE_LARGE, size)
+                .set(CURLOPT_FRESH_CONNECT, size == 0 ? 1L : 0L)
+                .good();
         case Method::kGet:
             break;
     }
@@ -127,7 +133,7 @@ bool Exchange::setMethod() {
     const uint64_t first = request_.transfer->offset, length = request_.transfer->length;
     std::string range = std::to_string(first) + "-";
     if (length <= UINT64_MAX - first) range += std::to_string(first + length - 1);
-    return set(CURLOPT_RANGE, range.c_str());
+    return options.set(CURLOPT_RANGE, range.c_str()).good();
 }
 
 bool Exchange::setHeaders(const std::vector<std::string> &headers) {
