@@ -2,7 +2,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <vex/text.h>
 
 #include "base/eintr.h"
+#include "base/sleep.h"
 #include "base/unique_fd.h"
 #include "clients/storage_exchange.h"
 #include "io/replacement_file.h"
@@ -74,12 +74,6 @@ bool worthRepeating(CURLcode code, bool answered, long status) {
     }
 }
 
-void pauseFor(long seconds) {
-    struct timespec left = {seconds, 0};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
-}
-
 }  // namespace
 
 const std::string *StorageHttpResponse::header(const std::string &name) const {
@@ -131,7 +125,7 @@ private:
             bool again = false;
             const int err = attemptOnce(curl, request, response, &again);
             if (!again || attempt == retries) return err;
-            pauseFor(pauseAfter(curl, attempt));
+            vex::sleepMs(1000 * pauseAfter(curl, attempt));
             if (request.source >= 0 && ::lseek(request.source, start, SEEK_SET) < 0) return err;
         }
     }
@@ -163,6 +157,7 @@ private:
         return true;
     }
 
+    /// Seconds.
     static long pauseAfter(CURL *curl, unsigned attempt) {
         curl_off_t asked = 0;
         (void)curl_easy_getinfo(curl, CURLINFO_RETRY_AFTER, &asked);  // 0 stays when there is none

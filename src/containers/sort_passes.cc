@@ -1,11 +1,10 @@
 #include "containers/sort_passes.h"
 
-#include <time.h>
-
 #include <algorithm>
 
 #include <vex/log.h>
 
+#include "base/monotonic.h"
 #include "containers/sort_merge.h"
 #include "log/report.h"
 
@@ -17,10 +16,9 @@ constexpr int64_t kProgressSeconds = 300;
 }  // namespace
 
 void Passes::announce(size_t pass, unsigned step) {
-    timespec now{};
-    (void)clock_gettime(CLOCK_MONOTONIC, &now);  // cannot fail
-    if (ctx_->has(BINARY_SORT_QUIET) || now.tv_sec < quiet_until_) return;
-    quiet_until_ = now.tv_sec + kProgressSeconds;
+    const int64_t now = coarseMs() / 1000;
+    if (ctx_->has(BINARY_SORT_QUIET) || now < quiet_until_) return;
+    quiet_until_ = now + kProgressSeconds;
     const auto number = static_cast<unsigned>(pass);
     if (step == 1)
         InfoA(-1, "Sorting tlog files: starting pass %u.", number);

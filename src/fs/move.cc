@@ -1,7 +1,5 @@
 #include <errno.h>
 #include <stdio.h>
-#include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <string>
@@ -10,18 +8,14 @@
 #include <vex/log.h>
 
 #include "base/directory_of.h"
-#include "base/errno_guard.h"
+#include "base/sleep.h"
 #include "fs/copy.h"
+#include "fs/exists.h"
 #include "log/report.h"
 
 namespace {
 
 constexpr int kAttempts = 6;
-
-bool exists(const char *path) {
-    struct stat status {};
-    return lstat(path, &status) == 0;
-}
 
 /// Copies and removes the source, which goes only when content and name of the copy are durable.
 bool moveByCopy(const char *who, const char *from, const char *to, int mode) {
@@ -40,7 +34,7 @@ bool move(const char *who, const char *from, const char *to, int mode) {
         return VEX_FAIL_AS(who, EINVAL, EINVAL, false, "invalid NULL parameter");
     if (::rename(from, to) == 0) return true;
     // without a source there is nothing that could take the destination's place
-    if (exists(from) && exists(to)) {
+    if (vex::fs::exists(from) && vex::fs::exists(to)) {
         InfoA(-1, "Destination file (%s) exists,now try to remove it.", to);
         if (::unlink(to) != 0)
             return VEX_FAIL_AS(who, errno, errno, false, "remove file(%s) failed!", to);
@@ -50,14 +44,6 @@ bool move(const char *who, const char *from, const char *to, int mode) {
         }
     }
     return moveByCopy(who, from, to, mode);
-}
-
-/// At least a second, whatever signals come.
-void sleepOneSecond() {
-    vex::ErrnoGuard guard;
-    struct timespec left = {1, 0};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
 }
 
 }  // namespace
@@ -71,7 +57,7 @@ bool FileMoveWithRetry(const char *from, const char *to, int mode) {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (FileMove(from, to, mode)) return true;
         (void)VEX_FAIL(errno, false, "move %s to %s failed (%m), retry in 1 second!", from, to);
-        sleepOneSecond();
+        vex::sleepMs(1000);
     }
     return false;
 }

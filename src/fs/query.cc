@@ -8,6 +8,7 @@
 #include <vex/file.h>
 #include <vex/log.h>
 
+#include "fs/exists.h"
 #include "log/report.h"
 
 namespace {
@@ -19,11 +20,6 @@ constexpr mode_t kExecute[] = {S_IXUSR, S_IXGRP, S_IXOTH};
 
 bool writableAndSearchable(const char *directory) {
     return access(directory, W_OK | X_OK) == 0;
-}
-
-bool exists(const char *path) {
-    struct stat status {};
-    return lstat(path, &status) == 0;
 }
 
 /// Judges what snprintf made of a name: false after reporting a failure with its old line number,
@@ -89,7 +85,7 @@ char *FileTemp(const char *directory) {
     const auto seconds = static_cast<unsigned long>(time(nullptr));
     if (!printed(snprintf(name, sizeof name, "%s%c%lu.tmp", directory, '/', seconds), 962))
         return nullptr;
-    for (int counter = 0; counter <= kLastCounter && exists(name); ++counter) {
+    for (int counter = 0; counter <= kLastCounter && vex::fs::exists(name); ++counter) {
         if (!printed(snprintf(name, sizeof name, "%s%c%lu%i.tmp", directory, '/', seconds, counter),
                      976))
             return nullptr;

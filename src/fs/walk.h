@@ -81,7 +81,6 @@ private:
     uint16_t examine(Entry *entry, bool follow, const Place *place = nullptr);
     static int lookUp(const Entry *entry, bool follow, const Place *place, struct stat *out);
     static uint16_t classify(Entry *entry);
-    void throttle() const;
 
     // walk_move.h: the working directory
     static bool isSame(int descriptor, const Entry *directory);

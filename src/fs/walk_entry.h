@@ -3,7 +3,6 @@
 #define VEX_FS_WALK_ENTRY_H
 
 #include <malloc.h>
-#include <time.h>
 
 #include <cstdlib>
 #include <new>
@@ -11,6 +10,7 @@
 #include <vex/log.h>
 
 #include "base/errno_guard.h"
+#include "base/sleep.h"
 #include "fs/walk.h"
 #include "log/report.h"
 
@@ -101,16 +101,6 @@ void Walk<Text>::discardChain(Entry *from) {
     }
 }
 
-/// The delay is a promise of at least that long: signals do not end it.
-template <typename Text>
-void Walk<Text>::throttle() const {
-    if (this->dds_delay_ms == 0) return;
-    timespec left{static_cast<time_t>(this->dds_delay_ms / 1000),
-                  static_cast<long>(this->dds_delay_ms % 1000) * 1'000'000};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
-}
-
 /// A name in a directory that is open anyway is looked up there, which spares the system the way
 /// along the path. What could not be reached by path must fail here too.
 template <typename Text>
@@ -126,7 +116,7 @@ int Walk<Text>::lookUp(const Entry *entry, bool follow, const Place *place, stru
 /// Looks up an entry's status and tells its kind.
 template <typename Text>
 uint16_t Walk<Text>::examine(Entry *entry, bool follow, const Place *place) {
-    throttle();
+    if (this->dds_delay_ms != 0) sleepMs(this->dds_delay_ms);
     follow = follow || has(DDS_LOGICAL) || (entry->level == 0 && has(DDS_COMFOLLOW));
     entry->cycle = nullptr;
     if (lookUp(entry, follow, place, entry->statp) == 0) return classify(entry);
