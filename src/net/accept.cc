@@ -83,11 +83,6 @@ void switchOff() {
            kName);
 }
 
-unsigned portOf(const sockaddr *address) {
-    // the port stands at the same place in both families
-    return ntohs(reinterpret_cast<const sockaddr_in *>(address)->sin_port);
-}
-
 /// Asks the resolver and tells when it was slow; 0 or its code.
 int ask(const sockaddr *address, socklen_t size, const char *ip, char (&name)[NI_MAXHOST]) {
     const int64_t start = coarseMs();
@@ -173,10 +168,9 @@ int NetAccept(int listen_fd, char *host, size_t host_size, char *ip, size_t ip_s
         return VEX_FAIL(errno, -1, "could not accept a connection: %m");
     }
     unmap(&peer, &size);
-    const bool internet = peer.ss_family == AF_INET || peer.ss_family == AF_INET6;
     if (ip != nullptr && ip_size > 0)
         (void)vex_strcpy(ip, ip_size, AddressText(address, "").get());  // its head when it is short
-    if (port != nullptr) *port = internet ? portOf(address) : 0;
+    if (port != nullptr) *port = portOf(address);
     if (host != nullptr && host_size > 0) {
         host[0] = '\0';
         // a connection without a name is still one

@@ -1,5 +1,6 @@
 // Address lists: deep copies of the system's, and the one-node lists that stand for a relay.
 #include <errno.h>
+#include <netinet/in.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -88,6 +89,12 @@ int copyList(const char *who, const char *name_text, const addrinfo *source, add
 relayinfo *relayOf(const addrinfo *node) {
     if (node == nullptr || (node->ai_flags & kRelayNode) == 0) return nullptr;
     return reinterpret_cast<const zq_addrinfo *>(node)->relayinfo;
+}
+
+unsigned portOf(const sockaddr *address) {
+    if (address->sa_family != AF_INET && address->sa_family != AF_INET6) return 0;
+    // the port stands at the same place in both families
+    return ntohs(reinterpret_cast<const sockaddr_in *>(address)->sin_port);
 }
 
 AddressText::AddressText(const sockaddr *address, const char *otherwise) {

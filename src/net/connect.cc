@@ -19,19 +19,7 @@ namespace {
 
 constexpr char kName[] = "NetConnectByAddr";
 constexpr unsigned kFatalNumber = 92;
-constexpr int kBlockDaemonPort = 10082;
-
-bool given(const char *text) {
-    return text != nullptr && *text != '\0';
-}
-
-int portOf(const sockaddr *address) {
-    if (address->sa_family == AF_INET)
-        return ntohs(reinterpret_cast<const sockaddr_in *>(address)->sin_port);
-    if (address->sa_family == AF_INET6)
-        return ntohs(reinterpret_cast<const sockaddr_in6 *>(address)->sin6_port);
-    return 0;
-}
+constexpr unsigned kBlockDaemonPort = 10082;
 
 /// The route a connection asked for; removed again when the connection failed and it was added
 /// here.
@@ -94,7 +82,7 @@ public:
         ErrorA(error_, "%s: Failed to connect to host: %s (%d)", kName, reason, error_);
         if (parameters_.fatal != 0)
             vexSetFatalError(kName, kFatalNumber,
-                             "Failed to connect to %s on port %d using the following "
+                             "Failed to connect to %s on port %u using the following "
                              "interface(s): [ %s ] (%s) Ensure storage server services are "
                              "running and operational. ",
                              port_ == kBlockDaemonPort ? "blockd" : "mgrd", port_, tried_, reason);
@@ -155,7 +143,7 @@ private:
     const NetConnectParams &parameters_;
     char tried_[2048] = "";
     int error_ = EADDRNOTAVAIL;  // for a list without any address
-    int port_ = 0;
+    unsigned port_ = 0;
 };
 
 }  // namespace

@@ -43,6 +43,9 @@ int copyList(const char *who, const char *name_text, const addrinfo *source, add
 /// The relay information of a node; nullptr when the library did not make it for a relay.
 relayinfo *relayOf(const addrinfo *node);
 
+/// The port of an internet address, 0 of any other.
+unsigned portOf(const sockaddr *address);
+
 /// The numeric text of a socket address, for messages.
 class AddressText {
 public:

@@ -13,6 +13,9 @@
 #include "base/eintr.h"
 #include "base/unique_fd.h"
 #include "log/report.h"
+#include "net/socket.h"
+
+using vex::net::given;
 
 namespace {
 
@@ -100,10 +103,6 @@ int exchange(const Request &request) {
             continue;  // not ours: any process may send to a routing socket
         return -answer.error.error;
     }
-}
-
-bool given(const char *text) {
-    return text != nullptr && *text != '\0';
 }
 
 /// 0 when done, else the errno: @p settled, which means that nothing had to be done, stays

@@ -23,6 +23,11 @@ int connectSocket(int fd, const sockaddr *address, socklen_t size);
 /// Sends everything, without SIGPIPE; the count, or -1 with errno. Silent.
 ssize_t sendAll(int fd, const void *buffer, size_t count);
 
+/// Whether a text stands where one may be left out.
+inline bool given(const char *text) {
+    return text != nullptr && *text != '\0';
+}
+
 /// The defaults where the caller gave none.
 const NetConnectParams &orDefaults(const NetConnectParams *parameters);
 
