@@ -7,6 +7,7 @@
 #include <string>
 
 #include "command.h"
+#include "command_options.h"
 #include "input_file.h"
 #include "output_file.h"
 #include "progress.h"
@@ -157,44 +158,29 @@ int request(const Arguments &arguments) {
     return usageError("there is no 'http %s'", arguments.method);
 }
 
-opt_option option(const char *name, int type, void *value) {
-    opt_option one{};
-    one.long_name = name;
-    one.type = type;
-    one.value = value;
-    return one;
-}
-
 }  // namespace
 
 int runHttp(int argc, char **argv) {
     Arguments arguments;
-    opt_option options[] = {option("ca-file", OPT_TYPE_PATH, &arguments.ca_file),
-                            option("cert", OPT_TYPE_PATH, &arguments.cert),
-                            option("key", OPT_TYPE_PATH, &arguments.key),
-                            option("proxy", OPT_TYPE_STRING, &arguments.proxy),
-                            option("header", OPT_TYPE_STRING, &arguments.header),
-                            option("content-type", OPT_TYPE_STRING, &arguments.content_type),
-                            option("timeout", OPT_TYPE_NUMBER32, &arguments.timeout),
-                            option("retries", OPT_TYPE_NUMBER32, &arguments.retries),
-                            option("digest", OPT_TYPE_FLAG_ON, &arguments.digest)};
-    opt_option *table[std::size(options) + 1] = {};
-    for (size_t i = 0; i < std::size(options); ++i) table[i] = &options[i];
+    CommandOptions options;
+    options.add("ca-file", OPT_TYPE_PATH, &arguments.ca_file);
+    options.add("cert", OPT_TYPE_PATH, &arguments.cert);
+    options.add("key", OPT_TYPE_PATH, &arguments.key);
+    options.add("proxy", OPT_TYPE_STRING, &arguments.proxy);
+    options.add("header", OPT_TYPE_STRING, &arguments.header);
+    options.add("content-type", OPT_TYPE_STRING, &arguments.content_type);
+    options.add("timeout", OPT_TYPE_NUMBER32, &arguments.timeout);
+    options.add("retries", OPT_TYPE_NUMBER32, &arguments.retries);
+    options.flag("digest", &arguments.digest);
     // the method stands in front of the options
     if (argc < 2) return usageError("'http' needs a method and a URL");
     arguments.method = argv[1];
-    const int first = opt_parse(table, argc - 1, argv + 1);
-    int status = kUsage;
-    if (first < 0 || argc - 1 - first < 1 || argc - 1 - first > 2) {
-        status =
-            usageError("'http %s' needs options, a URL and at most one file", arguments.method);
-    } else {
-        arguments.url = argv[1 + first];
-        arguments.file = argc - 1 - first == 2 ? argv[2 + first] : nullptr;
-        status = request(arguments);
-    }
-    opt_free(table);
-    return status;
+    const int first = options.parse(argc - 1, argv + 1);
+    if (first < 0 || argc - 1 - first < 1 || argc - 1 - first > 2)
+        return usageError("'http %s' needs options, a URL and at most one file", arguments.method);
+    arguments.url = argv[1 + first];
+    arguments.file = argc - 1 - first == 2 ? argv[2 + first] : nullptr;
+    return request(arguments);
 }
 
 }  // namespace tool
