@@ -117,11 +117,13 @@ public:
     /**
      * Downloads into a descriptor, from where it stands. Only the body of a status from 200 to 299
      * is written. With an offset or length a range is asked for; a server that answers with the
-     * whole, or with another range, gives -1 with ENOTSUP.
+     * whole, or with another range, gives -1 with ENOTSUP; otherwise as get, EINVAL for a negative
+     * descriptor or no length, and the errno of a failed write.
      */
     int getToDescriptor(const std::string &path, int fd, StorageHttpTransfer &transfer,
                         StorageHttpResponse &response);
-    /** Uploads @p size bytes from a descriptor, from where it stands. */
+    /** Uploads @p size bytes from a descriptor, from where it stands; as put, and -1 with ENODATA
+     * when it ends before, or the errno of a failed read. */
     int putFromDescriptor(const std::string &path, int fd, uint64_t size,
                           const std::string &content_type, StorageHttpTransfer &transfer,
                           StorageHttpResponse &response);
@@ -137,7 +139,8 @@ public:
     /**
      * A header that all later requests carry; an empty value takes it away.
      *
-     * @return 0; -1 with EINVAL, logged, for an empty name and for a line break in either.
+     * @return 0; -1 with EINVAL, logged, for a name that is empty or holds a ':', and for a line
+     * break in either.
      */
     int setHeader(const std::string &name, const std::string &value);
 
