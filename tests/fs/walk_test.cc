@@ -148,7 +148,7 @@ TEST(Walk, ReturnsWhatFtsReturnsUnderEveryOption) {
 }
 
 /// Directories d with a file and e, empty, under t; the test stands above it.
-class WalkFailures : public Test {
+class WalkFailures : public FolderTest {
 protected:
     WalkFailures() { fs::current_path(dir.path()), plantAnew(); }
     ~WalkFailures() override { fs::current_path(start); }
@@ -158,7 +158,6 @@ protected:
         for (const char *name : {"t/d/f", "outside/secret"}) writeFile(dir / name, "");
     }
     const fs::path start = fs::current_path();
-    const TempDir dir;
 };
 
 int marked;  // entries that the callbacks below hold
@@ -219,7 +218,7 @@ TEST_F(WalkFailures, AreToldOnceAndEndTheWalkOnlyWhereItCannotGoOn) {
         if (row[4] == "#") row[4] = "1 t,1 d,8 f,6 d,1 e,6 e,6 t,0,0";
         for (const char form : {'A', 'W'}) {
             SCOPED_TRACE(row[0] + row[1] + form);
-            const LogCapture log;
+            log.clear();
             vetoed = row[0] == "veto" ? std::stol(row[1]) : -1;
             const FaultScope fault(row[0].c_str(), static_cast<unsigned>(std::stoul(row[1])), std::stoi(row[2]));
             EXPECT_EQ(row[4], form == 'A' ? visits<Narrow>(false) : visits<Wide>(false));
@@ -234,7 +233,6 @@ TEST_F(WalkFailures, AreToldOnceAndEndTheWalkOnlyWhereItCannotGoOn) {
 TEST_F(WalkFailures, LeaveNothingBehindWhicheverCallFails) {
     vetoed = -1;
     fs::create_directory_symlink("../d", dir / "t/e/l");
-    const LogCapture log;
     const Lines calls{"open", "fstat", "stat", "fstatat", "getdents64", "chdir", "fchdir", "malloc", "realloc"};
     EXPECT_LT(60u, forEachFault(calls, EIO, [&](const FaultScope &) {
         const std::string seen = visits<Narrow>(true);
@@ -249,8 +247,8 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
     DirEntry *const root = DirGetChildrenA(walk, DDS_NAMEONLY);
     ASSERT_EQ(root, DirGetNextA(walk));
     EXPECT_EQ(1, DirSetFlagsA(root, DDS_SKIP));
-    const auto opened = [](const char *path, uint32_t options) {
-        return [=] { return static_cast<long>(DirOpenA(path, options, nullptr, 0) != nullptr); };
+    const auto opened = [](const char *name, uint32_t options) {
+        return [=] { return static_cast<long>(DirOpenA(name, options, nullptr, 0) != nullptr); };
     };
     expectFailures({
         {"2 DirOpenExA: invalid NULL parameter", ENOENT, 0, opened("", 0x800)},
@@ -269,7 +267,6 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
 }
 
 TEST_F(WalkFailures, NobodyLeadsTheWalkOutOfItsTree) {
-    const LogCapture log;
     for (const auto &row : table(2,
              "replaced|4d,6d,1e,6e,6t,end 0|known|8f,7d,1e,6e,6t,end 0|"
              "removed|4d,6d,1e,6e,6t,end 0|moved|8f,end 2|")) {
