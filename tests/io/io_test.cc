@@ -46,31 +46,28 @@ TEST_F(SafeTransfer, GoesOnAfterSignalsAndShortCountsAndReportsTheRest) {
 TEST_F(DurableChange, EachFailingCallIsReportedOnceUnlessQuietAndLeaksNothing) {
     const std::string from = dir / "from", to = dir / "to", &top = dir.path();
     const int descriptors = openDescriptors();
-    const struct {
-        std::string call, line;
-        bool changed;
-    } kRows[] = {{"rename", "rename_dirfsync: Could not rename '" + from + "' to '" + to + "'", false},
+    const std::tuple<std::string, std::string, bool> kRows[] = {
+        {"rename", "rename_dirfsync: Could not rename '" + from + "' to '" + to + "'", false},
         {"unlink", "unlink_dirfsync: Could not unlink '" + from + "'", false},
         {"open", "dirfsync: Could not open directory '" + top + "'", true},
         {"fsync", "dirfsync: Could not fsync directory '" + top + "'", true},
         {"close", "dirfsync: Close after fsync of directory '" + top + "' returned an error", true}};
-    for (const auto &row : kRows) {
+    for (const auto &[call, line, changed] : kRows) {
         for (const int quiet : {0, 1}) {
             for (const bool unlinks : {false, true}) {
-                if (row.call == (unlinks ? "rename" : "unlink")) continue;
-                SCOPED_TRACE(row.call + (unlinks ? " unlink" : " rename"));
+                if (call == (unlinks ? "rename" : "unlink")) continue;
+                SCOPED_TRACE(call + (unlinks ? " unlink" : " rename"));
                 writeFile(from, "x");
                 (void)unlink(to.c_str());
                 log.clear();
                 {
-                    FaultScope fault({row.call}, 1, EIO);
+                    FaultScope fault({call}, 1, EIO);
                     EXPECT_EQ(-1, unlinks ? unlink_dirfsync(from.c_str(), top.c_str(), quiet)
                                           : rename_dirfsync(from.c_str(), to.c_str(), top.c_str(), quiet));
                     EXPECT_EQ(EIO, errno);
                 }
-                EXPECT_EQ(quiet != 0 ? "" : "5 " + row.line + ": Input/output error", log.text());
-                EXPECT_EQ(
-                    std::vector<std::string>(row.changed && unlinks ? 0 : 1, row.changed ? "to" : "from"), dir.list());
+                EXPECT_EQ(quiet != 0 ? "" : "5 " + line + ": Input/output error", log.text());
+                EXPECT_EQ(std::vector<std::string>(changed && unlinks ? 0 : 1, changed ? "to" : "from"), dir.list());
             }
         }
     }
@@ -110,28 +107,25 @@ TEST_F(Streams, EndOfFileIsQuietAndAnErrorIsNot) {
 }
 
 TEST_F(Streams, SyncsFlushFirstAndOnlyTheSafeTwinsRepeatInterruptions) {
-    const struct {
-        const char *name, *call;
-        int (*run)(FILE *);
-        bool repeats;
-    } kRows[] = {{"safe_fflush", "none", safe_fflush, true}, {"ffsync", "fsync", ffsync, false},
+    const std::tuple<std::string, const char *, int (*)(FILE *), bool> kRows[] = {
+        {"safe_fflush", "none", safe_fflush, true}, {"ffsync", "fsync", ffsync, false},
         {"safe_ffsync", "fsync", safe_ffsync, true}, {"ffdatasync", "fdatasync", ffdatasync, false},
         {"safe_ffdatasync", "fdatasync", safe_ffdatasync, true},
         {"fftruncate", "ftruncate", [](FILE *f) { return fftruncate(f, 3); }, true},
         {"safe_fclose", "fclose", safe_fclose, false}};
     const int descriptors = openDescriptors();
-    for (const auto &row : kRows) {
-        for (const std::string call : {row.call, "fflush"}) {
-            SCOPED_TRACE(row.name + call);
+    for (const auto &[name, synced, run, repeats] : kRows) {
+        for (const std::string call : {synced, "fflush"}) {
+            SCOPED_TRACE(name + call);
             log.clear();
             FILE *file = fopen(path.c_str(), "w");
             EXPECT_EQ(3u, safe_fwrite("abc", 1, 3, file));
             FaultScope fault({call}, 1, EINTR);
-            EXPECT_EQ(row.repeats && call != "fflush" ? 0 : -1, row.run(file));
-            EXPECT_EQ(call == "fflush" && row.run != safe_fclose ? "" : "abc", readFile(path));
-            if (row.run != safe_fclose) (void)fclose(file);
-            EXPECT_EQ(-1, row.run(nullptr));
-            EXPECT_EQ("22 " + std::string(row.name) + ": invalid stream", log.text());
+            EXPECT_EQ(repeats && call != "fflush" ? 0 : -1, run(file));
+            EXPECT_EQ(call == "fflush" && run != safe_fclose ? "" : "abc", readFile(path));
+            if (run != safe_fclose) (void)fclose(file);
+            EXPECT_EQ(-1, run(nullptr));
+            EXPECT_EQ("22 " + name + ": invalid stream", log.text());
         }
     }
     EXPECT_EQ(descriptors, openDescriptors());

@@ -35,20 +35,15 @@ void callVa(void (*function)(const char *, va_list), const char *format, ...) {
 }  // namespace
 
 TEST(LogMessage, PrefixFollowsLevelAndCode) {
-    static const struct {
-        int code, level;
-        const char *line;
-    } kRows[] = {{-1, VEX_LOG_ERR, "ERR: -1: x\n"}, {0, VEX_LOG_ERR, "ERR: 100: x\n"},
-        {-7, VEX_LOG_CRIT, "CRIT: 93: x\n"}, {5, VEX_LOG_WARN, "WARNING: 105: x\n"}, {-1, VEX_LOG_INFO, "INFO: x\n"},
-        {0, VEX_LOG_AUTH, "AUTH: x\n"}, {3, VEX_LOG_NOTICE, "NOTICE: 103: x\n"}, {-1, VEX_LOG_TRACE, "TRACE: x\n"},
-        {1, VEX_LOG_BUG, "BUG: 101: x\n"}, {-1, 3, "INFO: x\n"}, {-1, 0, "INFO: x\n"}};
+    static const std::tuple<int, int, const char *> kRows[] = {{-1, VEX_LOG_ERR, "ERR: -1: x\n"},
+        {0, VEX_LOG_ERR, "ERR: 100: x\n"}, {-7, VEX_LOG_CRIT, "CRIT: 93: x\n"}, {5, VEX_LOG_WARN, "WARNING: 105: x\n"},
+        {-1, VEX_LOG_INFO, "INFO: x\n"}, {0, VEX_LOG_AUTH, "AUTH: x\n"}, {3, VEX_LOG_NOTICE, "NOTICE: 103: x\n"},
+        {-1, VEX_LOG_TRACE, "TRACE: x\n"}, {1, VEX_LOG_BUG, "BUG: 101: x\n"}, {-1, 3, "INFO: x\n"},
+        {-1, 0, "INFO: x\n"}};
     FileLog log(0xff);
     vexLogSetBaseCode(100);
     std::string expected;
-    for (const auto &row : kRows) {
-        vexLog(row.code, row.level, "%s", "x");
-        expected += row.line;
-    }
+    for (const auto &[code, level, line] : kRows) vexLog(code, level, "%s", "x"), expected += line;
     vexLogSetBaseCode(0);
     EXPECT_EQ(expected, log.text());
 }
@@ -69,15 +64,12 @@ TEST(LogMessage, EndsInANewlineAndIsCutTo2046Characters) {
 
 TEST(LogMessage, ShowsTimestampLabelAndThreadTagWhereAskedFor) {
     const std::string clock = "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] ", date = "[A-Z][a-z]+ [0-9][0-9] " + clock;
-    const struct {
-        int flags;
-        std::string stamp;
-    } kRows[] = {{VEX_LOG_DATE, date}, {VEX_LOG_DATE | VEX_LOG_SHORT_TIME, clock},
+    const std::pair<int, std::string> kRows[] = {{VEX_LOG_DATE, date}, {VEX_LOG_DATE | VEX_LOG_SHORT_TIME, clock},
         {VEX_LOG_DATE | VEX_LOG_TIMING, date + "\\[[0-9]+\\] "}, {VEX_LOG_TIMING, ""}};
-    for (const auto &row : kRows) {
-        FileLog log(row.flags | 0xff, "lbl");
+    for (const auto &[flags, stamp] : kRows) {
+        FileLog log(flags | 0xff, "lbl");
         ErrorA(5, "m");
-        EXPECT_THAT(log.text(), MatchesRegex(row.stamp + "ERRlbl: 5: m\n"));
+        EXPECT_THAT(log.text(), MatchesRegex(stamp + "ERRlbl: 5: m\n"));
     }
     FileLog log(VEX_LOG_THREAD | 0xff);
     ErrorA(5, "m");

@@ -34,32 +34,28 @@ TEST(Resolve, RetriesABusyResolverTwiceAndNothingElse) {
     const std::string tail = " for host 192.0.2.7 using service 80",
                       busy = "zq_getaddrinfo: getaddrinfo EAI_AGAIN" + tail;
     const std::string temporary = ": Temporary failure in name resolution";
-    const struct {
-        std::deque<int> answers;
-        int seconds_each, error, waited;
-        size_t lines;
-        std::string last;
-    } kRows[] = {
+    const std::tuple<std::deque<int>, int, int, int, size_t, std::string> kRows[] = {
+        // the resolver's answers, seconds for each; errno, seconds waited, lines, the last of them
         {{kAgain, EAI_SYSTEM, 0}, 0, 0, 2, 2, busy + " try 2: Resource temporarily unavailable"},
         {{kAgain, kAgain, kAgain}, 0, EAGAIN, 2, 2, busy + " try 2" + temporary},
         {{EAI_NONAME}, 0, ENOENT, 0, 0, ""},
         {{kAgain, EAI_FAIL}, 0, ENOENT, 1, 1, busy + " try 1" + temporary},
         {{kAgain, kAgain}, 15, EAGAIN, 31, 2, "zq_getaddrinfo: EAI_AGAIN took too long" + tail + temporary},
     };
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(&row - kRows);
+    for (const auto &[answers, seconds, error, waited, count, last] : kRows) {
+        SCOPED_TRACE(last);
         LogCapture log;
         Fakes fakes;
-        fakes.answers = row.answers;
-        fakes.seconds_per_answer = row.seconds_each;
+        fakes.answers = answers;
+        fakes.seconds_per_answer = seconds;
         List list;
         errno = 0;
-        EXPECT_EQ(row.answers.back(), zq_getaddrinfo("192.0.2.7", "80", nullptr, &list.head));
-        EXPECT_TRUE(row.error == 0 ? list.text() == "192.0.2.7" : errno == row.error && list.head == nullptr) << errno;
-        EXPECT_NEAR(row.waited, fakes.clock, 1);
+        EXPECT_EQ(answers.back(), zq_getaddrinfo("192.0.2.7", "80", nullptr, &list.head));
+        EXPECT_TRUE(error == 0 ? list.text() == "192.0.2.7" : errno == error && list.head == nullptr) << errno;
+        EXPECT_NEAR(waited, fakes.clock, 1);
         const auto lines = log.lines(VEX_LOG_ERR);
-        EXPECT_EQ(row.lines, lines.size());
-        EXPECT_EQ(row.last, lines.empty() ? "" : lines.back());
+        EXPECT_EQ(count, lines.size());
+        EXPECT_EQ(last, lines.empty() ? "" : lines.back());
     }
 }
 
@@ -89,9 +85,7 @@ TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
     const std::string host = "NAT_VKPROXY_HOST=", port = "NAT_VKPROXY_PORT=", file = "/usr/lumen/vaultkeep/hx.conf";
     const std::string missed =
         "get_nat_vkproxy: failed to get NAT_VKPROXY_HOST and NAT_VKPROXY_PORT, missed one of them.";
-    const struct {
-        std::string content, found, log;
-    } rows[] = {
+    const std::array<std::string, 3> rows[] = {
         {"junk\n\t NAT_VKPROXY_HOST\t=  r2 \r\nNAT_VKPROXY_PORT = 1 \n" + port + "2", "r2 2", ""},
         {port + "1\n" + host + " \n", "", missed},
         {host + std::string(256, 'a') + "\n" + port + "1\n", "", missed},
@@ -107,14 +101,14 @@ TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
         EXPECT_EQ(0, ask(256) + ask(256));
         EXPECT_EQ("2 get_nat_vkproxy: file (/usr/lumen/vaultkeep/hx.conf) open error ", log.text());
         CreateTreeA("/usr/lumen/vaultkeep", 0);
-        for (const auto &row : rows) {
-            SCOPED_TRACE(row.content.substr(0, 60));
-            writeFile(file, row.content);
+        for (const auto &[content, found, line] : rows) {
+            SCOPED_TRACE(content.substr(0, 60));
+            writeFile(file, content);
             fakes.clock += 121;
             log.clear();
             const int result = ask(256);
-            EXPECT_EQ(row.found, result == 1 ? std::string(found_host) + " " + found_port : "");
-            EXPECT_EQ(row.log, log.text());
+            EXPECT_EQ(found, result == 1 ? std::string(found_host) + " " + found_port : "");
+            EXPECT_EQ(line, log.text());
         }
         remove(file.c_str());
         fakes.clock += 117;
@@ -211,12 +205,7 @@ TEST(Connect, TellsOnceWhyItFailed) {
 
 TEST(Relay, IsTakenAtItsWordByteForByte) {
     const std::string good("\5\0\5\0\0\3\4host\1\273", 13);  // method, then the destination's name and port
-    struct Row {
-        std::string answer, log;
-        int error;
-        size_t step;
-    };
-    std::vector<Row> rows = {
+    std::vector<std::tuple<std::string, std::string, int, size_t>> rows = {
         {good + "application\n", "", 0, 99},
         {good + "application\n", "", 0, 1},
         {{"\4\0", 2}, "method response: read unexpected version value 4", EPROTO, 9},
@@ -233,15 +222,15 @@ TEST(Relay, IsTakenAtItsWordByteForByte) {
                                           : "dest response: read port";
         rows.push_back({good.substr(0, n), std::string(what) + " failed!", ECONNRESET, 9});
     }
-    for (const Row &row : rows) {
-        SCOPED_TRACE(PrintToString(row.answer));
+    for (const auto &[answer, text, error, step] : rows) {
+        SCOPED_TRACE(PrintToString(answer));
         std::string asked(14, '\0');
         const Peer relay([&](int socket) {
             read_n_bytes(socket, asked.data(), 3);
-            write_n_bytes(socket, row.answer.data(), std::min<size_t>(2, row.answer.size()));
-            if (row.answer.compare(0, 2, good, 0, 2) == 0) read_n_bytes(socket, &asked[3], 11);
-            for (size_t at = 2; at < row.answer.size(); at += row.step)
-                write_n_bytes(socket, &row.answer[at], std::min(row.step, row.answer.size() - at));
+            write_n_bytes(socket, answer.data(), std::min<size_t>(2, answer.size()));
+            if (answer.compare(0, 2, good, 0, 2) == 0) read_n_bytes(socket, &asked[3], 11);
+            for (size_t at = 2; at < answer.size(); at += step)
+                write_n_bytes(socket, &answer[at], std::min(step, answer.size() - at));
             shutdown(socket, SHUT_WR);
             for (char rest; recv(socket, &rest, 1, 0) > 0;) {}
         });
@@ -249,8 +238,8 @@ TEST(Relay, IsTakenAtItsWordByteForByte) {
         ASSERT_EQ(0, zq_getaddrinfo4relay("dest", "443", "127.0.0.1", relay.port.c_str(), &list.head));
         LogCapture log;
         const int fd = NetConnectByAddr(list.head, nullptr);
-        EXPECT_TRUE(fd >= 0 ? row.error == 0 : row.error == errno) << errno;
-        EXPECT_EQ(fd >= 0 ? "" : std::to_string(row.error) + " NetConnectByAddr4Relay: " + row.log, log.text());
+        EXPECT_TRUE(fd >= 0 ? error == 0 : error == errno) << errno;
+        EXPECT_EQ(fd >= 0 ? "" : std::to_string(error) + " NetConnectByAddr4Relay: " + text, log.text());
         if (fd < 0) continue;
         EXPECT_EQ(std::string("\5\1\0\5\1\0\3\4dest\1\273", 14), asked);
         char line[32];

@@ -18,41 +18,29 @@ std::string dotted(uint32_t host_order) {
 }
 
 TEST(CheckIPRange, TellsWhatIsWrongAndWhere) {
-    static const struct {
-        const char *ranges, *address;
-        int result, error;
-        const char *log;
-    } kRows[] = {
-        {nullptr, "junk", 1, 0, ""},
-        {" , ,", "1.2.3.4", 0, 0, ""},
-        {"10.1, 192.168.1.7/32,172.16/12", "172.31.255.255", 1, 0,
-            "68 : Bad match: 172.31.255.255 outside 10.1.0.0/255.255.0.0\n68 : Bad match: 172.31.255.255 outside "
-            "192.168.1.7/255.255.255.255"},
-        {"10,junk", "10.0.0.1", 1, 0, ""},
-        {"10/8,10.1/16,1.2.3.4", nullptr, 1, 0, ""},
-        {"10", "1.2.3", 0, EINVAL, "64 : incomplete IP address: 1.2.3"},
-        {"10", "1.2.3.256", 0, EINVAL, "63 : bad IP address: 1.2.3.256"},
-        {"10", "1.2.3.4.5", 0, EINVAL, "63 : bad IP address: 1.2.3.4.5"},
-        {"10", "1.2.3.4 ", 0, EINVAL, "63 : bad IP address: 1.2.3.4 "},
-        {"x", nullptr, 0, EINVAL, "64 : incomplete IP address: x"},
-        {"10.x", nullptr, 0, EINVAL, "63 : bad IP address: 10.x"},
-        {"10/8x", nullptr, 0, EINVAL, "63 : bad IP address: 10/8x"},
-        {"10/-1", nullptr, 0, EINVAL, "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/-1"},
-        {"10/99999999999", nullptr, 0, EINVAL,
-            "65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/2147483647"},
-        {"10.1/8", nullptr, 0, EINVAL,
-            "67 : Incorrect IP range (field 2 must be a multiple of 256). Actual value: 10.1/8"},
-    };
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(row.ranges == nullptr ? "NULL" : row.ranges);
-        std::string expected = row.log;
+    const auto text = [](const std::string &cell) { return cell == "NULL" ? nullptr : cell.c_str(); };
+    for (const auto &row :
+        table(4,
+            "NULL|junk|1|| , ,|1.2.3.4|0||10,junk|10.0.0.1|1||10/8,10.1/16,1.2.3.4|NULL|1||"
+            "10.1, 192.168.1.7/32,172.16/12|172.31.255.255|1|"
+            "68 : Bad match: 172.31.255.255 outside 10.1.0.0/255.255.0.0\n"
+            "68 : Bad match: 172.31.255.255 outside 192.168.1.7/255.255.255.255|"
+            "10|1.2.3|0|64 : incomplete IP address: 1.2.3|10|1.2.3.256|0|63 : bad IP address: 1.2.3.256|"
+            "10|1.2.3.4.5|0|63 : bad IP address: 1.2.3.4.5|10|1.2.3.4 |0|63 : bad IP address: 1.2.3.4 |"
+            "x|NULL|0|64 : incomplete IP address: x|10.x|NULL|0|63 : bad IP address: 10.x|"
+            "10/8x|NULL|0|63 : bad IP address: 10/8x|"
+            "10/-1|NULL|0|65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/-1|"
+            "10/99999999999|NULL|0|65 : incorrect netmask value, must be between 0 and 32. Actual value: 10/2147483647|"
+            "10.1/8|NULL|0|67 : Incorrect IP range (field 2 must be a multiple of 256). Actual value: 10.1/8|")) {
+        SCOPED_TRACE(row[0] + " " + row[1]);
+        std::string expected = row[3];
         for (size_t at = 0; (at = expected.find(" : ", at)) != expected.npos; ++at)
             expected.insert(at + 1, "NetCheckIPRange");
         for (const bool verbose : {true, false}) {
             LogCapture log;
             errno = 0;
-            EXPECT_EQ(row.result, NetCheckIPRange(row.ranges, row.address, verbose));
-            EXPECT_EQ(row.error, errno);
+            EXPECT_EQ(std::stoi(row[2]), NetCheckIPRange(text(row[0]), text(row[1]), verbose));
+            EXPECT_EQ(row[2] == "0" && !expected.empty() ? EINVAL : 0, errno);
             EXPECT_EQ(verbose ? expected : "", log.text());
         }
     }
@@ -62,12 +50,7 @@ TEST(IpRange, FailsWithItsOwnLineAndThenItsCallers) {
     // what "!" and "~" stand for
     const std::string invalid = "\n22 getmasklen: invalid mask\n22 iprange_create: IP address format is invalid.";
     const std::string convert = "22 iprange_create : could not convert ip address to address";
-    static const struct {
-        bool list;
-        const char *text;
-        int error;
-        const char *log;
-    } kRows[] = {
+    const std::tuple<bool, const char *, int, std::string> kRows[] = {
         {false, "", EINVAL, "22 iprange_create: invalid NULL parameter"},
         {false, "10.0.0.0", EINVAL, "22 getmasklen: invalid parameter: does not contain '/'!"},
         {false, "10.0.0.0/-1", EINVAL, "22 getmasklen: mask not 0-32 (18446744073709551615)!"},
@@ -81,15 +64,14 @@ TEST(IpRange, FailsWithItsOwnLineAndThenItsCallers) {
         {true, "1.2.3.4, 12345678901234567 ", EINVAL,
             "69 iprange_list_create: 12345678901234567: IP Range format error: Invalid argument"},
     };
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(row.text);
-        std::string expected = row.log;
+    for (const auto &[list, text, error, line] : kRows) {
+        SCOPED_TRACE(text);
+        std::string expected = line;
         if (expected.back() == '!') expected.replace(expected.size() - 1, 1, invalid);
         if (expected.front() == '~') expected.replace(0, 1, convert);
         LogCapture log;
-        const void *const made =
-            row.list ? static_cast<void *>(iprange_list_create(row.text)) : iprange_create(row.text);
-        EXPECT_TRUE(made == nullptr && errno == row.error) << errno;
+        const void *const made = list ? static_cast<void *>(iprange_list_create(text)) : iprange_create(text);
+        EXPECT_TRUE(made == nullptr && errno == error) << errno;
         EXPECT_EQ(expected, log.text());
     }
     iprange *const range = iprange_create(" \t10.1.2.3/8 and more");

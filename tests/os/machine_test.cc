@@ -37,12 +37,8 @@ TEST(Machine, MemoryAndProcessorsAreThoseThatTheSystemKnows) {
 }
 
 TEST(Cgroup, TheLowestLimitOnTheWayUpHoldsInBothVersions) {
-    const struct {
-        const char *groups;
-        std::vector<std::pair<const char *, const char *>> files;  // below /sys/fs/cgroup/
-        uint64_t memory;
-        double processors;
-    } rows[] = {
+    using Files = std::vector<std::pair<const char *, const char *>>;  // below /sys/fs/cgroup/
+    const std::tuple<const char *, Files, uint64_t, double> rows[] = {
         {"0::/a/b\n",
             {{"a/b/memory.max", "max\n"}, {"a/memory.max", "4096\n"}, {"memory.max", "8192\n"},
                 {"a/b/cpu.max", "max 100000\n"}, {"a/cpu.max", "150000 100000\n"}},
@@ -56,18 +52,18 @@ TEST(Cgroup, TheLowestLimitOnTheWayUpHoldsInBothVersions) {
         {"4:memory:/\n", {{"memory/memory.limit_in_bytes", "9223372036854771712\n"}}, UINT64_MAX, 0},
         {"nonsense\n4:memory\n", {}, UINT64_MAX, 0},
     };
-    for (const auto &row : rows) {
+    for (const auto &[groups, files, memory, processors] : rows) {
         TempDir root;
         ASSERT_EQ(0, CreateTreeA((root / "proc/self").c_str(), 0));
-        writeFile(root / "proc/self/cgroup", row.groups);
-        for (const auto &[name, content] : row.files) {
+        writeFile(root / "proc/self/cgroup", groups);
+        for (const auto &[name, content] : files) {
             const std::string path = root / "sys/fs/cgroup/" + name;
             ASSERT_EQ(0, CreateTreeA(path.substr(0, path.rfind('/')).c_str(), 0));
             writeFile(path, content);
         }
         const auto limits = vex::os::readCgroupLimits(root.path());
-        EXPECT_EQ(row.memory, limits.memory) << row.groups;
-        EXPECT_EQ(row.processors, limits.processors) << row.groups;
+        EXPECT_EQ(memory, limits.memory) << groups;
+        EXPECT_EQ(processors, limits.processors) << groups;
     }
 }
 
