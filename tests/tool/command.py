@@ -12,10 +12,11 @@ class CommandTest(unittest.TestCase):
     def setUp(self):
         self.dir = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
 
-    def vex(self, *args, status=0, data=b"", **options):
+    def vex(self, *args, status=0, says="", data=b"", **options):
         """Runs the command in the test's folder; a failure must say something, a success nothing."""
         done = subprocess.run([VEX, *map(str, args)], input=data, capture_output=True, cwd=self.dir, timeout=120,
                               check=False, **options)
         self.assertEqual((status, status != 0), (done.returncode, b"vex: " in done.stderr), (args, done.stderr))
         self.error = done.stderr.decode()
+        self.assertIn(says, self.error)
         return done.stdout
