@@ -18,6 +18,15 @@
         EXPECT_EQ(error, errno);          \
     } while (false)
 
+/// The same with one log line, whose code errno holds then: "22 who: why".
+#define EXPECT_FAILS_WITH(line, result, call)            \
+    do {                                                 \
+        const std::string expected(line);                \
+        vextest::LogCapture logged;                      \
+        EXPECT_FAILS(std::stoi(expected), result, call); \
+        EXPECT_EQ(expected, logged.text());              \
+    } while (false)
+
 namespace vextest {
 
 /// A call that must fail: what it logs, lines separated by newlines, what it leaves in errno, and the result it gives.
