@@ -5,19 +5,10 @@
 
 #include <openssl/evp.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <optional>
-#include <random>
-#include <string>
-#include <vector>
-
-#include <vex/crypt_stream.h>
-#include <vex/magic.h>
 
 #include "base/endian.h"
-#include "support/faults.h"
-#include "support/seed.h"
+#include "support/test.h"
 
 namespace vextest {
 
@@ -97,19 +88,29 @@ Outcome drive(c_stream_t *stream, const std::string &in, size_t in_piece, size_t
     return outcome;
 }
 
-inline Outcome writeStream(
-    const Shape &shape, const std::string &data, size_t out_piece = 1 << 20, c_stream_t stream = {}) {
-    if (const int result = dcpEncryptInit(&stream, shape.flags, testKey(), shape.cipher); result != 0)
-        return {result, {}};
+/// @p used: the stream has served before, with another key, and was left in the middle.
+inline Outcome writeStream(const Shape &shape, const std::string &data, size_t out_piece = 1 << 20,
+    c_stream_t stream = {}, bool used = false) {
+    int result = dcpEncryptInit(&stream, shape.flags, testKey(used ? 9 : 1), shape.cipher);
+    if (used) {
+        drive(&stream, data, data.size(), out_piece, [](c_stream_t *s, bool) { return dcpEncrypt(s), 1; });
+        result = dcpEncryptReset(&stream, testKey(), shape.cipher);
+    }
+    if (result != 0) return {result, {}};
     Outcome outcome = drive(&stream, data, data.size(), out_piece, [](c_stream_t *s, bool) { return dcpEncrypt(s); });
     dcpEncryptEnd(&stream);
     return outcome;
 }
 
 inline Outcome readStream(const std::string &bytes, unsigned char cipher, size_t in_piece = SIZE_MAX / 2,
-    size_t out_piece = 1 << 20, const VexKey &key = testKey()) {
+    size_t out_piece = 1 << 20, const VexKey &key = testKey(), bool used = false) {
     c_stream_t stream{};
-    if (const int result = dcpDecryptInit(&stream, key, cipher); result != 0) return {result, {}};
+    int result = dcpDecryptInit(&stream, used ? testKey(9) : key, cipher);
+    if (used) {
+        drive(&stream, bytes, in_piece, out_piece, [](c_stream_t *s, bool) { return dcpDecrypt(s, 0), 1; });
+        result = dcpDecryptReset(&stream, key, cipher);
+    }
+    if (result != 0) return {result, {}};
     Outcome outcome =
         drive(&stream, bytes, in_piece, out_piece, [](c_stream_t *s, bool last) { return dcpDecrypt(s, last); });
     dcpDecryptEnd(&stream);
@@ -130,30 +131,22 @@ inline std::string evp(const EVP_CIPHER *cipher, bool encrypt, const unsigned ch
     return out;
 }
 
-/// Streams put together by hand.
-class Made {
-public:
-    Made(int flags, uint64_t value) : bytes(VEX_MAGIC_SIZE, '\0') {
-        vexMagicMake(flags, bytes.data(), VEX_MAGIC_SIZE, value);
-    }
-    Made &word(uint32_t value) {
-        char big[4];
-        vex::storeBig32(big, value);
-        bytes.append(big, 4);
-        return *this;
-    }
-    Made &block(const std::string &payload, uint32_t extra = 0) {
-        return word(static_cast<uint32_t>(payload.size())).word(extra).raw(payload);
-    }
-    Made &trailer(uint32_t total, uint32_t extra = 0) {
-        return word(0xffffffff).word(extra).word(0).word(0).word(total);
-    }
-    Made &raw(const std::string &more) {
-        bytes += more;
-        return *this;
-    }
+// Streams put together by hand.
+inline std::string magic(int flags, uint64_t value) {
+    std::string bytes(VEX_MAGIC_SIZE, '\0');
+    vexMagicMake(flags, bytes.data(), VEX_MAGIC_SIZE, value);
+    return bytes;
+}
+inline std::string words(std::initializer_list<uint32_t> values) {
     std::string bytes;
-};
+    for (const uint32_t value : values)
+        for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift);
+    return bytes;
+}
+inline std::string block(const std::string &payload, uint32_t extra = 0) {
+    return words({static_cast<uint32_t>(payload.size()), extra}) + payload;
+}
+inline std::string trailer(uint32_t total, uint32_t extra = 0) { return words({0xffffffff, extra, 0, 0, total}); }
 
 }  // namespace vextest
 
