@@ -1,12 +1,8 @@
-#include <vex/serialize.h>
-#include <vex/uid.h>
 
 #include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 const std::string kText = "01f0e0d0c0b0a0908070605040302010";
 
@@ -16,9 +12,11 @@ VexUID raw(const std::string &hex) {
     return uid;
 }
 
-TEST(Uid, ValidityFollowsTheVersionByteOrTheUuidForm) {
+using Uid = FolderTest;
+
+TEST_F(Uid, ValidityFollowsTheVersionByteOrTheUuidForm) {
     // bytes 0 to 8; the rest is zero
-    for (const auto &row : vextest::table(2,
+    for (const auto &row : table(2,
              "010000000000000000||050000000000400080||000000000000400080||0000000000004f0000||"
              "000000000000400040|invalid UID|000000000000500080|invalid UID|"
              "050000000000000000|unhandled version case|ff0000000000400040|unhandled version case|")) {
@@ -27,7 +25,7 @@ TEST(Uid, ValidityFollowsTheVersionByteOrTheUuidForm) {
         const VexUID uid = raw(row[0] + "00000000000000");
         VexUID copy = raw(kText);
         char form[33];
-        vextest::LogCapture log;
+        log.clear();
         EXPECT_EQ(good ? 1 : 0, VexUIDValidate(&uid));
         EXPECT_EQ(good ? "" : "22 VexUIDValidate: " + row[1], log.text());
         EXPECT_EQ(good ? 1u : 0u, VexUIDVersionGet(&uid));
@@ -44,8 +42,7 @@ TEST(Uid, ValidityFollowsTheVersionByteOrTheUuidForm) {
     EXPECT_EQ(1, VexUIDCompare(&high, &low));
 }
 
-TEST(Uid, GenerationIsRandomAndAFailureChangesNothing) {
-    vextest::LogCapture log;
+TEST_F(Uid, GenerationIsRandomAndAFailureChangesNothing) {
     VexUID *a = VexUIDNew(), b;
     EXPECT_EQ(0u, VexUIDVersionGet(a));
     EXPECT_EQ(a, VexUIDGenerate(a, 1));
@@ -55,7 +52,7 @@ TEST(Uid, GenerationIsRandomAndAFailureChangesNothing) {
     EXPECT_EQ(nullptr, VexUIDGenerate(&b, 0));
     EXPECT_EQ(nullptr, VexUIDGenerate(&b, 2));
     {
-        vextest::FaultScope fault({"RAND_bytes", "malloc"}, 1, EIO);
+        FaultScope fault({"RAND_bytes", "malloc"}, 1, EIO);
         fault.keepFailing();
         EXPECT_EQ(nullptr, VexUIDGenerate(&b, 1));
         EXPECT_EQ(nullptr, VexUIDNew());
@@ -69,8 +66,7 @@ TEST(Uid, GenerationIsRandomAndAFailureChangesNothing) {
             "5 RandomGetBytes: no random bytes could be drawn", "12 VexUIDNew: could not allocate memory"));
 }
 
-TEST(Uid, FormsArePinnedAndBadOnesLeaveTheIdentifierAlone) {
-    vextest::TempDir dir;
+TEST_F(Uid, FormsArePinnedAndBadOnesLeaveTheIdentifierAlone) {
     const VexUID uid = raw(kText);
     char form[34];
     memset(form, '#', sizeof form);
@@ -78,29 +74,28 @@ TEST(Uid, FormsArePinnedAndBadOnesLeaveTheIdentifierAlone) {
     EXPECT_EQ(kText + "#", std::string(form, 33));
     EXPECT_EQ(32u, VexUIDSerialize(form, 33, &uid, false));
     EXPECT_EQ(kText, form);
-    for (const auto &row : vextest::table(3,
+    for (const auto &row : table(3,
              kText + "|t||01F0e0d0c0b0A0908070605040302010x|t||" + kText.substr(1) +
                  "|t|insufficient buffer||t|invalid NULL parameter|0123456789abcde|b|insufficient buffer for binary|" +
                  kText.substr(0, 31) + "g|t|input contained invalid character|00" + kText.substr(2) +
                  "|t|invalid UID|")) {
         SCOPED_TRACE(row[0]);
-        vextest::LogCapture log;
+        log.clear();
         VexUID read = raw("01" + std::string(30, '7'));
         const VexUID before = read;
         const bool good = row[2].empty();
         EXPECT_EQ(good ? 32u : 0u, VexUIDDeserialize(&read, row[0].data(), row[0].size(), row[1] == "b"));
         EXPECT_EQ(1, VexUIDEqual(good ? &uid : &before, &read));
         EXPECT_EQ(good ? "" : "22 VexUIDDeserialize: " + row[2], log.text());
-        vextest::writeFile(dir / "file", row[0]);
+        writeFile(dir / "file", row[0]);
         vex::UniqueFile file(fopen((dir / "file").c_str(), "r"));
         size_t used = 0;
         EXPECT_EQ(good ? &read : nullptr, VexUIDInitFromFile(&read, file.get(), row[1] == "b", &used));
         EXPECT_EQ(good ? 32u : 0u, used);
     }
-    vextest::LogCapture log;
     VexUID read;
-    EXPECT_EQ(nullptr, VexUIDInitFromFile(&read, vex::UniqueFile(fopen("/dev/null", "r")).get(), true, nullptr));
-    EXPECT_THAT(log.lines(), ElementsAre("61 VexUIDInitFromFile: could not read from file"));
+    EXPECT_FAILS_WITH("61 VexUIDInitFromFile: could not read from file", nullptr,
+        VexUIDInitFromFile(&read, vex::UniqueFile(fopen("/dev/null", "r")).get(), true, nullptr));
 }
 
 }  // namespace
