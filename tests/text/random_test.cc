@@ -1,4 +1,3 @@
-#include <vex/random.h>
 
 #include "support/test.h"
 
@@ -17,16 +16,16 @@ TEST(Random, RangeIsInclusiveUniformAndTakesBoundsEitherWay) {
 }
 
 TEST(Random, AFailingGeneratorLeavesZerosAndOneLine) {
-    vextest::LogCapture log;
+    LogCapture log;
     std::string buffer(40, 'x');
-    vextest::FaultScope fault("RAND_bytes", 1, EIO);
+    FaultScope fault("RAND_bytes", 1, EIO);
     fault.keepFailing();
     EXPECT_FAILS(EIO, -1, RandomGetBytes(buffer.data(), buffer.size()));
     EXPECT_EQ(std::string(40, '\0'), buffer);
     EXPECT_EQ(0u, RandomUint32() + RandomUint64());
     EXPECT_EQ(-7, RandomRange(9, -7));
     EXPECT_THAT(log.lines(), testing::SizeIs(4));
-    EXPECT_THAT(log.lines(), testing::Contains("5 RandomGetBytes: no random bytes could be drawn"));
+    EXPECT_THAT(log.lines(), Contains("5 RandomGetBytes: no random bytes could be drawn"));
 }
 
 TEST(Random, ThreadsAndForkedChildrenDrawDifferentNumbers) {

@@ -1,13 +1,8 @@
 #include <clocale>
 
-#include <vex/values.h>
-
 #include "support/test.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::wstring widen(const std::string &text) { return {text.begin(), text.end()}; }
 
@@ -29,8 +24,8 @@ std::pair<std::string, std::string> parseBoth(const std::string &text, Narrow na
 }
 
 TEST(SizeFromText, BothWidthsAgreeOnValueEndAndErrno) {
-    vextest::LogCapture log;
-    for (const auto &row : vextest::table(2,
+    LogCapture log;
+    for (const auto &row : table(2,
              "10k|10000@3 0|10KiB|10240@5 0|10kb x|10000@4 0|1E5|1000000000000000000@2 0|12x|12@2 0|abc|0@0 0|b|0@1 0|"
              "7|7@1 0|10bb|10@3 0| +2gI|2147483648@5 0|3tib|3298534883328@4 0|1p|1000000000000000@2 0|5mI|5242880@3 0|"
              "15Ei|17293822569102704640@4 0|18014398509481983Ki|18446744073709550592@19 0|"
@@ -39,7 +34,7 @@ TEST(SizeFromText, BothWidthsAgreeOnValueEndAndErrno) {
         EXPECT_EQ(std::pair(row[1], row[1]), parseBoth(row[0], strtosize, wcstosize));
     }
     EXPECT_THAT(log.lines(), IsEmpty());
-    for (const auto &row : vextest::table(2, "16Ei|@4|18014398509481984Ki|@19|20EB|@4|")) {
+    for (const auto &row : table(2, "16Ei|@4|18014398509481984Ki|@19|20EB|@4|")) {
         log.clear();
         const std::string expected = "18446744073709551615" + row[1] + " 34";
         EXPECT_EQ(std::pair(expected, expected), parseBoth(row[0], strtosize, wcstosize));
@@ -48,8 +43,8 @@ TEST(SizeFromText, BothWidthsAgreeOnValueEndAndErrno) {
 }
 
 TEST(BoolFromText, MatchesPrefixesInOrderInBothWidths) {
-    vextest::LogCapture log;
-    for (const auto &row : vextest::table(2,
+    LogCapture log;
+    for (const auto &row : table(2,
              "YES|1@3 33|Yellow|1@1 33|10|1@1 33|TRUE|1@4 33|tomorrow|1@1 33|No|0@2 33|"
              "n|0@1 33|0|0@1 33|falsehood|0@5 33|fast|0@1 33|"))
         EXPECT_EQ(std::pair(row[1], row[1]), parseBoth(row[0], strtobool, wcstobool)) << row[0];
@@ -64,7 +59,7 @@ TEST(BoolFromText, MatchesPrefixesInOrderInBothWidths) {
 TEST(PercentFromText, TakesOneSignAndWhiteSpaceOnlyWhateverTheLocale) {
     for (const char *locale : {"C", "de_DE.UTF-8"}) {
         (void)setlocale(LC_NUMERIC, locale);  // where it is not installed C is tried twice
-        for (const auto &row : vextest::table(2,
+        for (const auto &row : table(2,
                  "12.5%|12.500000|12.5 % |12.500000|0%|0.000000| -3e2\t%|-300.000000|"
                  "12.5||12.5%%||12.5%x||%||||1e-999%||12,5%||")) {
             double value = 99;
@@ -76,10 +71,10 @@ TEST(PercentFromText, TakesOneSignAndWhiteSpaceOnlyWhateverTheLocale) {
 }
 
 TEST(SizeToText, PrintsRightAlignedInTheUnitThatDividesMostOften) {
-    vextest::LogCapture log;
+    LogCapture log;
     char buffer[64];
     wchar_t wide[64];
-    for (const auto &row : vextest::table(2,
+    for (const auto &row : table(2,
              "0|0|1024|1KiB|1000|1KB|1024000|1000KiB|1500|1500|1048576|1MiB|1000000000000000000|1EB|"
              "1152921504606846976|1EiB|18446744073709551615|18446744073709551615|")) {
         SCOPED_TRACE(row[0]);
@@ -98,10 +93,10 @@ TEST(SizeToText, PrintsRightAlignedInTheUnitThatDividesMostOften) {
 }
 
 TEST(SizeToRoundedText, ChangesUnitAt1025AndShowsNoFractionOfMultiples) {
-    vextest::LogCapture log;
+    LogCapture log;
     char buffer[128];
     wchar_t wide[128];
-    for (const auto &row : vextest::table(3,
+    for (const auto &row : table(3,
              "0|2|0 bytes|1024|2|1024 bytes|1025|2|1.00 KiB|1536|2|1.50 KiB|1536|0|2 KiB|"
              "2048|5|2 KiB|1048576|1|1024 KiB|1049600|2|1.00 MiB|2097152|3|2 MiB|18446744073709551615|1|16.0 EiB|"
              "1025|12|1.000976562500 KiB|"
@@ -121,14 +116,14 @@ TEST(SizeToRoundedText, ChangesUnitAt1025AndShowsNoFractionOfMultiples) {
 }
 
 TEST(TimeOfDayFromText, ReadsOrNamesTheBadPart) {
-    for (const auto &row : vextest::table(4,
+    for (const auto &row : table(4,
              "23:59:59|86399|8||7:5|25500|3||0007:05:1 pm|25501|9||7:05 |25500|4||"
              "24:00|0|0|hour value outside of range or inproper format|7|0|0|hour value outside of range or inproper "
              "format|4294967303:00|0|0|hour value outside of range or inproper format| 7:00|0|0|hour value not a digit|"
              "7:-1|0|0|minute value not a digit|07:60|0|0|minute value outside of range|"
              "7:00:|0|0|second value not a digit|7:00:60|0|0|second value outside of range|")) {
         SCOPED_TRACE(row[0]);
-        vextest::LogCapture log;
+        LogCapture log;
         const char *end = nullptr;
         EXPECT_EQ(std::stoul(row[1]), strtotimeofday(row[0].c_str(), &end));
         EXPECT_EQ(std::stol(row[2]), end - row[0].c_str());
