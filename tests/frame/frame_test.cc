@@ -1,34 +1,22 @@
 // Versions, start-up, the switches of all tools, assertions and fatal errors.
-#include <poll.h>
+#include <atomic>
 
-#include <vex/frame.h>
-#include <vex/inifile.h>
-#include <vex/revision.h>
-
-#include "base/unique_fd.h"
 #include "frame/process_state.h"
 #include "support/test.h"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using vextest::runChild;
-
 TEST(Versions, CompareFieldByFieldUntilOneEnds) {
-    for (const auto &row : vextest::table(4,
+    for (const auto &row : table(4,
              "6.0|6.0.0.1|0|0|6.10|6.9|1|1|6-1|6.1|0|0||5|-1|-1|19.1|19.1.5|0|0|1.2.3.4.5|1.2.3.4.6|0|-1|"
              "1.2.3.4.5.6|1.2.3.4.5.7|0|0|4294967297|1|0|0|1..2|1.0.2|0|0|")) {
         EXPECT_EQ(std::stoi(row[2]), VersionCompare(row[0].c_str(), row[1].c_str())) << row[0];
         EXPECT_EQ(std::stoi(row[3]), ProtocolCompare(row[0].c_str(), row[1].c_str())) << row[0];
     }
-    for (const auto &row : vextest::table(2,
+    for (const auto &row : table(2,
              "19.0001.0200.0001|1|19.0002.0124.1224|0|19|0|19.0001|0|19.0001.|1|19.1.0|0|19.0001.0124.1224|1|"
              "19.0001.0124.12245678901.2|1|1900010124.1224.1.1.1.1.1|0|"))
         EXPECT_EQ(std::stoi(row[1]), CheckVEXVersion(row[0].c_str())) << row[0];
-    vextest::LogCapture log;
-    EXPECT_EQ(-1, ProtocolCompare("1", nullptr));
-    EXPECT_THAT(log.lines(), ElementsAre("22 ProtocolCompare: invalid NULL parameter"));
 }
 
 TEST(Startup, WarnsOfAnotherMajorVersionOnceAndCanBeRepeated) {
@@ -43,7 +31,7 @@ TEST(Startup, WarnsOfAnotherMajorVersionOnceAndCanBeRepeated) {
         { const zqutil::LibAutoInit init("p"); }
         EXPECT_FALSE(vex::process_state.initialized);
         _VexLibInit("p", nullptr);
-        exit(testing::Test::HasFailure() ? 1 : 0);
+        exit(Test::HasFailure() ? 1 : 0);
     });
     EXPECT_EQ(0, result.exit_status) << result.out;
     const std::string warning = "Warning: libvex: version mismatch: this application was compiled using version ",
@@ -52,7 +40,7 @@ TEST(Startup, WarnsOfAnotherMajorVersionOnceAndCanBeRepeated) {
 }
 
 /// _checkCommonArgs in a child; prints what is left of argv when it returns.
-vextest::ChildResult checkArgs(std::vector<std::string> arguments, const char *version = VEX_PRODUCT_VERSION) {
+ChildResult checkArgs(std::vector<std::string> arguments, const char *version = VEX_PRODUCT_VERSION) {
     return runChild([&] {
         std::vector<char *> argv;
         for (auto &argument : arguments) argv.push_back(argument.data());
@@ -73,12 +61,7 @@ TEST(CommonArgs, EveryInformationalSwitchPrintsAndEndsWithStatusOne) {
     } rows[] = {
         {{"/bin/tool", "x", "--help", "--version"},
             "^This is tool, Version 19.0001.0124.1224\n\nCopyright.*\n.*\nusage of tool\n\n\nCommon Options:\n"
-            "\t--copyrights     : display applicable copyrights and exit\n"
-            "\t--features       : display features and settings\n\t--os-test        : display OS summary\n"
-            "\t--version        : display program version number and exit\n"
-            "\t--help           : display this help and exit\n"
-            "\t--noversioncheck : Disable verification that this application is linked against the right version of "
-            "the VEX library.\n\n$"},
+            "(\t--[a-z-]+ +: [^\n]*\n){6}\n$"},
         {{"tool", "--", "--version", "--help"}, "^This is tool, Version 19.0001.0124.1224\n$"},
         {{"tool", "--features"},
             "^Version          : 19.0001.0124.1224-Special\nBuild Date       : Jan 1 2024, 12:00:00\n"
@@ -127,7 +110,7 @@ std::string fatal(size_t room = 4096) {
 }
 
 TEST(FatalError, TheFirstOfAThreadStaysUntilCleared) {
-    vextest::LogCapture log;
+    LogCapture log;
     std::thread([] {
         vexClearFatalError();
         EXPECT_EQ("", fatal());
@@ -155,9 +138,9 @@ TEST(FatalError, TheFirstOfAThreadStaysUntilCleared) {
 }
 
 TEST(Sleep, TellsWhatIsLeftAndTracesInScopes) {
-    vextest::LogCapture log(vextest::LogCapture::kAll);
+    LogCapture log(LogCapture::kAll);
     EXPECT_EQ(0U, VexSleep(0));
-    const vextest::FaultScope interrupted("select", 1, EINTR), failing("select", 2, EINVAL);
+    const FaultScope interrupted("select", 1, EINTR), failing("select", 2, EINVAL);
     {
         const AutoTrace trace("scope");
         EXPECT_EQ(60U, VexSleep(60));
@@ -167,38 +150,31 @@ TEST(Sleep, TellsWhatIsLeftAndTracesInScopes) {
         ElementsAre("scope: enter", "select returned unexpectedly with error 22 [Invalid argument]", "scope: exit"));
 }
 
-TEST(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
-    vextest::TempDir dir;
-    const std::string path = dir / "lock", missing = dir / "no/lock";
+using FileLock = FolderTest;
+
+TEST_F(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
+    const std::string missing = dir / "no/lock";
     VexFileLock lock;
     ASSERT_TRUE(lock.Lock(path));
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    const vex::UniqueFd reading(ends[0]), writing(ends[1]);
+    std::atomic<bool> ended{false};
     std::thread waiter([&] {
-        runChild([&] {
-            VexFileLock other;
-            (void)!write(ends[1], other.Lock(path) ? "L" : "-", 1);
-        });
+        EXPECT_EQ(0, runChild([&] { exit(VexFileLock().Lock(path) ? 0 : 1); }).exit_status);
+        ended = true;
     });
-    pollfd waiting{ends[0], POLLIN, 0};
-    EXPECT_EQ(0, poll(&waiting, 1, 100)) << "the other process waits";
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(ended) << "the other process waits";
     lock.Unlock();
-    char got = 0;
-    EXPECT_EQ(1, read(ends[0], &got, 1));
-    EXPECT_EQ('L', got);
     waiter.join();
 
-    vextest::LogCapture log;
-    vextest::FaultScope pauses("select", 1, EINTR);  // a signal cuts every pause between attempts short
+    FaultScope pauses("select", 1, EINTR);  // a signal cuts every pause between attempts short
     pauses.keepFailing();
     EXPECT_FALSE(lock.Lock(missing));
     EXPECT_THAT(
         log.lines(), testing::AllOf(testing::SizeIs(20), testing::Each("Lock: failed to create file " + missing)));
     log.clear();
-    const vextest::FaultScope refused("fcntl", 1, ENOLCK);
+    const FaultScope refused("fcntl", 1, ENOLCK);
     EXPECT_TRUE(lock.Lock(path)) << "the second attempt works";
-    EXPECT_THAT(log.lines(), ElementsAre("Lock: caught exception No locks available"));
+    EXPECT_EQ("Lock: caught exception No locks available", log.text());
 }
 
 }  // namespace

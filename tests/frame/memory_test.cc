@@ -1,7 +1,5 @@
 // Counted memory.
 
-#include <vex/alloc.h>
-
 #include "support/test.h"
 
 namespace {
@@ -12,7 +10,7 @@ std::string report(const char *memstat = nullptr) {
         setenv("MEMSTAT", memstat, 1);
         XAllocInit();
     }
-    vextest::LogCapture log;
+    LogCapture log;
     XAllocReport();
     const auto lines = log.lines(VEX_LOG_INFO);
     return lines.empty() ? "" : lines.at(0);
@@ -33,7 +31,7 @@ TEST(CountedMemory, CountsEachBlockOnceFromBirthToDeath) {
     EXPECT_EQ(0, zeros[2 * kMegabyte - 1]);
     EXPECT_EQ(holds("5.00"), report());
     for (const char *call : {"malloc", "realloc"}) {
-        const vextest::FaultScope fault(call, 1, ENOMEM);
+        const FaultScope fault(call, 1, ENOMEM);
         EXPECT_EQ(nullptr, *call == 'm' ? XMalloc(0, kMegabyte) : XRealloc(0, p, 1));
     }
     for (void *none : {XMalloc(0, SIZE_MAX), XRealloc(0, p, SIZE_MAX - 7), XCalloc(0, SIZE_MAX / 2, 3)}) {
@@ -53,17 +51,16 @@ TEST(FastAtomic, SumsWhatManyThreadsAdd) {
     VexFastAtomic counter;
     counter -= 5;
     EXPECT_EQ(-5, counter.GetValue());
-    std::thread threads[4];
-    for (auto &thread : threads)
-        thread = std::thread([&] {
-            for (int i = 0; i < 10000; ++i) ((counter += 3) -= 2) += 0;
-        });
-    for (auto &thread : threads) thread.join();
-    EXPECT_EQ(39995, counter.GetValue());
+    const auto add = [&] {
+        for (int i = 0; i < 10000; ++i) ((counter += 3) -= 2) += 0;
+    };
+    std::thread one(add), two(add), three(add);
+    one.join(), two.join(), three.join();
+    EXPECT_EQ(29995, counter.GetValue());
 }
 
 TEST(Allocator, ReportsWhatItHoldsUnderItsName) {
-    vextest::LogCapture log;
+    LogCapture log;
     VexAllocator plain("a name that is longer than thirty-one characters", true), store("datastore", true);
     void *p = plain.Alloc(1 << 20);
     plain.Report();
@@ -75,8 +72,8 @@ TEST(Allocator, ReportsWhatItHoldsUnderItsName) {
     datastore_malloc_total_size = datastore_thread_total_size = 0;
     VexAllocator::GetDefaultAllocator()->Report();
     const std::string name = "Memory usage of a name that is longer than thir: ";
-    EXPECT_THAT(log.lines(VEX_LOG_INFO),
-        testing::ElementsAre(name + "1.00 MB", name + "0.00 MB", "Memory usage of datastore: 2.50 MB"));
+    EXPECT_THAT(
+        log.lines(VEX_LOG_INFO), ElementsAre(name + "1.00 MB", name + "0.00 MB", "Memory usage of datastore: 2.50 MB"));
 }
 
 }  // namespace
