@@ -3,44 +3,33 @@
 
 #include <sstream>
 
-#include <vex/inifile.h>
-
 #include "support/test.h"
 
 namespace {
 
-using testing::ElementsAre;
-
 constexpr const char *kPath = "__default__";
 
-class IniValues : public testing::Test {
-protected:
+struct IniValues : FolderTest {
     ~IniValues() override { InifileReleaseAll(); }
     static std::string text(const char *key) {
         char buf[512];
         return InifileGetValueA("s", key, buf, sizeof buf, nullptr, kPath) > 0 ? buf : "(none)";
     }
-    vextest::LogCapture log_;
 };
 
 TEST_F(IniValues, AGetterThatUsedItsDefaultMakesTheNextOneFindIt) {
     char buf[8];
     EXPECT_EQ(-5, InifileGetValueA("s", "k", buf, sizeof buf, "first", kPath));
-    EXPECT_EQ(6, InifileGetValueA("S", "K", buf, sizeof buf, "second", kPath));
-    EXPECT_STREQ("first", buf);
-    EXPECT_EQ(6, InifileGetValueA("s", "k", buf, 3, "", kPath)) << "the stored length";
+    EXPECT_EQ(6, InifileGetValueA("S", "K", buf, 3, "second", kPath)) << "the stored length";
     EXPECT_STREQ("fi", buf);
     EXPECT_EQ(-7, InifileGetValueA("s", "long", buf, sizeof buf, "much longer", kPath)) << "copied";
     EXPECT_EQ(12, InifileGetValueA("s", "long", buf, sizeof buf, "", kPath));
     EXPECT_EQ(0, InifileGetValueA("s", "bare", buf, sizeof buf, nullptr, kPath));
     EXPECT_EQ(-1, InifileValueExistsA("s", "bare", kPath)) << "no value counts as missing";
-    EXPECT_EQ(-1, InifileValueExistsA("s", "absent", kPath));
     EXPECT_EQ(0, InifileValueExistsA("s", "k", kPath));
-
-    std::string names(64, 'x');
+    std::string names(10, 'x');
     EXPECT_EQ(12, InifileGetValueA("s", nullptr, names.data(), 10, nullptr, kPath));
-    EXPECT_EQ(std::string("k\0long\0\0\0\0", 10), names.substr(0, 10)) << "bare does not fit whole";
-    EXPECT_EQ(0, InifileGetValueA("absent", nullptr, names.data(), 64, nullptr, kPath));
+    EXPECT_EQ(std::string("k\0long\0\0\0\0", 10), names) << "bare does not fit whole";
 }
 
 /// What a typed getter makes of the stored text with default 9: the result when it failed, errno,
@@ -60,54 +49,28 @@ std::string read() {
 
 TEST_F(IniValues, TypedGettersConvertTheWholeTextOrKeepTheDefaultInEveryLocale) {
     setlocale(LC_ALL, "de_DE.UTF-8");  // where there is one
-    const auto integer = read<int, InifileGetIntegerA>;
-    const auto uint = read<unsigned, InifileGetUIntegerA>;
-    const auto int16 = read<short, InifileGetShortA>;
-    const auto uint16 = read<unsigned short, InifileGetUShortA>;
-    const auto int64 = read<long long, InifileGetLongLongA>;
-    const auto uint64 = read<unsigned long long, InifileGetULongLongA>;
-    const auto size = read<uint64_t, InifileGetSizeA>;
-    const auto percent = read<double, InifileGetPercentageA>;
-    const auto number = read<float, InifileGetFloatA>;
-    const auto truth = read<bool, InifileGetBooleanA>;
-    const struct {
-        std::string (*read)();
-        const char *stored, *expected;
-    } rows[] = {
-        {integer, "-12", "-12"},
-        {integer, "0x10", "0 EINVAL 9"},
-        {integer, "1 2", "0 EINVAL 9"},
-        {integer, "2147483648", "0 ERANGE 9"},
-        {uint, "-1", "0 ERANGE 9"},
-        {int16, "70000", "0 ERANGE 9"},
-        {uint16, "65536", "0 ERANGE 9"},
-        {int64, "9223372036854775808", "0 ERANGE 9"},
-        {uint64, "-1", "18446744073709551615"},
-        {size, "2KiB", "2048"},
-        {size, "2 KiB", "-1 EINVAL 9"},
-        {size, "KiB", "-1 EINVAL 9"},
-        {size, "-1", "-1 EINVAL 9"},
-        {size, "1Kx", "-1 EINVAL 9"},
-        {percent, "12.5%", "12.5"},
-        {percent, "0.5%", "-1 ERANGE 9"},
-        {percent, "nan%", "-1 ERANGE 9"},
-        {percent, "50", "-1 EINVAL 9"},
-        {number, "+2e3", "2000"},
-        {number, "+-5", "0 EINVAL 9"},
-        {number, "1,5", "0 EINVAL 9"},
-        {number, "1e99", "0 ERANGE 9"},
-        {truth, "Yes", "1"},
-        {truth, "on", "0"},
+    const auto expect = [](auto read, const char *rows) {
+        for (const auto &row : table(2, rows)) {
+            ASSERT_EQ(0, InifileSaveValueA("s", "n", row[0].c_str(), kPath));
+            EXPECT_EQ(row[1], read()) << row[0];
+        }
     };
-    for (const auto &row : rows) {
-        ASSERT_EQ(0, InifileSaveValueA("s", "n", row.stored, kPath));
-        EXPECT_EQ(row.expected, row.read()) << row.stored;
-    }
+    expect(read<int, InifileGetIntegerA>,
+        "-12|-12|0x10|0 EINVAL 9|1 2|0 EINVAL 9|2147483647|2147483647|2147483648|0 ERANGE 9|");
+    expect(read<unsigned, InifileGetUIntegerA>, "-1|0 ERANGE 9|");
+    expect(read<short, InifileGetShortA>, "70000|0 ERANGE 9|");
+    expect(read<unsigned short, InifileGetUShortA>, "65536|0 ERANGE 9|");
+    expect(read<long long, InifileGetLongLongA>, "9223372036854775808|0 ERANGE 9|");
+    expect(read<unsigned long long, InifileGetULongLongA>, "-1|18446744073709551615|");
+    expect(
+        read<uint64_t, InifileGetSizeA>, "2KiB|2048|2 KiB|-1 EINVAL 9|KiB|-1 EINVAL 9|-1|-1 EINVAL 9|1Kx|-1 EINVAL 9|");
+    expect(read<double, InifileGetPercentageA>, "12.5%|12.5|0.5%|-1 ERANGE 9|nan%|-1 ERANGE 9|50|-1 EINVAL 9|");
+    expect(read<float, InifileGetFloatA>,
+        "3.4028234e38|3.40282e+38|+2e3|2000|+-5|0 EINVAL 9|1,5|0 EINVAL 9|1e99|0 ERANGE 9|");
+    expect(read<bool, InifileGetBooleanA>, "Yes|1|on|0|");
     // what the savers and defaults write
     InifileSaveFloatA("s", "float", -0.5F, kPath);
     EXPECT_EQ("-0.5" + std::string(47, '0'), text("float"));
-    InifileSaveFloatA("s", "n", 3.4028234e38F, kPath);
-    EXPECT_EQ("3.40282e+38", number());
     double percentage = 0;
     EXPECT_EQ(-3, InifileGetPercentageA("s", "percent", &percentage, 50, kPath));
     EXPECT_EQ("50%", text("percent"));
@@ -117,31 +80,30 @@ TEST_F(IniValues, TypedGettersConvertTheWholeTextOrKeepTheDefaultInEveryLocale) 
     InifileSaveBooleanA("s", "b", true, kPath);
     InifileSaveSizeA("s", "size", UINT64_MAX, kPath);
     EXPECT_EQ("1 18446744073709551615", text("b") + " " + text("size"));
-    char path[32];
-    EXPECT_EQ(-8, InifileGetPathA("s", "p", path, sizeof path, "\\var\\\\x/", kPath));
-    EXPECT_STREQ("/var/x", path);
+    char native[32];
+    EXPECT_EQ(-8, InifileGetPathA("s", "p", native, sizeof native, "\\var\\\\x/", kPath));
+    EXPECT_STREQ("/var/x", native);
     setlocale(LC_ALL, "C");
 }
 
 TEST_F(IniValues, RefusesNamesThatCouldNotBeReadBack) {
     char buf[8];
     for (const char *key : {"", "a=b", "a\nb", "[x", ";x", "#x", " x", "x ", "\xc3\xa4"}) {
-        log_.clear();
+        log.clear();
         EXPECT_EQ(-1, InifileSaveValueA("s", key, "v", kPath)) << key;
         EXPECT_EQ(EINVAL, errno);
-        EXPECT_THAT(log_.lines(), ElementsAre(std::string("22 InifileSaveValueA: invalid section or key [s] ") + key));
+        EXPECT_THAT(log.lines(), ElementsAre(std::string("22 InifileSaveValueA: invalid section or key [s] ") + key));
         EXPECT_EQ(-1, InifileGetValueA("s", key, buf, sizeof buf, "d", kPath)) << "unstored";
     }
-    log_.clear();
+    log.clear();
     EXPECT_EQ(-1, InifileSaveValueA("a]b", "k", "v", kPath));
     EXPECT_EQ(0, InifileGetValueA("s", "k", buf, 0, "", kPath));
-    EXPECT_THAT(log_.lines(), ElementsAre("22 InifileSaveValueA: invalid section or key [a]b] k",
-                                  "22 inifileGetNthValue: invalid NULL parameter or buflen"));
+    EXPECT_THAT(log.lines(), ElementsAre("22 InifileSaveValueA: invalid section or key [a]b] k",
+                                 "22 inifileGetNthValue: invalid NULL parameter or buflen"));
 }
 
 TEST_F(IniValues, CommentsBelongToTheFileASectionOrAKey) {
     char buf[64];
-    vextest::TempDir dir;
     InifileSaveValueA("s", "k", "1", kPath);
     EXPECT_EQ(0, InifileSaveCommentA(nullptr, nullptr, "head", kPath));
     EXPECT_EQ(0, InifileSaveCommentA("s", nullptr, "# one\r\ntwo\n\n", kPath));
@@ -150,21 +112,20 @@ TEST_F(IniValues, CommentsBelongToTheFileASectionOrAKey) {
     EXPECT_EQ(14, InifileGetCommentA("s", nullptr, buf, sizeof buf, kPath));
     EXPECT_STREQ("# one\n; two\n\n", buf);
     EXPECT_EQ(0, InifileSaveAsA((dir / "x").c_str(), kPath));
-    EXPECT_EQ("; head\n# one\n; two\n\n[s]\n;x\nk=1\n\n", vextest::readFile(dir / "x"));
+    EXPECT_EQ("; head\n# one\n; two\n\n[s]\n;x\nk=1\n\n", readFile(dir / "x"));
     EXPECT_EQ(0, InifileSaveCommentA("s", "k", nullptr, kPath));
     EXPECT_EQ(0, InifileGetCommentA("s", "k", buf, sizeof buf, kPath));
 }
 
 TEST_F(IniValues, ChecksPathsAndReportsBadValuesInOneBlock) {
-    vextest::TempDir dir;
     const std::string file = dir / "file", missing = dir / "missing";
-    vextest::writeFile(file, "");
+    writeFile(file, "");
     ASSERT_EQ(0, chmod(file.c_str(), 0400));
     EXPECT_EQ(0, InifileCheckPathA("f", "s", "k", (dir.path() + "//").c_str(), S_IFDIR));
-    const auto check = [&](const std::string &path, int kind) {
-        log_.clear();
-        EXPECT_EQ(-1, InifileCheckPathA("f", "s", nullptr, path.c_str(), kind));
-        return std::string(strerrorname_np(errno)) + log_.lines().at(0).substr(12 + path.size());
+    const auto check = [&](const std::string &value, int kind) {
+        log.clear();
+        EXPECT_EQ(-1, InifileCheckPathA("f", "s", nullptr, value.c_str(), kind));
+        return std::string(strerrorname_np(errno)) + log.lines().at(0).substr(12 + value.size());
     };
     const std::string end = "\nFile     : f\nSection  : s\nEntry    : (none)\nReason   : ";
     EXPECT_EQ("EINVAL" + end + "Expected a non-empty value.", check("", S_IFDIR));
@@ -173,12 +134,10 @@ TEST_F(IniValues, ChecksPathsAndReportsBadValuesInOneBlock) {
     EXPECT_EQ("EISDIR" + end + "not a file (" + dir.path() + ")", check(dir.path(), S_IFREG));
     EXPECT_EQ("EACCES" + end + "incorrect permissions. Expected: 0600, actual: 0400", check(file, S_IFREG));
     InifileValueNoticeA("f", "s", nullptr, -4, "why");
-    EXPECT_THAT(log_.lines(VEX_LOG_NOTICE), ElementsAre("\nBadValue : -4" + end + "why"));
+    EXPECT_THAT(log.lines(VEX_LOG_NOTICE), ElementsAre("\nBadValue : -4" + end + "why"));
 }
 
 TEST_F(IniValues, ManyThreadsShareOneStore) {
-    vextest::TempDir dir;
-    const std::string path = dir / "a.ini";
     const auto get = [&](const std::string &key, int standard) {
         int out = -1;
         InifileGetIntegerA("s", key.c_str(), &out, standard, path.c_str());
@@ -235,9 +194,7 @@ struct Model {
 };
 
 TEST_F(IniValues, RandomOperationsAgreeWithAPlainModel) {
-    vextest::TempDir dir;
-    const std::string path = dir / "a.ini";
-    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
     const auto pick = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
     const auto anyName = [&] {
         std::string name = "name-" + std::to_string(pick(40));
@@ -254,7 +211,7 @@ TEST_F(IniValues, RandomOperationsAgreeWithAPlainModel) {
         key.name = name;  // the newest spelling shows
         model.sections.insert(section);
     }
-    vextest::writeFile(path, text);
+    writeFile(path, text);
     char buf[4096];
     for (int i = 0; i < 20000; ++i) {
         const std::string section = std::to_string(pick(6)), name = anyName(),

@@ -1,13 +1,8 @@
 #include <sstream>
 
-#include <vex/inifile.h>
-#include <vex/options.h>
-
 #include "support/test.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 /// A program with one option of each kind.
 struct Program {
@@ -39,9 +34,7 @@ struct Program {
         options[3].metavar = "WORD";
         options[5].flags = OPT_MANDATORY, options[10].flags = OPT_HIDE_DEFAULT;
         options[5].help =
-            "Where to listen.\n\tThe number of a port that is free on this machine, which is one "
-            "that no "
-            "other program "
+            "Where to listen.\n\tThe number of a port that is free on this machine, which is one that no other program "
             "has\nextraordinarilylongwordthatdoesnotfitintoalineofseventytwocolumnsatall end";
     }
     ~Program() {
@@ -50,7 +43,7 @@ struct Program {
     }
     /// Parses words separated by blanks: "<result>: <the variables>", or "<errno> <log lines>".
     std::string parse(const std::string &words) {
-        vextest::LogCapture log;
+        LogCapture log;
         std::istringstream in("program " + words);
         std::vector<std::string> arguments{std::istream_iterator<std::string>(in), {}};
         std::vector<char *> argv;
@@ -58,13 +51,13 @@ struct Program {
         argv.push_back(nullptr);
         errno = 0;
         const int result = opt_parse(table, static_cast<int>(arguments.size()), argv.data());
-        std::ostringstream out;
         if (result < 0) {
-            out << strerrorname_np(errno);
-            for (const auto &line : log.lines()) out << " " << line;
-            return out.str();
+            std::string lines = strerrorname_np(errno);
+            for (const auto &line : log.lines()) lines += " " + line;
+            return lines;
         }
-        EXPECT_THAT(log.lines(), ElementsAre());
+        EXPECT_EQ("", log.text());
+        std::ostringstream out;
         out << result << ": " << quiet << verbose << truth << " " << text << " " << (utf8 != nullptr ? utf8 : "-")
             << " " << port << " " << number << " " << size << " " << size32;
         return out.str();
@@ -72,61 +65,53 @@ struct Program {
 };
 
 TEST(OptParse, AppliesTheCommandLineOverTheDefaultsAndReportsEachErrorOnce) {
-    static const struct {
-        const char *words, *outcome;
-    } kRows[] = {
-        {"", "1: 100 none - 80 0 0 0"},
-        {"file -v", "1: 100 none - 80 0 0 0"},
-        {"-v -q -- -x", "4: 010 none - 80 0 0 0"},
-        {"--loud - -v", "2: 000 none - 80 0 0 0"},
-        {"--text a --text=b=c --text-utf8=\xc3\xa4", "5: 100 b=c \xc3\xa4 80 0 0 0"},
-        {"--text= -p65535 -n 18446744073709551615", "5: 100  - 65535 18446744073709551615 0 0"},
-        {"-s10KiB --size32 4G -bYes", "5: 101 none - 80 0 10240 4000000000"},
-        {"-x", "EINVAL opt_parse: invalid option -x"},
-        {"--tex=secret", "EINVAL opt_parse: invalid option --tex"},
-        {"--textual=a", "EINVAL opt_parse: invalid option --textual"},
-        {"-Psecret", "EINVAL opt_parse: invalid option -P"},
-        {"-vx", "EINVAL opt_parse: option -v does not accept a value"},
-        {"--loud=1", "EINVAL opt_parse: option --loud does not accept a value"},
-        {"-p", "EINVAL opt_parse: option -p requires a NUMBER value"},
-        {"-p -1", "EINVAL opt_parse: option -p requires a NUMBER value"},
-        {"--text-utf8 --loud", "EINVAL opt_parse: option --text-utf8 requires a WORD value"},
-        {"-p65536", "ERANGE opt_parse: invalid value \"65536\" for option -p, --port=NUMBER"},
-        {"-n=5", "EINVAL opt_parse: invalid value \"=5\" for option -n, --number=NUMBER"},
-        {"--number=", "EINVAL opt_parse: invalid value \"\" for option -n, --number=NUMBER"},
-        {"--number=-5", "EINVAL opt_parse: invalid value \"-5\" for option -n, --number=NUMBER"},
-        {"-sk", "EINVAL opt_parse: invalid value \"k\" for option -s SIZE"},
-        {"-s5kx", "EINVAL opt_parse: invalid value \"5kx\" for option -s SIZE"},
-        {"--size32=5G", "ERANGE opt_parse: invalid value \"5G\" for option --size32=SIZE"},
-        {"-bmaybe",
-            "EINVAL 34 strtobool: value outside of range opt_parse: invalid value \"maybe\" "
-            "for option -b, --bool=BOOLEAN"},
-    };
-    for (const auto &row : kRows) {
+    const std::string rows =
+        "|1: 100 none - 80 0 0 0|file -v|1: 100 none - 80 0 0 0|-v -q -- -x|4: 010 none - 80 0 0 0|"
+        "--loud - -v|2: 000 none - 80 0 0 0|--text a --text=b=c --text-utf8=\xc3\xa4|5: 100 b=c \xc3\xa4 80 0 0 0|"
+        "--text= -p65535 -n 18446744073709551615|5: 100  - 65535 18446744073709551615 0 0|"
+        "-s10KiB --size32 4G -bYes|5: 101 none - 80 0 10240 4000000000|";
+    const std::string refused =
+        "-x|invalid option -x|--tex=secret|invalid option --tex|--textual=a|invalid option --textual|"
+        "-Psecret|invalid option -P|-vx|option -v does not accept a value|"
+        "--loud=1|option --loud does not accept a value|-p|option -p requires a NUMBER value|"
+        "-p -1|option -p requires a NUMBER value|--text-utf8 --loud|option --text-utf8 requires a WORD value|"
+        "-n=5|invalid value \"=5\" for option -n, --number=NUMBER|"
+        "--number=|invalid value \"\" for option -n, --number=NUMBER|"
+        "--number=-5|invalid value \"-5\" for option -n, --number=NUMBER|"
+        "-sk|invalid value \"k\" for option -s SIZE|-s5kx|invalid value \"5kx\" for option -s SIZE|";
+    std::vector<std::vector<std::string>> all = table(2, rows);
+    for (const auto &row : table(2, refused)) all.push_back({row[0], "EINVAL opt_parse: " + row[1]});
+    const std::string out_of_range = "ERANGE opt_parse: invalid value ";
+    all.push_back({"-p65536", out_of_range + "\"65536\" for option -p, --port=NUMBER"});
+    all.push_back({"--size32=5G", out_of_range + "\"5G\" for option --size32=SIZE"});
+    all.push_back({"-bmaybe",
+        "EINVAL 34 strtobool: value outside of range opt_parse: invalid value \"maybe\" for option -b, "
+        "--bool=BOOLEAN"});
+    for (const auto &row : all) {
         Program program;
-        EXPECT_EQ(row.outcome, program.parse(row.words));
+        EXPECT_EQ(row[1], program.parse(row[0]));
         opt_free(program.table);
         EXPECT_EQ(nullptr, program.text);
-        EXPECT_EQ(row.outcome, program.parse(row.words)) << "the table can be parsed again";
+        EXPECT_EQ(row[1], program.parse(row[0])) << "the table can be parsed again";
     }
     Program program;
     {
-        const vextest::FaultScope fault("strdup", 1, ENOMEM);
+        const FaultScope fault("strdup", 1, ENOMEM);
         EXPECT_EQ("ENOMEM opt_parse: error copying value \"none\" for option --text=STRING", program.parse(""));
     }
     program.options[10].flags |= OPT_MANDATORY;
     program.options[10].default_value = program.options[5].default_value = nullptr;
     EXPECT_EQ(
-        "EINVAL opt_parse: Mandatory option -p, --port=NUMBER has not been specified "
-        "opt_parse: Mandatory option --secret=STRING has not been specified",
+        "EINVAL opt_parse: Mandatory option -p, --port=NUMBER has not been specified opt_parse: Mandatory option "
+        "--secret=STRING has not been specified",
         program.parse(""));
 }
 
 TEST(OptParse, TakesValuesFromTheIniFileWhereverItIsNamed) {
-    vextest::TempDir dir;
+    TempDir dir;
     const std::string one = dir / "one.ini", two = dir / "two.ini";
-    vextest::writeFile(one, "[s]\ntext=from_one\nport=1\n");
-    vextest::writeFile(two, "[s]\nport=2\n");
+    writeFile(one, "[s]\ntext=from_one\nport=1\n");
+    writeFile(two, "[s]\nport=2\n");
     Program program;
     EXPECT_EQ("5: 110 mine - 1 0 0 0", program.parse("-v --text=mine -i " + one));
     EXPECT_NE(0U, program.options[4].flags & OPT_FROM_INI);
@@ -137,8 +122,8 @@ TEST(OptParse, TakesValuesFromTheIniFileWhereverItIsNamed) {
     program.options[4].default_value = one.c_str();
     EXPECT_EQ("1: 100 from_one - 1 0 0 0", program.parse(""));
     opt_free(program.table);
-    vextest::writeFile(one, "[s]\nport=99999\n");
-    vextest::writeFile(two, "[s]\ntext=" + std::string(1024, 'x') + "\n");
+    writeFile(one, "[s]\nport=99999\n");
+    writeFile(two, "[s]\ntext=" + std::string(1024, 'x') + "\n");
     EXPECT_EQ("ERANGE opt_parse: invalid value \"99999\" for option -p, --port=NUMBER", program.parse(""));
     EXPECT_EQ("ENOBUFS opt_parse: value of [s] text in " + two + " is too long for option --text=STRING",
         program.parse("-i " + two));
@@ -166,23 +151,18 @@ TEST(OptValidate, RefusesAFaultyTable) {
     Program program;
     program.options[1].short_name = 0;
     EXPECT_EQ(
-        "EINVAL opt_snprintf: internal error: option without option name opt_validate: cannot "
-        "print option name "
+        "EINVAL opt_snprintf: internal error: option without option name opt_validate: cannot print option name "
         "opt_parse: invalid options",
         program.parse(""));
-    vextest::LogCapture log;
     char buf[32];
     EXPECT_EQ(17, opt_snprintf(buf, 18, &program.options[5]));
-    EXPECT_EQ(-1, opt_snprintf(buf, 17, &program.options[5]));
-    EXPECT_EQ(-1, opt_parse(nullptr, 0, nullptr));
-    EXPECT_THAT(
-        log.lines(), ElementsAre("105 opt_snprintf: target buffer too small", "22 opt_parse: invalid NULL parameter"));
+    EXPECT_FAILS_WITH("105 opt_snprintf: target buffer too small", -1, opt_snprintf(buf, 17, &program.options[5]));
 }
 
 TEST(OptHelp, ShowsNamesDefaultsAndWrappedText) {
-    vextest::TempDir dir;
+    TempDir dir;
     const std::string path = dir / "a.ini";
-    vextest::writeFile(path, "[s]\ntext=configured\n");
+    writeFile(path, "[s]\ntext=configured\n");
     Program program;
     std::string argument = "--ini=" + path, name = "program";
     char *argv[] = {name.data(), argument.data(), nullptr};
@@ -192,24 +172,19 @@ TEST(OptHelp, ShowsNamesDefaultsAndWrappedText) {
     EXPECT_EQ(0, opt_fprintf_help(out, "program", 0, argv, program.table, "FILE..."));
     fclose(out);
     EXPECT_STREQ(
-        "\nUsage: program -p NUMBER [options ...] [--] FILE...\n\nOptions marked with (*) are "
-        "mandatory.\n"
+        "\nUsage: program -p NUMBER [options ...] [--] FILE...\n\nOptions marked with (*) are mandatory.\n"
         "\nGeneral:\n-q, --loud\n        Print nothing.\n-v \n"
-        "--text=STRING (default: \"configured\" (configuration default))\n--text-utf8=WORD\n-i, "
-        "--ini=PATHNAME\n"
-        "\nNetwork:\n-p, --port=NUMBER (*) (default: 80 (application default))\n        Where to "
-        "listen.\n"
-        "        The number of a port that is free on this machine, which is one\n"
-        "        that no other program has\n"
-        "        extraordinarilylongwordthatdoesnotfitintoalineofseventytwocolumnsatall\n        "
-        "end\n"
+        "--text=STRING (default: \"configured\" (configuration default))\n--text-utf8=WORD\n-i, --ini=PATHNAME\n"
+        "\nNetwork:\n-p, --port=NUMBER (*) (default: 80 (application default))\n        Where to listen.\n"
+        "        The number of a port that is free on this machine, which is one\n        that no other program has\n"
+        "        extraordinarilylongwordthatdoesnotfitintoalineofseventytwocolumnsatall\n        end\n"
         "-n, --number=NUMBER\n-s SIZE\n--size32=SIZE\n-b, --bool=BOOLEAN\n"
         "--secret=STRING (default: (hidden) (application default))\n",
         text);
     free(text);
     EXPECT_EQ(nullptr, program.ini_path) << "nothing is stored";
 
-    vextest::LogCapture log;
+    LogCapture log;
     out = fopen("/dev/full", "w");
     setvbuf(out, nullptr, _IONBF, 0);
     EXPECT_FAILS(ENOSPC, -1, opt_fprintf_help(out, "program", 0, nullptr, program.table, nullptr));
