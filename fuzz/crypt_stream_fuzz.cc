@@ -55,9 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         abort();
     uint64_t value = 0;
     int encrypted = 0, compressed = 0;
-    const int flags =
-        vexMagicGetCryptSettings(data, static_cast<unsigned>(size), &encrypted, &compressed);
-    if (flags > 0 && vexMagicDecode(nullptr, data, static_cast<int>(size), &value) != flags)
-        abort();
+    const int flags = vexMagicGetCryptSettings(data, static_cast<unsigned>(size), &encrypted, &compressed);
+    if (flags > 0 && vexMagicDecode(nullptr, data, static_cast<int>(size), &value) != flags) abort();
     return 0;
 }

@@ -23,8 +23,7 @@ template <typename Number, typename Read, typename Write>
 void integer(const std::vector<uint8_t> &form, bool binary, Read read, Write write) {
     Number value = 1, again = 0;
     size_t used = 0;
-    if (read(&value, form.data(), form.size(), binary, &used) == nullptr)
-        return require(value == 0);
+    if (read(&value, form.data(), form.size(), binary, &used) == nullptr) return require(value == 0);
     require(used <= form.size());
     char back[24];
     const size_t size = write(back, sizeof back, value, binary);
@@ -43,8 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         integer<uint32_t>(form, binary, VexUint32InitDeserialize, VexUint32Serialize);
         integer<uint64_t>(form, binary, VexUint64InitDeserialize, VexUint64Serialize);
         VexUID uid;
-        if (VexUIDDeserialize(&uid, form.data(), form.size(), binary) > 0)
-            require(VexUIDValidate(&uid) == 1);
+        if (VexUIDDeserialize(&uid, form.data(), form.size(), binary) > 0) require(VexUIDValidate(&uid) == 1);
         unsigned char digest[32];
         char fingerprint[65];
         if (SHA256DigestDeserialize(digest, form.data(), form.size(), binary) > 0) {
@@ -58,8 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const int decoded = Base64Decode(text.c_str(), out.data(), room);
     // Base64 has one text per value, so that what is accepted must come back letter by letter
     if (decoded >= 0) {
-        require(Base64Encode(out.data(), static_cast<unsigned>(decoded), back.data(),
-                             static_cast<unsigned>(back.size())) >= 0);
+        require(Base64Encode(
+                    out.data(), static_cast<unsigned>(decoded), back.data(), static_cast<unsigned>(back.size())) >= 0);
         require(text == back.data());
     }
     const int bytes = HexDecode(text.c_str(), out.data(), room);

@@ -14,8 +14,7 @@
 namespace {
 
 std::vector<std::string> names(const char *section, const char *path) {
-    const int needed =
-        InifileGetValueA(section, nullptr, std::string(1, '\0').data(), 1, nullptr, path);
+    const int needed = InifileGetValueA(section, nullptr, std::string(1, '\0').data(), 1, nullptr, path);
     std::string buf(static_cast<size_t>(needed) + 1, '\0');
     InifileGetValueA(section, nullptr, buf.data(), static_cast<int>(buf.size()), nullptr, path);
     std::vector<std::string> result;
@@ -34,8 +33,7 @@ std::string contents(const char *path) {
             char value[512];
             int n = 0;
             do {
-                InifileGetNthValueA(n, section.c_str(), key.c_str(), value, sizeof value, nullptr,
-                                    path);
+                InifileGetNthValueA(n, section.c_str(), key.c_str(), value, sizeof value, nullptr, path);
                 out += key + "=" + value + "\n";
             } while (++n < 4);
         }
