@@ -13,7 +13,7 @@ inline uint64_t bucketCount(uint32_t bits) {
     return uint64_t{1} << bits;
 }
 inline Order orderOf(const VexHashTree *tree) {
-    return {tree->compare, tree->user};
+    return {tree->compare, tree->user, tree->nodeDataSize == sizeof(void *)};
 }
 inline uint64_t bucketOf(const VexHashTree *tree, const void *data) {
     return tree->hash(tree->user, data) & (bucketCount(tree->bits) - 1);

@@ -69,8 +69,9 @@ int lookUp(const char *who, VexHashTree *tree, const void *key, void *out) {
     if (!ready(who, tree, key)) return -1;
     const Spot spot = spotOf(tree, key);
     if (!spot.mayHold()) return 0;
+    const Order order = orderOf(tree);
     for (Node *node = *spot.root; node != nullptr;) {
-        const int result = tree->compare(tree->user, dataOf(node), key);
+        const int result = order(node, key);
         if (result == 0) {
             giveRecord(tree, node, out);
             return 1;

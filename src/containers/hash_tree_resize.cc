@@ -58,7 +58,7 @@ int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits) {
     auto *node = static_cast<Node *>(preallocator_iterator_first(&it, tree->allocator));
     while (const size_t size = collect(tree, &it, &node, batch)) {
         for (size_t i = 0; i < size; ++i)
-            if (!batch[i].spot.isEmpty()) __builtin_prefetch(*batch[i].spot.root, 1);
+            if (!batch[i].spot.isEmpty()) prefetchNode(*batch[i].spot.root, tree, 2);
         for (size_t i = 0; i < size; ++i)
             if (!place(tree, batch[i]))
                 return VEX_FAIL(EINVAL, -1, "failed to replace or insert node");

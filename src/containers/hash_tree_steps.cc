@@ -9,26 +9,17 @@ namespace {
 constexpr uint64_t kRootsAhead = 24;
 constexpr uint64_t kChildrenAhead = 12;
 
-// Always inlined: GCC takes a function that only prefetches for one without effects and drops its
-// calls.
-[[gnu::always_inline]] inline void prefetchNode(const VexHashTree *tree, Node *node) {
-    // address 0 is not mapped: asking for it costs a vain walk through the page tables
-    const void *const at = node != nullptr ? static_cast<const void *>(node) : tree;
-    __builtin_prefetch(at);
-    __builtin_prefetch(static_cast<const char *>(at) + 64);
-}
-
 /// Asks for what lies some buckets behind @p at in the direction of the walk; @p count ends the
 /// table in either direction because indices below 0 wrap.
 [[gnu::always_inline]] inline void prefetchBuckets(const VexHashTree *tree, uint64_t at,
                                                    uint64_t step, uint64_t count) {
     const uint64_t far = at + kRootsAhead * step;
-    if (far < count) prefetchNode(tree, tree->buckets[far]);
+    if (far < count) prefetchNode(tree->buckets[far], tree, 2);
     const uint64_t near = at + kChildrenAhead * step;
     if (near >= count) return;
     if (Node *const root = tree->buckets[near]) {
-        prefetchNode(tree, child(root, kLeft));
-        prefetchNode(tree, child(root, kRight));
+        prefetchNode(child(root, kLeft), tree, 2);
+        prefetchNode(child(root, kRight), tree, 2);
     }
 }
 
