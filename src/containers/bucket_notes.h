@@ -2,12 +2,14 @@
 // their size and dense, the bytes stay in cache where neither pointers nor nodes do, and answer
 // most look-ups of absent keys and most questions whether a bucket is empty.
 //
-// Each node of the bucket has set one of the eight bits, which the three bits of its hash above
-// those that picked the bucket choose. Bits stay set until the bucket is empty: one too many costs
-// a look-up time, never its result.
+// Each node of the bucket has set two of the eight bits, which five bits of its hash above those
+// that picked the bucket choose: a key is absent unless both are set. Two bits pass fewer absent
+// keys than one as long as a bucket holds one or two records. Bits stay set until the bucket is
+// empty: one too many costs a look-up time, never its result.
 #ifndef VEX_CONTAINERS_BUCKET_NOTES_H
 #define VEX_CONTAINERS_BUCKET_NOTES_H
 
+#include <bit>
 #include <cstdint>
 
 namespace vex::tree {
@@ -20,9 +22,11 @@ inline constexpr uint32_t kLeastNotedBits = 12;
 inline bool hasNotes(uint32_t bits) {
     return bits >= kLeastNotedBits;
 }
-/// The bit of records with this hash, from its low 32 bits.
-inline unsigned noteBit(uint64_t hash, uint32_t bits) {
-    return 1U << (static_cast<uint32_t>(hash) >> bits & 7);
+/// The bits of records with this hash, from its low 32 bits.
+inline Note noteBits(uint64_t hash, uint32_t bits) {
+    const uint32_t choice = static_cast<uint32_t>(hash) >> bits;
+    const unsigned pair = 1U | 2U << (choice >> 3 & 3);
+    return std::rotl(static_cast<Note>(pair), static_cast<int>(choice & 7));
 }
 
 }  // namespace vex::tree

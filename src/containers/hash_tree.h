@@ -27,13 +27,13 @@ inline Note *notesOf(const VexHashTree *tree) {
 struct Spot {
     Link *root;
     Note *note;  ///< null in a table without notes
-    unsigned bit;
+    Note bits;
 
     /// False when the record is not in the tree.
-    bool mayHold() const { return note == nullptr || (*note & bit) != 0; }
+    bool mayHold() const { return note == nullptr || (*note & bits) == bits; }
     bool isEmpty() const { return note != nullptr ? *note == 0 : *root == nullptr; }
     void noteInsertion() const {
-        if (note != nullptr) *note = static_cast<Note>(*note | bit);
+        if (note != nullptr) *note = static_cast<Note>(*note | bits);
     }
     void noteRemoval() const {
         if (note != nullptr && *root == nullptr) *note = 0;
@@ -44,7 +44,7 @@ inline Spot spotOf(const VexHashTree *tree, const void *data) {
     const uint64_t bucket = hash & (bucketCount(tree->bits) - 1);
     Link *const root = reinterpret_cast<Link *>(tree->buckets + bucket);
     if (!hasNotes(tree->bits)) return {root, nullptr, 0};
-    return {root, notesOf(tree) + bucket, noteBit(hash, tree->bits)};
+    return {root, notesOf(tree) + bucket, noteBits(hash, tree->bits)};
 }
 /// Copies a node's record out, when the caller wants it.
 inline void giveRecord(const VexHashTree *tree, Node *node, void *out) {
