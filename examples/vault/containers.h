@@ -41,7 +41,7 @@ public:
 
     /// Stores a chunk, whether or not the vault has it.
     void putAnew(const Digest &digest, const unsigned char *data, size_t size) {
-        if (content_.size() + kHeadBytes + size > kSealedBytes) seal();
+        if (!content_.empty() && content_.size() + kHeadBytes + size > kSealedBytes) seal();
         content_.reserve(kSealedBytes);
         putDigest(&content_, digest);
         put32(&content_, static_cast<uint32_t>(size));
