@@ -49,7 +49,7 @@ public:
         }
         for (const auto &entry : DirectoryIterator(path(kStates)))
             state_ = std::max(state_, kStates + entry.path().filename().string());
-        check(!state_.empty(), "%s is no vault: it was not made to its end", directory_.c_str());
+        check(!state_.empty(), "%s has no state: lost, or init cut short", directory_.c_str());
         generation_ = strtoull(state_.c_str() + strlen(kStates), nullptr, 16);
         check(state_ == stateName(state_), "%s is damaged", path(state_).c_str());
         openRegistry(state_);
@@ -92,19 +92,18 @@ public:
         expect(registry_.SetRegistryItem(item, value, &error_));
     }
     void remove(const std::string &item) {
-        SQLitePreparedStatement statement(&registry_, "DELETE FROM registry WHERE name = ?",
-                                          &error_);
-        statement.SetString(1, item);
-        expect(statement.Execute(&error_));
+        SQLitePreparedStatement query(&registry_, "DELETE FROM registry WHERE name = ?", &error_);
+        query.SetString(1, item);
+        expect(query.Execute(&error_));
     }
     /// All items whose names begin with @p prefix, which is left out of the keys.
     std::map<std::string, std::string> list(const std::string &prefix) {
         std::map<std::string, std::string> items;
-        SQLitePreparedStatement statement(
-            &registry_, "SELECT name, value FROM registry WHERE substr(name, 1, length(?1)) = ?1",
+        SQLitePreparedStatement query(
+            &registry_, "SELECT name, value FROM registry WHERE name BETWEEN ?1 AND ?1 || '~'",
             &error_);
-        statement.SetString(1, prefix);
-        SQLiteResultSet rows = statement.ExecuteQuery(&error_);
+        query.SetString(1, prefix);
+        SQLiteResultSet rows = query.ExecuteQuery(&error_);
         for (; error_.IsGood() && !rows.IsLast(); rows.Next(&error_))
             items[rows.GetString(0).substr(prefix.size())] = rows.GetString(1);
         expect(error_.IsGood());
