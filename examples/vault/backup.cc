@@ -51,7 +51,8 @@ public:
           snapshot_(snapshot) {}
 
     void run(const std::vector<std::string> &sources) {
-        done(vex_stat(settings_.directory.c_str(), &own_) == 0);
+        check(vex_stat(settings_.directory.c_str(), &own_) == 0, "%s cannot be looked at: %m",
+              settings_.directory.c_str());
         const bool complete = catalogue_->sound(kContainers, true);  // they are not stored again
         index_.load(catalogue_);
         const std::vector<Snapshot> before = listSnapshots(catalogue_);
@@ -147,7 +148,8 @@ private:
             return skip(entry.path, strerrordesc_np(errno)), known;
         if (!S_ISREG(status.st_mode)) return skip(entry.path, "it is no file any more"), known;
         if (!known) list_.entry(entry);
-        lseek(file.fd, static_cast<off_t>(size), SEEK_SET);
+        if (size != 0 && lseek(file.fd, static_cast<off_t>(size), SEEK_SET) < 0)
+            return skip(entry.path, strerrordesc_np(errno)), known;
         size += store(file.fd, entry.path);
         if (size != expected)
             WarningA(-1, "%s is stored with %llu bytes instead of %llu", entry.path.c_str(),

@@ -120,10 +120,10 @@ private:
                 BinarySortCtxConstruct(read, compare, nullptr, write, free, nullptr, this, kBatch,
                                        kBatch * sizeof(ChunkRecord), temporary.c_str(),
                                        kFilesToMerge, 0, BINARY_SORT_QUIET);
-            const bool good = context != nullptr && BinarySortFp(context, nullptr, sorted) == 0;
+            const bool good = context != nullptr && BinarySortFp(context, nullptr, sorted) == 0 &&
+                              fseek(sorted, 0, SEEK_SET) == 0;
             BinarySortCtxDestruct(&context);
             check(good, "the index cannot be sorted in %s: %m", temporary.c_str());
-            rewind(sorted);
         }
         bool next(ChunkRecord *chunk) {
             while (position.next(chunk))

@@ -81,6 +81,7 @@ int run(const Command &command, int argc, char **argv) {
         if (command.run != init) vault.catalogue.open();
         if (command.needs_key) openKey(&vault);
         command.run(&vault);
+        check(fflush(stdout) == 0 && ferror(stdout) == 0, "the answer cannot be written: %m");
     });
     InfoA(-1, "vault %s %s", command.name, good ? "ends" : "fails");
     return good ? kSuccess : kFailure;
@@ -99,6 +100,8 @@ void openKey(Vault *vault) {
 }  // namespace vault
 
 int main(int argc, char **argv) {
+    // a standard stream that is closed must not become a file of the vault
+    for (int fd = 0; fd >= 0 && fd <= STDERR_FILENO;) fd = open("/dev/null", O_RDWR | O_CLOEXEC);
     // the threads that open containers come and go: no arena for each;
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
     mallopt(M_ARENA_MAX, 1);

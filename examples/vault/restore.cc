@@ -47,15 +47,11 @@ private:
             directories_.push_back(entry);
             return;
         }
-        if (entry.is(S_IFREG)) {
-            content(entry, reader);
-        } else if (entry.is(S_IFLNK)) {
-            expect(symlink(entry.link.c_str(), path) == 0, path);
-        } else {
-            expect(mknod(path, (entry.status.st_mode & S_IFMT) | 0600, entry.status.st_rdev) == 0,
-                   path);
-        }
-        setAttributes(entry);
+        if (entry.is(S_IFREG)) return content(entry, reader);
+        const mode_t type = entry.status.st_mode & S_IFMT;
+        const bool made = type == S_IFLNK ? symlink(entry.link.c_str(), path) == 0
+                                          : mknod(path, type | 0600, entry.status.st_rdev) == 0;
+        made ? setAttributes(entry) : expect(false, path);
     }
 
     /// Goes on without what the system, or the rights of the user, do not allow.
@@ -67,7 +63,7 @@ private:
 
     void content(const Entry &entry, SnapshotReader *reader) {
         const char *const path = entry.path.c_str();
-        const Fd file(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        Fd file(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
         lost_ += file.fd < 0;
         if (file.fd < 0) return WarningA(-1, "%s cannot be made: %m", path);
         off_t offset = 0;
@@ -90,6 +86,9 @@ private:
         if (offset != entry.status.st_size)
             WarningA(-1, "%s was stored with %lld bytes instead of %lld", path,
                      static_cast<long long>(offset), static_cast<long long>(entry.status.st_size));
+        // some file systems say only now that the disk is full
+        check(close(std::exchange(file.fd, -1)) == 0, "%s cannot be written: %m", path);
+        setAttributes(entry);
     }
 
     /// A directory is done, and gets its times, once an entry lies elsewhere.

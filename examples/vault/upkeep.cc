@@ -109,7 +109,7 @@ bool checkContainers(Catalogue *catalogue, const ChunkIndex &index) {
         progress.add(0, chunk.size);
     };
     for (const uint64_t container : containers)
-        sound = succeeds([&] { reader.forEach(container, look); }) && sound;
+        sound &= succeeds([&] { reader.forEach(container, look); });
     printf("%llu of %llu chunks, %s; %.1f MB/s\n", static_cast<U64>(found),
            static_cast<U64>(index.count()), sizeText(progress.bytes).c_str(),
            progress.megabytesPerSecond());
@@ -121,15 +121,14 @@ bool checkContainers(Catalogue *catalogue, const ChunkIndex &index) {
 void verify(Vault *vault) {
     Catalogue *const catalogue = &vault->catalogue;
     bool sound = catalogue->counterIsSound();
-    sound = catalogue->sound("") && sound;
+    sound &= catalogue->sound("");
     openKey(vault);
     const std::vector<Snapshot> snapshots = listSnapshots(catalogue);
     ChunkIndex index;
     index.load(catalogue);
-    sound = checkContainers(catalogue, index) && sound;
+    sound &= checkContainers(catalogue, index);
     for (const Snapshot &snapshot : snapshots)
-        sound =
-            succeeds([&] { forEachChunk(catalogue, snapshot.uid, index, [](auto *) {}); }) && sound;
+        sound &= succeeds([&] { forEachChunk(catalogue, snapshot.uid, index, [](auto *) {}); });
     check(sound, "%s is damaged: see above", vault->settings.directory.c_str());
     printf("%zu snapshots: all is as it was written\n", snapshots.size());
 }

@@ -29,6 +29,11 @@ def contents(tree):
     return seen, sorted(sorted(names) for names in links.values())
 
 
+def failing(call, path, which="1+"):
+    """Runs a program so that its calls on a file fail: all of them, or the one of a number."""
+    return ["strace", "-f", "-qqq", "-o", "/dev/null", "-P", path, "-e", f"inject={call}:error=EIO:when={which}"]
+
+
 class VaultTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -103,8 +108,8 @@ class VaultTest(unittest.TestCase):
         self.assertIn("cannot be backed up", self.vex("backup", self.vault, self.path("absent"), status=1))
         time.sleep(3)  # a younger file would be read again in any case
         full = os.path.getsize(f"{self.tree}/big")
-        strace = ["strace", "-f", "-qqq", "-o", "/dev/null", "-P", f"{self.tree}/big", "-e", "inject=read:error=EIO:when=2"]
-        self.assertIn("big is not in the backup: Input", self.vex("backup", self.vault, self.tree, status=1, prefix=strace))
+        prefix = failing("read", f"{self.tree}/big", 2)
+        self.assertIn("big is not in the backup: Input", self.vex("backup", self.vault, self.tree, status=1, prefix=prefix))
         self.assertLess(self.container_bytes(), full)
         self.assertEqual(contents(self.tree), self.restored(self.backup()))  # what was missing is read now
         inside = contents(self.tree)
@@ -113,6 +118,18 @@ class VaultTest(unittest.TestCase):
         self.vex("restore", self.path("tree", "inner"), "latest", self.path("out"))
         found = contents(self.path("out") + self.tree)
         self.assertEqual(inside[0].keys() | {"inner.key", "inner.ini", "inner.log"}, found[0].keys())
+
+    def test_what_the_disk_refuses_is_never_reported_as_done(self):
+        self.write("zeros", bytes(5 << 20))
+        self.vex("init", self.path("wide"), "--chunk-size=1MiB")
+        self.vex("backup", self.path("wide"), self.tree)  # a chunk of it is as large as a container
+        prefix = failing("lseek", self.path("v", "tmp", "index"))
+        self.assertIn("cannot be sorted", self.vex("backup", self.vault, self.tree, status=1, prefix=prefix))
+        self.backup()
+        prefix = failing("close", f"{self.path('out.partial')}{self.tree}/b.c")
+        self.assertIn("b.c cannot be written", self.vex("restore", self.vault, "latest", self.path("out"), status=1, prefix=prefix))
+        prefix = ["sh", "-c", 'exec "$0" "$@" >/dev/full']
+        self.assertIn("answer cannot be written", self.vex("list", self.vault, status=1, prefix=prefix))
 
     def test_what_is_not_the_vaults_is_left_alone(self):
         self.assertIn("no empty directory", self.vex("init", self.tree, status=1))
