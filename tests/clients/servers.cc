@@ -1,23 +1,14 @@
 #include "servers.h"
 
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 
 #include <chrono>
 
+#include <vex/http.h>
+
 namespace vextest {
 namespace {
-
-bool answers(const std::string &port) {
-    addrinfo *list = nullptr;
-    zq_getaddrinfo("127.0.0.1", port.c_str(), nullptr, &list);
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const bool good = connect(fd, list->ai_addr, list->ai_addrlen) == 0;
-    zq_freeaddrinfo(list);
-    close(fd);
-    return good;
-}
 
 size_t contentLength(const std::string &head) {
     const size_t at = head.find("Content-Length: ");
@@ -46,11 +37,9 @@ std::vector<ScriptedServer::Request> ScriptedServer::requests() {
 
 bool ScriptedServer::serveOne(int socket, std::string *buffered) {
     const auto more = [&] {
-        pollfd ready[] = {{socket, POLLIN, 0}, {peer_.listener, 0, 0}};
         char block[65536];
-        if (poll(ready, 2, 10000) <= 0 || ready[1].revents != 0) return false;
         const ssize_t n = recv(socket, block, sizeof block, 0);
-        if (n > 0) buffered->append(block, static_cast<size_t>(n));
+        buffered->append(block, static_cast<size_t>(std::max<ssize_t>(n, 0)));
         return n > 0;
     };
     size_t end;
@@ -75,9 +64,11 @@ Program::Program(const std::string &command, const std::string &port) : pid_(for
         execl("/bin/sh", "sh", "-c", ("exec " + command + " >/dev/null 2>&1").c_str(), nullptr);
         _exit(127);
     }
+    CurlRequest request;
     for (int i = 0; i < 500 && !running_; ++i) {
-        running_ = answers(port);
-        if (!running_) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        if (i > 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        running_ = request.start("http://127.0.0.1:" + port, CurlRequest::HEAD, 1, 1, true, true) == 0 &&
+                   request.perform() == 0;
     }
 }
 

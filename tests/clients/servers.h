@@ -13,7 +13,7 @@
 namespace vextest {
 
 /// Answers every request by the script, which gets the request's head and body and writes what it likes to the socket;
-/// false ends the connection.
+/// false ends the connection. Clients must be gone before it.
 class ScriptedServer {
 public:
     struct Request {
