@@ -3,8 +3,9 @@
 TEST(LogFlags, ParsesPresetsWordsAndExtrasAnywhereInTheText) {
     static const std::pair<const char *, int> kRows[] = {{nullptr, 0}, {"", 0}, {" ", -1}, {"nonsense", -1},
         {"thread,date", -1}, {"none,thread", 0}, {"nonexistent", 0}, {"short,thread", 143 | 0x8000},
-        {"long,trace", 159}, {"along", 159}, {"MINIMAL Date", 139 | 0x800}, {"bug,trace", 192}, {"debug", 128},
-        {"author", 8}, {"warning error", 6}, {"full", 2303}, {"crit notice silent timing", 1 | 32 | 0x4000 | 0x40000}};
+        {"long,trace", 159}, {"verbose, short", 143}, {"along", 159}, {"MINIMAL Date", 139 | 0x800}, {"bug,trace", 192},
+        {"debug", 128}, {"author", 8}, {"warning error", 6}, {"full", 2303},
+        {"crit notice silent timing", 1 | 32 | 0x4000 | 0x40000}};
     for (const auto &[text, flags] : kRows) EXPECT_EQ(flags, vexLogParseFlagsA(text)) << (text ? text : "NULL");
 }
 

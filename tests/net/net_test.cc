@@ -89,6 +89,7 @@ TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
         {"junk\n\t NAT_VKPROXY_HOST\t=  r2 \r\nNAT_VKPROXY_PORT = 1 \n" + port + "2", "r2 2", ""},
         {port + "1\n" + host + " \n", "", missed},
         {host + std::string(256, 'a') + "\n" + port + "1\n", "", missed},
+        {host + std::string(1024, ' ') + "r\n" + port + "1\n", "", missed},
         {std::string(2 << 20, 'x') + "\n" + host + "r\n" + port + "1\n", "", ""},
         {host + "r1\n" + port + "1080\n", "r1 1080", ""},
     };
