@@ -100,12 +100,14 @@ inline std::string parentOf(const std::string &path) {
 }
 
 /// Writes a new file of mode 0600 and waits until its content is on the disk; its name lasts once
-/// the directory is synced.
+/// the directory is synced. A failure leaves none.
 inline void writeNewFile(const std::string &path, const void *data, size_t size) {
     const Fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     const auto count = static_cast<ssize_t>(size);
-    check(file.fd >= 0 && safe_write(file.fd, data, count) == count && safe_fsync(file.fd) == 0,
-          "%s cannot be written: %m", path.c_str());
+    const bool whole =
+        file.fd >= 0 && safe_write(file.fd, data, count) == count && safe_fsync(file.fd) == 0;
+    if (file.fd >= 0 && !whole) unlink(path.c_str());
+    check(whole, "%s cannot be written: %m", path.c_str());
 }
 
 // Append a value, numbers big-endian.

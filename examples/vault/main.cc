@@ -10,18 +10,17 @@ namespace {
 enum ExitStatus { kSuccess, kFailure, kUsage };
 
 void init(Vault *vault) {
-    const Settings &settings = vault->settings;
-    Catalogue *const catalogue = &vault->catalogue;
-    catalogue->create();
+    auto &[settings, catalogue] = *vault;
+    catalogue.create();
     const bool fresh = vex_access(settings.key.c_str(), F_OK) != 0;
     if (fresh) Sealer::makeKeyFile(settings.key);
-    catalogue->sealer.open(settings.key, settings.cipher);
+    catalogue.sealer.open(settings.key, settings.cipher);
     settings.write();
-    catalogue->set("key", catalogue->sealer.keyCheck());
-    catalogue->set("cipher", settings.cipher);
+    catalogue.set("key", catalogue.sealer.keyCheck());
+    catalogue.set("cipher", settings.cipher);
     for (const std::string &name : {settings.directory, settings.key})
         done(dirfsync(parentOf(name).c_str(), 0) == 0);
-    catalogue->commit();
+    catalogue.commit();
     printf("made %s; its key is %s%s\n", settings.directory.c_str(), settings.key.c_str(),
            fresh ? ", new: keep a copy elsewhere, without it nothing can be restored" : "");
 }
@@ -90,11 +89,10 @@ int run(const Command &command, int argc, char **argv) {
 }  // namespace
 
 void openKey(Vault *vault) {
-    Catalogue *const catalogue = &vault->catalogue;
-    const char *const key = vault->settings.key.c_str();
-    catalogue->sealer.open(key, catalogue->get("cipher"));
-    check(catalogue->sealer.keyCheck() == catalogue->get("key"),
-          "wrong key: %s is not the key of %s", key, vault->settings.directory.c_str());
+    auto &[settings, catalogue] = *vault;
+    catalogue.sealer.open(settings.key, catalogue.get("cipher"));
+    check(catalogue.sealer.keyCheck() == catalogue.get("key"), "wrong key: %s is not the key of %s",
+          settings.key.c_str(), settings.directory.c_str());
 }
 
 }  // namespace vault
