@@ -9,6 +9,7 @@
 #ifndef VEX_CONTAINERS_BUCKET_NOTES_H
 #define VEX_CONTAINERS_BUCKET_NOTES_H
 
+#include <array>
 #include <bit>
 #include <cstdint>
 
@@ -22,11 +23,16 @@ inline constexpr uint32_t kLeastNotedBits = 12;
 inline bool hasNotes(uint32_t bits) {
     return bits >= kLeastNotedBits;
 }
+/// A table, because shifting by a variable count would cost a look-up more than all of the rest.
+inline constexpr auto kPairs = [] {
+    std::array<Note, 32> pairs{};
+    for (unsigned i = 0; i < pairs.size(); ++i)
+        pairs[i] = std::rotl(static_cast<Note>(1U | 2U << (i >> 3)), static_cast<int>(i & 7));
+    return pairs;
+}();
 /// The bits of records with this hash, from its low 32 bits.
 inline Note noteBits(uint64_t hash, uint32_t bits) {
-    const uint32_t choice = static_cast<uint32_t>(hash) >> bits;
-    const unsigned pair = 1U | 2U << (choice >> 3 & 3);
-    return std::rotl(static_cast<Note>(pair), static_cast<int>(choice & 7));
+    return kPairs[static_cast<uint32_t>(hash) >> bits & 31];
 }
 
 }  // namespace vex::tree
