@@ -158,7 +158,7 @@ TEST_F(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
     ASSERT_TRUE(lock.Lock(path));
     std::atomic<bool> ended{false};
     std::thread waiter([&] {
-        EXPECT_EQ(0, runChild([&] { exit(VexFileLock().Lock(path) ? 0 : 1); }).exit_status);
+        EXPECT_EQ(0, inChild([&] { return VexFileLock().Lock(path) ? 0 : 1; }));
         ended = true;
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
