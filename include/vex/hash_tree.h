@@ -17,8 +17,8 @@
  * tree, look-ups too; they fail with the preallocator's errno when there is none to be had.
  *
  * Cost of a keyed operation: one hash and about 1 + log2(records / buckets) comparisons. Memory: 24
- * bytes a record and 8 a bucket on top of the data, with 2^12 buckets and more a ninth byte a
- * bucket, by which most absent keys are told without a look at the bucket.
+ * bytes a record and 9 a bucket on top of the data; the ninth tells most absent keys without a look
+ * at the bucket.
  *
  * @threads one thread at a time for a tree with its paths and iterators; callers serialise.
  */
@@ -37,6 +37,8 @@ VEX_BEGIN_DECLS
 #define VexHashTreeNodeDataOffset 24
 /** Nodes that a path holds at most: more than any balanced tree in memory is high. */
 #define VexHashTreePathMaxDepth 61
+/** Bytes of the digests that VexHashTreeCompareDigest and VexHashTreeHashDigest know. */
+#define VexHashTreeDigestSize 32
 /** The comparison's result for "could not compare". */
 #define VexHashTreeCompareFailed (-2)
 
@@ -50,7 +52,7 @@ VEX_BEGIN_DECLS
  * @param b     the record or key that the caller gave.
  */
 typedef int (*VexHashTreeCompare)(void *user, const void *a, const void *b);
-/** The hash of a record; its low bits pick the bucket, and the next three of its low 32 help to
+/** The hash of a record; its low bits pick the bucket, and the next five of its low 32 help to
  * tell absent keys. Equal records must hash alike in all of these. */
 typedef uint64_t (*VexHashTreeHash)(void *user, const void *data);
 
@@ -66,6 +68,7 @@ typedef struct VexHashTreeNode {
 /** The tree; read-only for callers. */
 typedef struct VexHashTree {
     uint32_t bits;                  /**< log2 of the number of buckets, 0 to 29 */
+    uint32_t ofDigests;             /**< 1 when compare and hash are those for digests */
     uint64_t slabSize;              /**< bytes a slab of the preallocator */
     uint64_t nodeDataSize;          /**< bytes a record */
     VexHashTreeCompare compare;     /**< orders the records of a bucket */
@@ -96,8 +99,20 @@ typedef struct VexHashTreeIterator {
     VexHashTreePath *path; /**< where the record was */
     uint64_t deletes;      /**< the tree's numDeletes when the position was taken */
     uint32_t state;        /**< 0 on a record, 1 before the first, 2 past the last */
+    uint32_t bucket;       /**< where the record is, while the tree is unchanged */
     uint64_t layout;       /**< the tree's layout when the position was taken */
 } VexHashTreeIterator;
+
+/**
+ * Comparison and hash for records that begin with a digest of VexHashTreeDigestSize bytes, such as
+ * SHA-256 or SHA-512/256; more data may follow it. A tree given these two does the work in place,
+ * which saves a fifth to two fifths of the time that a caller's functions of the same effect take.
+ *
+ * The order is that of memcmp. The hash is the digest's bytes 8 to 15 as a little-endian number:
+ * for digests, whose bytes are random already, and for nothing else.
+ */
+VEX_API int VexHashTreeCompareDigest(void *user, const void *a, const void *b);
+VEX_API uint64_t VexHashTreeHashDigest(void *user, const void *data); /**< see above */
 
 /** Bytes of a tree record. */
 VEX_API size_t VexHashTreeSize(void);
@@ -113,7 +128,8 @@ VEX_API size_t VexHashTreeSize(void);
  * @param user          first argument of @p compare and @p hash.
  * @param slabSize      bytes a slab, at least 36 + nodeDataSize rounded up to a multiple of 8.
  *                      Choose 2 MiB and more for large trees: such slabs use huge pages.
- * @return @p tree, or NULL with errno: EINVAL for bits, NULL functions or too small slabs; ENOMEM.
+ * @return @p tree, or NULL with errno: EINVAL for bits, NULL functions, too small slabs, or records
+ *         too small for the functions for digests; ENOMEM.
  * @logs each failure; the preallocator's first.
  */
 VEX_API VexHashTree *VexHashTreeInit(VexHashTree *tree, uint32_t bits, uint64_t nodeDataSize,

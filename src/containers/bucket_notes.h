@@ -1,6 +1,6 @@
-// A byte for each bucket of a large table, in one block behind the bucket pointers. An eighth of
-// their size and dense, the bytes stay in cache where neither pointers nor nodes do, and answer
-// most look-ups of absent keys and most questions whether a bucket is empty.
+// A byte for each bucket, in one block before the bucket pointers. An eighth of their size and
+// dense, the bytes stay in cache where neither pointers nor nodes do, and answer most look-ups of
+// absent keys and most questions whether a bucket is empty.
 //
 // Each node of the bucket has set two of the eight bits, which five bits of its hash above those
 // that picked the bucket choose: a key is absent unless both are set. Two bits pass fewer absent
@@ -13,16 +13,12 @@
 #include <bit>
 #include <cstdint>
 
+#include <vex/hash_tree.h>
+
 namespace vex::tree {
 
 using Note = uint8_t;
 
-/// Smaller tables lie in the caches as they are: every key is looked for in its bucket.
-inline constexpr uint32_t kLeastNotedBits = 12;
-
-inline bool hasNotes(uint32_t bits) {
-    return bits >= kLeastNotedBits;
-}
 /// A table, because shifting by a variable count would cost a look-up more than all of the rest.
 inline constexpr auto kPairs = [] {
     std::array<Note, 32> pairs{};
@@ -33,6 +29,10 @@ inline constexpr auto kPairs = [] {
 /// The bits of records with this hash, from its low 32 bits.
 inline Note noteBits(uint64_t hash, uint32_t bits) {
     return kPairs[static_cast<uint32_t>(hash) >> bits & 31];
+}
+/// The note of a bucket: the last is that of bucket 0, so that no look-up needs their number.
+inline Note *noteOf(VexHashTreeNode **buckets, uint64_t bucket) {
+    return reinterpret_cast<Note *>(buckets) + ~bucket;
 }
 
 }  // namespace vex::tree

@@ -4,6 +4,8 @@
 #include <stdlib.h>
 #include <sys/mman.h>
 
+#include <algorithm>
+
 #include "base/checked.h"
 #include "containers/mapped_memory.h"
 #include "log/report.h"
@@ -16,8 +18,15 @@ static_assert(offsetof(VexHashTree, slabSize) == 8 && offsetof(VexHashTree, comp
 namespace vex::tree {
 namespace {
 
+/// Bytes of the notes before the bucket pointers, which keep those at their alignment.
+uint64_t notesSize(uint32_t bits) {
+    return std::max(bucketCount(bits) * sizeof(Note), sizeof(Node *));
+}
 uint64_t tableSize(uint32_t bits) {
-    return bucketCount(bits) * (sizeof(Node *) + (hasNotes(bits) ? sizeof(Note) : 0));
+    return notesSize(bits) + bucketCount(bits) * sizeof(Node *);
+}
+char *tableOf(Node **buckets, uint32_t bits) {
+    return reinterpret_cast<char *>(buckets) - notesSize(bits);
 }
 /// Smaller tables come from malloc.
 bool isMapped(uint32_t bits) {
@@ -28,18 +37,20 @@ bool isMapped(uint32_t bits) {
 
 Node **newBuckets(uint32_t bits) {
     const uint64_t size = tableSize(bits);
-    return static_cast<Node **>(isMapped(bits) ? mapZeroed(size) : calloc(1, size));
+    auto *const table = static_cast<char *>(isMapped(bits) ? mapZeroed(size) : calloc(1, size));
+    return table != nullptr ? reinterpret_cast<Node **>(table + notesSize(bits)) : nullptr;
 }
 
 void freeBuckets(Node **buckets, uint32_t bits) {
-    if (buckets != nullptr && isMapped(bits))
-        (void)munmap(buckets, tableSize(bits));  // what mapZeroed gave
+    if (buckets == nullptr) return;
+    if (isMapped(bits))
+        (void)munmap(tableOf(buckets, bits), tableSize(bits));  // what mapZeroed gave
     else
-        free(buckets);
+        free(tableOf(buckets, bits));
 }
 
 void clearBuckets(Node **buckets, uint32_t bits) {
-    memset(buckets, 0, tableSize(bits));
+    memset(tableOf(buckets, bits), 0, tableSize(bits));
 }
 
 }  // namespace vex::tree
@@ -67,7 +78,10 @@ VexHashTree *VexHashTreeInit(VexHashTree *tree, uint32_t bits, uint64_t nodeData
                              uint64_t slabSize) {
     if (tree == nullptr || bits > kMaxBits || compare == nullptr || hash == nullptr)
         return VEX_FAIL(EINVAL, nullptr, "invalid NULL parameter");
-    *tree = {bits, slabSize, nodeDataSize, compare, hash, user, nullptr, nullptr, 0, 0};
+    const bool of_digests = compare == &VexHashTreeCompareDigest && hash == &VexHashTreeHashDigest;
+    if (of_digests && nodeDataSize < VexHashTreeDigestSize)
+        return VEX_FAIL(EINVAL, nullptr, "record smaller than a digest");
+    *tree = {bits, of_digests, slabSize, nodeDataSize, compare, hash, user, nullptr, nullptr, 0, 0};
     // taking a block adds 1 to its first word, so all ones make a fresh node's left link null; no
     // live node's left link can be all ones
     tree->allocator =

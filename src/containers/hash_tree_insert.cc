@@ -2,7 +2,7 @@
 // change height, so that node is remembered on the way down and is the only place that may rotate.
 #include <initializer_list>
 
-#include "containers/tree_node.h"
+#include "containers/tree_search.h"
 #include "log/report.h"
 
 namespace vex::tree {
@@ -30,34 +30,8 @@ void mendPath(Path *path, uint64_t depth, Node *top, Node *new_top) {
 
 }  // namespace
 
-Outcome descend(Order order, Link *root, const void *key, Path *path, Place *place) {
-    *place = {root, root, path != nullptr ? path->depth : 0, 0};
-    unsigned steps = 0;
-    while (Node *const node = *place->slot) {
-        if (path != nullptr && !push(path, node))
-            return VEX_FAIL_AS("VexHashTreeNodeProbe", errno, errno, Outcome::kError,
-                               "unable to push tree path: %m");
-        const int result = order(node, key);
-        if (result == 0) return Outcome::kFound;
-        if (result == VexHashTreeCompareFailed) {
-            const int err = comparisonError();
-            return VEX_FAIL_AS("VexHashTreeNodeProbe", err, err, Outcome::kError,
-                               "bad comparission value: %m");
-        }
-        if (node->balance != 0) {
-            place->pivot = place->slot;
-            place->pivot_depth = path != nullptr ? path->depth - 1 : 0;
-            place->sides = 0;
-            steps = 0;
-        }
-        const Side side = result < 0 ? kRight : kLeft;
-        place->sides |= uint64_t{side} << steps++;
-        place->slot = linkOf(node, side);
-    }
-    if (path != nullptr && path->depth >= VexHashTreePathMaxDepth)
-        return VEX_FAIL_AS("VexHashTreeNodeProbe", ENOBUFS, ENOBUFS, Outcome::kError,
-                           "unable to push tree path: %m");
-    return Outcome::kAbsent;
+Outcome probeFailed(const char *text, int err) {
+    return VEX_FAIL_AS("VexHashTreeNodeProbe", err, err, Outcome::kError, "%s: %m", text);
 }
 
 void attach(const Place &place, Node *node, Path *path) {
@@ -100,8 +74,8 @@ bool isNull(const char *who, VexHashTreeNode **root, VexHashTreeNode *node,
 }
 
 /// Finds the place of the node's data and links the node there when it is free.
-Outcome probe(VexHashTreeNode **root, Node *node, Order order, int *inserted, Path *path,
-              Place *place) {
+Outcome probe(VexHashTreeNode **root, Node *node, const CallerOrder &order, int *inserted,
+              Path *path, Place *place) {
     const Outcome outcome =
         descend(order, reinterpret_cast<Link *>(root), dataOf(node), path, place);
     if (outcome == Outcome::kError) return outcome;

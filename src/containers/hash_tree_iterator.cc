@@ -24,8 +24,9 @@ bool isCurrent(const VexHashTreeIterator *it) {
 }
 
 /// Takes the position that the path describes.
-int settle(VexHashTreeIterator *it, Node *node, void *out) {
+int settle(VexHashTreeIterator *it, uint64_t bucket, Node *node, void *out) {
     it->state = kOnRecord;
+    it->bucket = static_cast<uint32_t>(bucket);
     it->deletes = it->tree->numDeletes;
     it->layout = it->tree->layout;
     giveRecord(it->tree, node, it->buffer);
@@ -36,15 +37,22 @@ int settle(VexHashTreeIterator *it, Node *node, void *out) {
 int goToEnd(const char *who, VexHashTreeIterator *it, Side side, void *out) {
     if (isNull(who, it)) return -1;
     it->path->depth = 0;
+    uint64_t bucket = 0;
     Node *node = nullptr;
-    const Outcome outcome = endOfTree(who, it->tree, side, it->path, &node);
-    return outcome == Outcome::kFound ? settle(it, node, out) : static_cast<int>(outcome);
+    const Outcome outcome = endOfTree(who, it->tree, side, &bucket, it->path, &node);
+    return outcome == Outcome::kFound ? settle(it, bucket, node, out) : static_cast<int>(outcome);
+}
+
+uint64_t bucketOfKey(const VexHashTree *tree, const void *key) {
+    return bucketOf(tree, tree->hash(tree->user, key));
 }
 
 /// Leaves the path at the record that equals @p key.
 int seek(VexHashTreeIterator *it, const void *key, void *out) {
     const int result = VexHashTreeFindNode(it->tree, key, nullptr, it->path);
-    return result == 1 ? settle(it, it->path->nodes[it->path->depth - 1], out) : result;
+    if (result != 1) return result;
+    Node *const node = it->path->nodes[it->path->depth - 1];
+    return settle(it, bucketOfKey(it->tree, key), node, out);
 }
 
 int stepTo(const char *who, VexHashTreeIterator *it, Side side, void *out) {
@@ -52,11 +60,15 @@ int stepTo(const char *who, VexHashTreeIterator *it, Side side, void *out) {
     const uint32_t end = side == kRight ? kPastLast : kBeforeFirst;
     if (it->state == end) return 0;
     if (it->state != kOnRecord) return goToEnd(who, it, opposite(side), out);
-    if (!isCurrent(it)) it->path->depth = 0;
-    if (!haveBlock(who, it->tree)) return -1;
+    uint64_t bucket = it->bucket;
+    if (!isCurrent(it)) {
+        it->path->depth = 0;
+        bucket = bucketOfKey(it->tree, it->buffer);
+    }
+    if (!hasBlock(it->tree) && !addBlocks(who, it->tree)) return -1;
     Node *node = nullptr;
-    const Outcome outcome = stepInTree(who, it->tree, it->buffer, side, it->path, &node);
-    if (outcome == Outcome::kFound) return settle(it, node, out);
+    const Outcome outcome = stepInTree(who, it->tree, &bucket, it->buffer, side, it->path, &node);
+    if (outcome == Outcome::kFound) return settle(it, bucket, node, out);
     if (outcome == Outcome::kAbsent) it->state = end;
     return static_cast<int>(outcome);
 }
@@ -99,5 +111,5 @@ int VexHashTreeIteratorCurrent(VexHashTreeIterator *it, void *out) {
     if (isNull(__func__, it)) return -1;
     if (it->state != kOnRecord) return 0;
     if (!isCurrent(it) || it->path->depth == 0) return seek(it, it->buffer, out);
-    return settle(it, it->path->nodes[it->path->depth - 1], out);
+    return settle(it, it->bucket, it->path->nodes[it->path->depth - 1], out);
 }

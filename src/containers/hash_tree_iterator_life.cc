@@ -24,7 +24,7 @@ VexHashTreeIterator *init(VexHashTreeIterator *it, VexHashTree *tree) {
     static constexpr const char *kWho = "_vexHashTreeIteratorInit";
     if (it == nullptr || tree == nullptr)
         return VEX_FAIL_AS(kWho, EINVAL, EINVAL, nullptr, "invalid NULL parameter");
-    *it = {tree, nullptr, nullptr, tree->numDeletes, 1, tree->layout};
+    *it = {tree, nullptr, nullptr, tree->numDeletes, 1, 0, tree->layout};
     // no record is still a buffer
     it->buffer = malloc(tree->nodeDataSize != 0 ? tree->nodeDataSize : 1);
     if (it->buffer == nullptr)

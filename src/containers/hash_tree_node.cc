@@ -1,7 +1,7 @@
 // Search and steps in one bucket's tree.
 #include <vex/log.h>
 
-#include "containers/tree_node.h"
+#include "containers/tree_search.h"
 #include "log/report.h"
 
 namespace vex::tree {
@@ -43,10 +43,10 @@ Outcome step(const char *who, Side side, Path *path, Node **found) {
 
 /// Searches the key's neighbour: where the search for the key itself ends, that node is the answer
 /// when it lies on @p side, and the neighbour's other neighbour when it does not.
-Outcome search(const char *who, Order order, Node *root, const void *key, Side side, Path *path,
-               Node **found) {
+Outcome search(const char *who, const CallerOrder &order, Node *root, const void *key, Side side,
+               Path *path, Node **found) {
     int result = 0;
-    for (Node *node = root; node != nullptr; node = child(node, result < 0 ? kRight : kLeft)) {
+    for (Node *node = root; node != nullptr; node = child(node, sideFrom(result))) {
         if (!push(path, node)) return noRoom(who, path);
         result = order(node, key);
         if (result == 0) break;
@@ -65,28 +65,31 @@ Outcome search(const char *who, Order order, Node *root, const void *key, Side s
 
 }  // namespace
 
-void reportFailedFind() {
+Outcome findFailed() {
     const int err = comparisonError();
-    VEX_FAIL_AS("VexHashTreeNodeFind", err, err, (void)0, "unable to compare nodes: %m");
+    return VEX_FAIL_AS("VexHashTreeNodeFind", err, err, Outcome::kError,
+                       "unable to compare nodes: %m");
 }
 
-Outcome find(Order order, Node *root, const void *key, Path *path, Node **found) {
+Outcome findWithPath(const CallerOrder &order, Node *root, const void *key, Path *path,
+                     Node **found) {
+    path->depth = 0;
+    Outcome outcome = Outcome::kAbsent;
     for (Node *node = root; node != nullptr;) {
-        if (path != nullptr && !push(path, node)) return noRoom("VexHashTreeNodeFind", path);
+        if (!push(path, node)) return noRoom("VexHashTreeNodeFind", path);
         const int result = order(node, key);
         if (result == 0) {
             *found = node;
             return Outcome::kFound;
         }
         if (result == VexHashTreeCompareFailed) {
-            if (path != nullptr) path->depth = 0;
-            reportFailedFind();
-            return Outcome::kError;
+            outcome = findFailed();
+            break;
         }
-        node = child(node, result < 0 ? kRight : kLeft);
+        node = child(node, sideFrom(result));
     }
-    if (path != nullptr) path->depth = 0;
-    return Outcome::kAbsent;
+    path->depth = 0;
+    return outcome;
 }
 
 Outcome outermost(const char *who, Node *root, Side side, Path *path, Node **found) {
@@ -96,8 +99,8 @@ Outcome outermost(const char *who, Node *root, Side side, Path *path, Node **fou
     return Outcome::kFound;
 }
 
-Outcome neighbour(const char *who, Order order, Node *root, const void *key, Side side, Path *path,
-                  Node **found) {
+Outcome neighbour(const char *who, const CallerOrder &order, Node *root, const void *key, Side side,
+                  Path *path, Node **found) {
     return path->depth != 0 ? step(who, side, path, found)
                             : search(who, order, root, key, side, path, found);
 }
@@ -114,7 +117,8 @@ Node *result(Outcome outcome, Node *found) {
     return outcome == Outcome::kFound ? found : nullptr;
 }
 
-Node *stepFrom(const char *who, Node *root, Node *key, Order order, Side side, Path *path) {
+Node *stepFrom(const char *who, Node *root, Node *key, const CallerOrder &order, Side side,
+               Path *path) {
     if (key == nullptr || order.compare == nullptr)
         return VEX_FAIL_AS(who, EINVAL, EINVAL, nullptr, "invalid NULL parameter");
     Path own;
@@ -138,9 +142,10 @@ VexHashTreeNode *VexHashTreeNodeFind(VexHashTreeNode *root, VexHashTreeNode *key
                                      VexHashTreePath *path) {
     if (key == nullptr || compare == nullptr)
         return VEX_FAIL(EINVAL, nullptr, "invalid NULL parameter");
-    if (path != nullptr) path->depth = 0;
+    const CallerOrder order{compare, user};
     Node *found = nullptr;
-    const Outcome outcome = find({compare, user}, root, dataOf(key), path, &found);
+    const Outcome outcome = path != nullptr ? findWithPath(order, root, dataOf(key), path, &found)
+                                            : find(order, root, dataOf(key), &found);
     return result(outcome, found);
 }
 

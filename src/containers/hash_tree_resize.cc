@@ -16,10 +16,11 @@ constexpr size_t kBatch = 32;
 
 /// Takes the next nodes of the walk, @p node first; returns how many and leaves @p node at the one
 /// after them.
-size_t collect(VexHashTree *tree, preallocator_iterator *it, Node **node, Move *batch) {
+template <typename Keys>
+size_t collect(Keys keys, VexHashTree *tree, preallocator_iterator *it, Node **node, Move *batch) {
     size_t size = 0;
     for (; size < kBatch && *node != nullptr; ++size) {
-        batch[size] = {*node, spotOf(tree, dataOf(*node))};
+        batch[size] = {*node, spotOf(keys, tree, dataOf(*node))};
         __builtin_prefetch(batch[size].spot.root, 1);
         __builtin_prefetch(batch[size].spot.note, 1);
         *node = static_cast<Node *>(preallocator_iterator_next(it));
@@ -28,16 +29,33 @@ size_t collect(VexHashTree *tree, preallocator_iterator *it, Node **node, Move *
 }
 
 /// Links the node in its new bucket; false when that holds its equal or cannot be searched.
-bool place(const VexHashTree *tree, const Move &move) {
+template <typename Keys>
+bool place(Keys keys, const Move &move) {
     if (move.spot.isEmpty()) {
         makeLeaf(move.node);
         *move.spot.root = move.node;
-    } else if (VexHashTreeNodeReplaceOrInsert(reinterpret_cast<Node **>(move.spot.root), move.node,
-                                              tree->compare, tree->user, nullptr,
-                                              nullptr) != move.node) {
-        return false;
+    } else {
+        Place place;
+        if (descend(keys, move.spot.root, dataOf(move.node), nullptr, &place) != Outcome::kAbsent)
+            return false;
+        attach(place, move.node, nullptr);
     }
     move.spot.noteInsertion();
+    return true;
+}
+
+/// Links all nodes into the new table; false as place().
+template <typename Keys>
+bool placeAll(Keys keys, VexHashTree *tree) {
+    preallocator_iterator it;
+    Move batch[kBatch];
+    auto *node = static_cast<Node *>(preallocator_iterator_first(&it, tree->allocator));
+    while (const size_t size = collect(keys, tree, &it, &node, batch)) {
+        for (size_t i = 0; i < size; ++i)
+            if (!batch[i].spot.isEmpty()) prefetchNode(*batch[i].spot.root, tree, 2);
+        for (size_t i = 0; i < size; ++i)
+            if (!place(keys, batch[i])) return false;
+    }
     return true;
 }
 
@@ -53,15 +71,7 @@ int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits) {
     tree->buckets = buckets;
     tree->bits = bits;
     ++tree->layout;
-    preallocator_iterator it;
-    Move batch[kBatch];
-    auto *node = static_cast<Node *>(preallocator_iterator_first(&it, tree->allocator));
-    while (const size_t size = collect(tree, &it, &node, batch)) {
-        for (size_t i = 0; i < size; ++i)
-            if (!batch[i].spot.isEmpty()) prefetchNode(*batch[i].spot.root, tree, 2);
-        for (size_t i = 0; i < size; ++i)
-            if (!place(tree, batch[i]))
-                return VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
-    }
-    return 0;
+    const bool placed =
+        tree->ofDigests != 0 ? placeAll(DigestKeys(tree), tree) : placeAll(CallerKeys(tree), tree);
+    return placed ? 0 : VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
 }

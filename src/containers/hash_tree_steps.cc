@@ -23,15 +23,16 @@ constexpr uint64_t kChildrenAhead = 12;
     }
 }
 
-/// The outermost record on the side opposite to the walk in the first bucket from @p at on that is
-/// not empty.
-Outcome scan(const char *who, const VexHashTree *tree, uint64_t at, Side side, Path *path,
+/// The outermost record on the side opposite to the walk in the first bucket from @p bucket on that
+/// is not empty; leaves @p bucket there.
+Outcome scan(const char *who, const VexHashTree *tree, uint64_t *bucket, Side side, Path *path,
              Node **found) {
     const uint64_t count = bucketCount(tree->bits);
     const uint64_t step = side == kRight ? 1 : UINT64_MAX;
-    for (; at < count; at += step) {
+    for (uint64_t at = *bucket; at < count; at += step) {
         prefetchBuckets(tree, at, step, count);
         if (Node *const root = tree->buckets[at]) {
+            *bucket = at;
             if (path == nullptr || child(root, opposite(side)) != nullptr)
                 return outermost(who, root, opposite(side), path, found);
             path->nodes[0] = root;  // mostly it stands alone
@@ -45,27 +46,28 @@ Outcome scan(const char *who, const VexHashTree *tree, uint64_t at, Side side, P
 
 }  // namespace
 
-Outcome endOfTree(const char *who, const VexHashTree *tree, Side side, Path *path, Node **found) {
+Outcome endOfTree(const char *who, const VexHashTree *tree, Side side, uint64_t *bucket, Path *path,
+                  Node **found) {
     if (tree->buckets == nullptr) return Outcome::kAbsent;
-    const uint64_t start = side == kLeft ? 0 : bucketCount(tree->bits) - 1;
-    const Outcome outcome = scan(who, tree, start, opposite(side), path, found);
+    *bucket = side == kLeft ? 0 : bucketCount(tree->bits) - 1;
+    const Outcome outcome = scan(who, tree, bucket, opposite(side), path, found);
     if (outcome != Outcome::kError) return outcome;
     return VEX_FAIL_AS(who, errno, errno, outcome, "failed to find end of tree: %m");
 }
 
-Outcome stepInTree(const char *who, const VexHashTree *tree, const void *key, Side side, Path *path,
-                   Node **found) {
-    const char *const node_function =
-        side == kRight ? "VexHashTreeNodeNext" : "VexHashTreeNodePrev";
+Outcome stepInTree(const char *who, const VexHashTree *tree, uint64_t *bucket, const void *key,
+                   Side side, Path *path, Node **found) {
     Outcome outcome = Outcome::kAbsent;
-    const uint64_t bucket = bucketOf(tree, key);
     if (path->depth == 1 && child(path->nodes[0], side) == nullptr)
         path->depth = 0;  // the root was the bucket's last
     else
         outcome =
-            neighbour(node_function, orderOf(tree), tree->buckets[bucket], key, side, path, found);
-    if (outcome == Outcome::kAbsent)
-        outcome = scan(who, tree, side == kRight ? bucket + 1 : bucket - 1, side, path, found);
+            neighbour(side == kRight ? "VexHashTreeNodeNext" : "VexHashTreeNodePrev",
+                      {tree->compare, tree->user}, tree->buckets[*bucket], key, side, path, found);
+    if (outcome == Outcome::kAbsent) {
+        *bucket += side == kRight ? 1 : UINT64_MAX;
+        outcome = scan(who, tree, bucket, side, path, found);
+    }
     if (outcome != Outcome::kError) return outcome;
     return VEX_FAIL_AS(who, errno, errno, outcome, "error occurred: %m");
 }
@@ -79,8 +81,9 @@ using namespace vex::tree;
 int endNode(const char *who, VexHashTree *tree, Side side, void *out, Path *path) {
     if (path != nullptr) path->depth = 0;
     if (tree == nullptr) return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "invalid NULL parameter");
+    uint64_t bucket = 0;
     Node *node = nullptr;
-    const Outcome outcome = endOfTree(who, tree, side, path, &node);
+    const Outcome outcome = endOfTree(who, tree, side, &bucket, path, &node);
     if (outcome == Outcome::kFound) giveRecord(tree, node, out);
     return static_cast<int>(outcome);
 }
@@ -89,14 +92,15 @@ int stepNode(const char *who, VexHashTree *tree, const void *key, Side side, voi
              Path *path) {
     if (tree == nullptr || key == nullptr)
         return VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "invalid NULL parameter");
-    if (!haveBlock(who, tree)) return -1;
+    if (!hasBlock(tree) && !addBlocks(who, tree)) return -1;
     Path own;
     if (path == nullptr) {
         own.depth = 0;
         path = &own;
     }
+    uint64_t bucket = bucketOf(tree, tree->hash(tree->user, key));
     Node *node = nullptr;
-    const Outcome outcome = stepInTree(who, tree, key, side, path, &node);
+    const Outcome outcome = stepInTree(who, tree, &bucket, key, side, path, &node);
     if (outcome == Outcome::kFound) giveRecord(tree, node, out);
     return static_cast<int>(outcome);
 }

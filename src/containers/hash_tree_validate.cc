@@ -26,10 +26,10 @@ bool walk(Node *root, Visit visit) {
 
 /// True when what is noted of the bucket lets each of its nodes be found, and a first one come.
 bool isNotedRight(const VexHashTree *tree, uint64_t bucket) {
-    if (!hasNotes(tree->bits)) return true;
     Node *const root = tree->buckets[bucket];
-    if (root == nullptr) return notesOf(tree)[bucket] == 0;
-    return walk(root, [&](Node *node) { return spotOf(tree, dataOf(node)).mayHold(); });
+    if (root == nullptr) return *noteOf(tree->buckets, bucket) == 0;
+    return walk(root,
+                [&](Node *node) { return spotOf(CallerKeys(tree), tree, dataOf(node)).mayHold(); });
 }
 
 }  // namespace

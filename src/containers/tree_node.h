@@ -1,4 +1,4 @@
-// Nodes, links and rotations of one bucket's tree, shared by search, insertion and removal.
+// Nodes, links, paths and rotations of one bucket's tree.
 #ifndef VEX_CONTAINERS_TREE_NODE_H
 #define VEX_CONTAINERS_TREE_NODE_H
 
@@ -49,26 +49,30 @@ inline void *dataOf(Node *node) {
 typedef long long Wide __attribute__((vector_size(16), aligned(1), may_alias));
 typedef uint64_t Word __attribute__((aligned(1), may_alias));
 
-/// Copies a record; the common sizes take a few moves, which may overlap.
+/// Copies a record in a few moves, which may overlap, and without a call, for which its caller
+/// would have to save registers. A digest with a few words behind it is what large trees hold, so
+/// these sizes are asked for first.
 inline void copyRecord(void *to, const void *from, size_t size) {
-    const auto word = [&](size_t at) {
-        *reinterpret_cast<Word *>(static_cast<char *>(to) + at) =
-            *reinterpret_cast<const Word *>(static_cast<const char *>(from) + at);
-    };
+    auto *const target = static_cast<char *>(to);
+    const auto *const source = static_cast<const char *>(from);
     const auto wide = [&](size_t at) {
-        *reinterpret_cast<Wide *>(static_cast<char *>(to) + at) =
-            *reinterpret_cast<const Wide *>(static_cast<const char *>(from) + at);
+        *reinterpret_cast<Wide *>(target + at) = *reinterpret_cast<const Wide *>(source + at);
     };
-    if (size > 64 || size < 8) {
-        memcpy(to, from, size);
-    } else if (size < 16) {
+    const auto word = [&](size_t at) {
+        *reinterpret_cast<Word *>(target + at) = *reinterpret_cast<const Word *>(source + at);
+    };
+    if (size > 32 && size <= 48) {
+        wide(0);
+        wide(16);
+        wide(size - 16);
+    } else if (size >= 16) {
+        for (size_t at = 0; at < size - 16; at += 16) wide(at);
+        wide(size - 16);
+    } else if (size >= 8) {
         word(0);
         word(size - 8);
     } else {
-        wide(0);
-        if (size > 32) wide(16);
-        if (size > 48) wide(32);
-        if (size > 16) wide(size - 16);
+        for (size_t at = 0; at < size; ++at) target[at] = source[at];
     }
 }
 
@@ -81,27 +85,7 @@ inline void copyRecord(void *to, const void *from, size_t size) {
     if (lines > 1) __builtin_prefetch(at + 64);
 }
 
-/// The caller's comparison of a stored record with a given one.
-struct Order {
-    VexHashTreeCompare compare;
-    void *user;
-    bool far = false;  ///< records are pointers: comparing waits for what they point to
-    int operator()(Node *node, const void *key) const {
-        if (far) {  // have the way on ready by then
-            prefetchNode(child(node, kLeft), node, 1);
-            prefetchNode(child(node, kRight), node, 1);
-        }
-        return compare(user, dataOf(node), key);
-    }
-};
-
 enum class Outcome { kError = -1, kAbsent = 0, kFound = 1 };
-
-/// errno for a comparison that failed: what it set itself. An ENOENT left over from an earlier
-/// look-up must not pass for "no such node".
-inline int comparisonError() {
-    return errno == 0 || errno == ENOENT ? EINVAL : errno;
-}
 
 /// Appends to a path; false when it is full, with the line and errno of VexHashTreePathPush.
 inline bool push(Path *path, Node *node) {
@@ -135,36 +119,6 @@ inline Node *rotate(Node *top, Side side) {
     middle->balance = 0;
     return middle;
 }
-
-/// Where a descent ended: at an equal node, or at the link where a new one belongs.
-struct Place {
-    Link *slot;
-    Link *pivot;           ///< link to the deepest node on the way with a balance other than 0
-    uint64_t pivot_depth;  ///< its index in the path
-    uint64_t sides;        ///< the ways taken from there, the first in the lowest bit
-};
-
-/// Descends to the place of @p key, pushing every visited node on a path that is not null. Reports
-/// errors as VexHashTreeNodeProbe.
-Outcome descend(Order order, Link *root, const void *key, Path *path, Place *place);
-/// Links @p node at a place where a descent found nothing, and keeps tree and path in shape.
-void attach(const Place &place, Node *node, Path *path);
-/// Puts @p node where its equal stands; returns that one.
-Node *substitute(Link *slot, Node *node, Path *path);
-/// Unlinks the equal of @p key. Reports errors as VexHashTreeNodeRemove.
-Outcome detach(Order order, Link *root, const void *key, Node **removed);
-/// The equal of @p key, with a path that is not null left at it, or empty. Reports errors as
-/// VexHashTreeNodeFind.
-Outcome find(Order order, Node *root, const void *key, Path *path, Node **found);
-/// The line of a search whose comparison failed; errno as comparisonError() has it.
-void reportFailedFind();
-/// The outermost node on @p side; null for an empty tree. The path must have been emptied; false in
-/// @p *ok after a report when it is full.
-Outcome outermost(const char *who, Node *root, Side side, Path *path, Node **found);
-/// The neighbour on @p side of the node that the path ends at, or of @p key when the path is empty.
-/// The path ends at the neighbour, or is empty when this bucket has none.
-Outcome neighbour(const char *who, Order order, Node *root, const void *key, Side side, Path *path,
-                  Node **found);
 
 }  // namespace vex::tree
 

@@ -227,6 +227,52 @@ TEST(HashTree, IteratorsKeepTheirPlaceThroughEveryChange) {
     }
 }
 
+TEST(HashTree, TreatsDigestsAsACallersOwnFunctionsWould) {
+    using Bytes = std::array<unsigned char, 80>;
+    const VexHashTreeCompare compare = [](void *, const void *a, const void *b) {
+        const int order = memcmp(a, b, 32);
+        return (order > 0) - (order < 0);
+    };
+    const VexHashTreeHash hash = [](void *, const void *data) { return load(data).value; };
+    std::mt19937_64 random(vextest::testSeed());
+    for (const uint64_t size : {32, 33, 47, 48, 49, 64, 80}) {
+        VexHashTree *trees[] = {
+            VexHashTreeNew(2, size, VexHashTreeCompareDigest, VexHashTreeHashDigest, nullptr, kSlab),
+            VexHashTreeNew(2, size, compare, hash, nullptr, kSlab)};
+        for (int i = 0; i < 3000; ++i) {
+            Bytes data{}, out[2]{};
+            data[random() % 32] = static_cast<unsigned char>(random());      // mostly equal digests,
+            data[random() % 32] = static_cast<unsigned char>(random() % 3);  // differing anywhere
+            for (size_t at = 32; at < size; ++at) data[at] = static_cast<unsigned char>(random());
+            auto *const operation = std::array{
+                VexHashTreeFindOrInsert, VexHashTreeReplaceOrInsert, VexHashTreeRemove, VexHashTreeGet}[random() % 4];
+            const int result = operation(trees[0], data.data(), out[0].data());
+            ASSERT_EQ(result, operation(trees[1], data.data(), out[1].data()));
+            ASSERT_EQ(out[0], out[1]);
+            if (i % 1000 == 999) {
+                for (VexHashTree *tree : trees)
+                    ASSERT_EQ(0, VexHashTreeSetBits(tree, static_cast<uint32_t>(i / 1000 + 3)));
+            }
+        }
+        VexHashTreePath paths[2];
+        Bytes at[2]{};
+        uint64_t walked = 0;
+        for (int more = VexHashTreeFirstNode(trees[0], &at[0], &paths[0]),
+                 other = VexHashTreeFirstNode(trees[1], &at[1], &paths[1]);
+             more == 1 && other == 1; ++walked) {
+            ASSERT_EQ(at[0], at[1]);
+            more = VexHashTreeNextNode(trees[0], &at[0], &at[0], &paths[0]);
+            other = VexHashTreeNextNode(trees[1], &at[1], &at[1], &paths[1]);
+        }
+        EXPECT_EQ(walked, VexHashTreeGetNumUsedNodes(trees[0]));
+        EXPECT_LT(50U, walked);
+        for (VexHashTree *&tree : trees) {
+            EXPECT_EQ(1, VexHashTreeValidateCompletely(tree));
+            VexHashTreeDelete(&tree);
+        }
+    }
+}
+
 TEST(HashTree, LosesNothingWhenMemoryRunsOut) {
     Subject s(1);
     for (uint64_t key = 0; key < 30; ++key) insertWithPath(s, record(key));
@@ -264,6 +310,7 @@ TEST(HashTree, SaysWhatIsWrong) {
     EXPECT_EQ(nullptr, VexHashTreeNew(30, 8, Subject::compare, Subject::hash, nullptr, kSlab));
     EXPECT_EQ(nullptr, VexHashTreeNew(1, 8, Subject::compare, Subject::hash, nullptr, 43));
     EXPECT_EQ(nullptr, VexHashTreeNew(1, ~0UL, Subject::compare, Subject::hash, nullptr, ~0UL));
+    EXPECT_EQ(nullptr, VexHashTreeNew(1, 31, VexHashTreeCompareDigest, VexHashTreeHashDigest, nullptr, kSlab));
     EXPECT_EQ(-1, VexHashTreeSetBits(s.tree, 30));
     EXPECT_EQ(UINT32_MAX, VexHashTreeGetBits(nullptr));
     EXPECT_EQ(nullptr, VexHashTreeIteratorInitFind(&it, s.tree, &r, nullptr));
@@ -276,21 +323,21 @@ TEST(HashTree, SaysWhatIsWrong) {
             "22 preallocator_construct: slab size smaller than block size",
             "22 VexHashTreeInit: failed to initialize preallocator",
             "22 preallocator_construct: slab size smaller than block size",
-            "22 VexHashTreeInit: failed to initialize preallocator", "22 VexHashTreeSetBits: invalid parameter",
-            "22 VexHashTreeGetBits: invalid NULL parameter",
+            "22 VexHashTreeInit: failed to initialize preallocator", "22 VexHashTreeInit: record smaller than a digest",
+            "22 VexHashTreeSetBits: invalid parameter", "22 VexHashTreeGetBits: invalid NULL parameter",
             "2 VexHashTreeIteratorInitFind: failed to find tree iterator: No such file or directory",
             "2 VexHashTreeIteratorInitLast: failed to find last tree iterator position: No such file or directory",
             "22 preallocator_get_block_size: invalid NULL parameter",
             "22 VexHashTreeGetNodeSize: preallocator_get_slab_size failed: Invalid argument"));
     log.clear();
-    Subject noted(12);  // large enough that a byte tells what a bucket may hold
+    Subject noted(3);
     insertWithPath(noted, r);
-    auto *const notes = reinterpret_cast<uint8_t *>(noted.tree->buckets + 4096);
+    auto *const notes = reinterpret_cast<uint8_t *>(noted.tree->buckets) - 1;  // that of bucket 0
     const uint64_t bucket = noted.at(1).first;
     for (const auto &[place, damage] : {std::pair(bucket, 0), std::pair(bucket ^ 1, 1)}) {
-        const uint8_t right = std::exchange(notes[place], static_cast<uint8_t>(damage));
+        const uint8_t right = std::exchange(*(notes - place), static_cast<uint8_t>(damage));
         EXPECT_EQ(0, VexHashTreeValidateCompletely(noted.tree));
-        notes[place] = right;
+        *(notes - place) = right;
         EXPECT_EQ(1, VexHashTreeValidateCompletely(noted.tree));
     }
     log.clear();
