@@ -76,15 +76,6 @@ private:
     static constexpr uint64_t kSlabBytes = uint64_t{2} << 20;
     static constexpr double kFalsePositives = 0.03;
 
-    static int compare(void *, const void *a, const void *b) {
-        const int order = memcmp(a, b, sizeof(Digest));
-        return (order > 0) - (order < 0);  // -2 would tell of a failure
-    }
-    static uint64_t hash(void *, const void *data) {
-        uint64_t first;
-        memcpy(&first, data, sizeof first);
-        return first;
-    }
     static crfp_digest_t forFilter(const Digest &digest) {
         crfp_digest_t key{};
         memcpy(key.bytes, digest.data(), digest.size());
@@ -141,7 +132,7 @@ private:
             return nullptr;
         }
         static int compare(void *user, const void *a, uint64_t, const void *b, uint64_t) {
-            return ChunkIndex::compare(user, a, b);
+            return VexHashTreeCompareDigest(user, a, b);
         }
         static uint64_t write(void *, void *chunk, FILE *stream, uint64_t) {
             constexpr size_t kSize = sizeof(ChunkRecord);
@@ -150,8 +141,8 @@ private:
         static void free(void *, void *chunk) { delete static_cast<ChunkRecord *>(chunk); }
     };
 
-    VexHashTree *tree_ =
-        VexHashTreeNew(kFirstBits, sizeof(ChunkRecord), compare, hash, nullptr, kSlabBytes);
+    VexHashTree *tree_ = VexHashTreeNew(kFirstBits, sizeof(ChunkRecord), VexHashTreeCompareDigest,
+                                        VexHashTreeHashDigest, nullptr, kSlabBytes);
     std::unique_ptr<BloomFilter> filter_ =
         std::make_unique<BloomFilter>(1UL << kFirstBits, kFalsePositives);
 };
