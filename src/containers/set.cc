@@ -6,11 +6,14 @@
 
 #include <vex/set.h>
 
+#include "containers/hash_tree_operations.h"
 #include "log/report.h"
 
 static_assert(sizeof(VexSet) == 48);
 
 namespace {
+
+using namespace vex::tree;
 
 constexpr uint64_t kSlabSize = 8192;
 constexpr uint64_t kObjectsPerBucket = 16;
@@ -34,6 +37,22 @@ int compareRecords(void *user, const void *a, const void *b) {
     const auto *const set = static_cast<const VexSet *>(user);
     return set->compare(set->user, objectIn(a), objectIn(b));
 }
+
+/// The same for the set's own calls: without the way through the tree's functions, which serve
+/// where a slab is wanted first, and with the way on from a node asked for while the comparison
+/// waits for the object behind its pointer.
+struct ObjectKeys {
+    explicit ObjectKeys(const VexHashTree *tree) : set(static_cast<const VexSet *>(tree->user)) {}
+    uint64_t hash(const void *record) const {
+        return hashRecord(const_cast<VexSet *>(set), record);
+    }
+    int operator()(VexHashTreeNode *node, const void *record) const {
+        prefetchNode(node->left, node, 1);
+        prefetchNode(node->right, node, 1);
+        return set->compare(set->user, objectIn(dataOf(node)), objectIn(record));
+    }
+    const VexSet *set;
+};
 
 uint32_t bitsFor(uint64_t max_objects, bool hashed) {
     if (!hashed) return 0;
@@ -124,7 +143,8 @@ void *VexSetFindOrInsert(VexSet *set, void *object, int *inserted) {
                         "number of used nodes (%lu) greater than max objects (%lu): %m", used,
                         set->maxObjects);
     void *stored = object;
-    const int result = VexHashTreeFindOrInsert(set->tree, &object, &stored);
+    const int result = hasBlock(set->tree) ? findOrInsert<ObjectKeys>(set->tree, &object, &stored)
+                                           : VexHashTreeFindOrInsert(set->tree, &object, &stored);
     if (result != 0 && result != 1) return objectFrom(__func__, result, nullptr);
     if (inserted != nullptr) *inserted = result;
     return stored;
@@ -133,14 +153,16 @@ void *VexSetFindOrInsert(VexSet *set, void *object, int *inserted) {
 void *VexSetFind(VexSet *set, const void *object) {
     if (!accepts(__func__, set, object)) return nullptr;
     void *found = nullptr;
-    const int result = VexHashTreeGet(set->tree, &object, &found);
+    const int result = hasBlock(set->tree) ? lookUp<ObjectKeys>(set->tree, &object, &found)
+                                           : VexHashTreeGet(set->tree, &object, &found);
     return objectFrom(__func__, result, found);
 }
 
 void *VexSetRemove(VexSet *set, const void *object) {
     if (!accepts(__func__, set, object)) return nullptr;
     void *removed = nullptr;
-    const int result = VexHashTreeRemove(set->tree, &object, &removed);
+    const int result = hasBlock(set->tree) ? removeEqual<ObjectKeys>(set->tree, &object, &removed)
+                                           : VexHashTreeRemove(set->tree, &object, &removed);
     return objectFrom(__func__, result, removed);
 }
 
