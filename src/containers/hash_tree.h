@@ -36,9 +36,8 @@ struct Spot {
     bool mayHold() const { return (*note & bits) == bits; }
     bool isEmpty() const { return *note == 0; }
     void noteInsertion() const { *note = static_cast<Note>(*note | bits); }
-    void noteRemoval() const {
-        if (*root == nullptr) *note = 0;
-    }
+    /// Without a branch: nobody could predict it.
+    void noteRemoval() const { *note = *root != nullptr ? *note : Note{0}; }
 };
 template <typename Keys>
 Spot spotOf(Keys keys, const VexHashTree *tree, const void *data) {
@@ -65,15 +64,6 @@ bool addBlocks(const char *who, VexHashTree *tree);
 Node **newBuckets(uint32_t bits);
 void freeBuckets(Node **buckets, uint32_t bits);
 void clearBuckets(Node **buckets, uint32_t bits);
-
-/// The first (kLeft) or last record of the tree, and its bucket; the path, when given, must be
-/// empty.
-Outcome endOfTree(const char *who, const VexHashTree *tree, Side side, uint64_t *bucket, Path *path,
-                  Node **found);
-/// The record on @p side of the one at the path's end, or of @p key when the path is empty. @p
-/// bucket must be that record's and becomes the found one's.
-Outcome stepInTree(const char *who, const VexHashTree *tree, uint64_t *bucket, const void *key,
-                   Side side, Path *path, Node **found);
 
 }  // namespace vex::tree
 

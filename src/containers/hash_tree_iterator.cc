@@ -1,7 +1,6 @@
 // Iterators: a copy of the record, the path to it, and the tree's counters that tell whether the
 // path still holds.
-#include "containers/hash_tree.h"
-#include "log/report.h"
+#include "containers/hash_tree_steps.h"
 
 static_assert(offsetof(VexHashTreeIterator, path) == 16 &&
               offsetof(VexHashTreeIterator, state) == 32 && sizeof(VexHashTreeIterator) == 48);
