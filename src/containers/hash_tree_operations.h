@@ -17,11 +17,32 @@ inline bool isReady(const VexHashTree *tree, const void *key) {
     return tree != nullptr && key != nullptr && hasBlock(tree);
 }
 
-inline Node *newNode(VexHashTree *tree, const void *data) {
+[[gnu::always_inline]] inline Node *newNode(VexHashTree *tree, const void *data) {
     auto *const node = static_cast<Node *>(slab::takeBlock(tree->allocator));
     copyRecord(dataOf(node), data, tree->nodeDataSize);
     ++tree->layout;
     return node;
+}
+
+/// Makes the record its bucket's first.
+[[gnu::always_inline]] inline Node *insertFirst(VexHashTree *tree, const Spot &spot,
+                                                const void *data) {
+    Node *const node = newNode(tree, data);
+    makeLeaf(node);
+    *spot.root = node;
+    spot.noteInsertion();
+    return node;
+}
+
+/// What is left to do for a node that was unlinked: the record goes to the caller, the node back.
+[[gnu::always_inline]] inline int giveBack(VexHashTree *tree, const Spot &spot, Node *node,
+                                           void *out) {
+    spot.noteRemoval();
+    giveRecord(tree, node, out);
+    slab::giveBlock(tree->allocator, node);
+    ++tree->numDeletes;
+    ++tree->layout;
+    return 1;
 }
 
 /// Report, under the names that callers know, what a search has reported already.
@@ -37,11 +58,8 @@ Outcome insert(const char *node_function, VexHashTree *tree, const void *data, P
     const Spot spot = spotOf(keys, tree, data);
     __builtin_prefetch(spot.root, 1);
     if (spot.isEmpty()) {  // mostly known before memory delivers the bucket
-        *node = newNode(tree, data);
-        makeLeaf(*node);
-        *spot.root = *node;
+        *node = insertFirst(tree, spot, data);
         if (path != nullptr) path->nodes[path->depth++] = *node;
-        spot.noteInsertion();
         return Outcome::kAbsent;
     }
     const Outcome outcome = descend(keys, spot.root, data, path, place);
@@ -96,12 +114,7 @@ template <typename Keys>
     if (outcome == Outcome::kError)
         return VEX_FAIL_AS("VexHashTreeRemove", errno, errno, -1, "error occurred: %m");
     if (outcome == Outcome::kAbsent) return 0;
-    spot.noteRemoval();
-    giveRecord(tree, node, out);
-    slab::giveBlock(tree->allocator, node);
-    ++tree->numDeletes;
-    ++tree->layout;
-    return 1;
+    return giveBack(tree, spot, node, out);
 }
 
 template <typename Keys>
