@@ -15,18 +15,14 @@ protected:
         writeFile(registry_, "[Other]\nConfigFilePath = " + path + "\n");
         writeFile(path, kFull);
     }
-    ~CloudConfigTest() override {
-        unsetenv("ZQREGISTRY");
-        InifileReleaseAll();
-    }
+    ~CloudConfigTest() override { unsetenv("ZQREGISTRY"); }
     /// The failure of loading @p settings.
     std::string load(const std::string &settings) {
-        log.clear();
         writeFile(path, settings);
         CloudConfig config;
         EXPECT_EQ(-1, config.initFromConfigFile(path.c_str())) << settings;
         EXPECT_TRUE(!config.item.enabled && *config.path == '\0') << "nothing changed";
-        return log.text();
+        return log.take();
     }
     const std::string registry_ = dir / "registry";
 };

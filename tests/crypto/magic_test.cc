@@ -1,5 +1,4 @@
 
-#include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {
@@ -21,8 +20,7 @@ TEST_F(Magic, IsWrittenAsFourteenBigEndianBytes) {
     EXPECT_EQ(14, vexMagicFwrite(0x4001, file.get(), kValue));
     EXPECT_EQ(0, file.close());
     EXPECT_EQ(kHeader, readFile(dir / "file"));
-    FaultScope fault({"write", "fwrite"}, 1, ENOSPC);
-    fault.keepFailing();
+    FaultScope fault({"write", "fwrite"}, 1, ENOSPC, FaultScope::kLasting);
     EXPECT_EQ(-1, vexMagicWrite(1, fd.get(), 0));
     EXPECT_FAILS(ENOSPC, -1, vexMagicFwrite(1, stdout, 0));
 }

@@ -18,13 +18,6 @@ inline VexKey testKey(unsigned char first = 1) {
     return VexKey(bytes);
 }
 
-inline std::string testNoise(size_t n) {
-    std::mt19937 random(static_cast<unsigned>(testSeed()));
-    std::string noise(n, '\0');
-    for (char &c : noise) c = static_cast<char>(random());
-    return noise;
-}
-
 /// @p n bytes, half of them compressible.
 inline std::string testData(size_t n) {
     std::string data = testNoise(n);

@@ -166,8 +166,8 @@ TEST_F(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
     lock.Unlock();
     waiter.join();
 
-    FaultScope pauses("select", 1, EINTR);  // a signal cuts every pause between attempts short
-    pauses.keepFailing();
+    // a signal cuts every pause between attempts short
+    const FaultScope pauses("select", 1, EINTR, FaultScope::kLasting);
     EXPECT_FALSE(lock.Lock(missing));
     EXPECT_THAT(
         log.lines(), testing::AllOf(testing::SizeIs(20), testing::Each("Lock: failed to create file " + missing)));

@@ -5,7 +5,6 @@
 namespace {
 
 struct LogSettings : FolderTest {
-    ~LogSettings() override { InifileReleaseAll(); }
     int load(const std::string &text, const char *section, size_t room = 4096, const char *file_name = "x.log") {
         InifileReleaseAll();
         writeFile(path, text);

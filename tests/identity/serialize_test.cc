@@ -1,5 +1,4 @@
 
-#include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {
@@ -111,7 +110,6 @@ TEST_F(Integers, EveryFailingReadOfAFileIsReported) {
         {"5 " + unread + "Input/output error", directory.get(), false},
         {"22 VexUint64InitFromFile: invalid NULL file", nullptr, true}};
     for (const auto &row : rows) {
-        log.clear();
         uint64_t value = 99;
         EXPECT_FAILS(std::stoi(row.line), nullptr, VexUint64InitFromFile(&value, row.file, row.binary, nullptr));
         EXPECT_EQ(0u, value);

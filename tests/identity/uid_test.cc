@@ -1,5 +1,4 @@
 
-#include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {
@@ -52,8 +51,7 @@ TEST_F(Uid, GenerationIsRandomAndAFailureChangesNothing) {
     EXPECT_EQ(nullptr, VexUIDGenerate(&b, 0));
     EXPECT_EQ(nullptr, VexUIDGenerate(&b, 2));
     {
-        FaultScope fault({"RAND_bytes", "malloc"}, 1, EIO);
-        fault.keepFailing();
+        FaultScope fault({"RAND_bytes", "malloc"}, 1, EIO, FaultScope::kLasting);
         EXPECT_EQ(nullptr, VexUIDGenerate(&b, 1));
         EXPECT_EQ(nullptr, VexUIDNew());
     }

@@ -1,4 +1,3 @@
-#include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {
@@ -25,7 +24,6 @@ TEST_F(SafeTransfer, GoesOnAfterSignalsAndShortCountsAndReportsTheRest) {
             writeFile(path, "abc" + text);
             vex::UniqueFd fd(open(path.c_str(), O_RDWR));
             (void)lseek(fd.get(), 3, SEEK_SET);
-            log.clear();
             std::string buffer = row.logs ? text : std::string(10, '#');
             FaultScope fault({row.call}, 1, err);
             const bool fails = err == EIO || err == EAGAIN;
@@ -33,7 +31,7 @@ TEST_F(SafeTransfer, GoesOnAfterSignalsAndShortCountsAndReportsTheRest) {
             EXPECT_EQ(fails ? err : errno, errno);
             EXPECT_EQ(fails ? buffer : text, buffer);
             EXPECT_EQ("abc" + text, readFile(path));
-            EXPECT_EQ(fails && row.logs ? std::to_string(err) + " " + row.name + ": write failed" : "", log.text());
+            EXPECT_EQ(fails && row.logs ? std::to_string(err) + " " + row.name + ": write failed" : "", log.take());
         }
         char byte;
         EXPECT_EQ(0, row.run(-1, nullptr, 0));
@@ -45,7 +43,6 @@ TEST_F(SafeTransfer, GoesOnAfterSignalsAndShortCountsAndReportsTheRest) {
 
 TEST_F(DurableChange, EachFailingCallIsReportedOnceUnlessQuietAndLeaksNothing) {
     const std::string from = dir / "from", to = dir / "to", &top = dir.path();
-    const int descriptors = openDescriptors();
     const std::tuple<std::string, std::string, bool> kRows[] = {
         {"rename", "rename_dirfsync: Could not rename '" + from + "' to '" + to + "'", false},
         {"unlink", "unlink_dirfsync: Could not unlink '" + from + "'", false},
@@ -59,19 +56,17 @@ TEST_F(DurableChange, EachFailingCallIsReportedOnceUnlessQuietAndLeaksNothing) {
                 SCOPED_TRACE(call + (unlinks ? " unlink" : " rename"));
                 writeFile(from, "x");
                 (void)unlink(to.c_str());
-                log.clear();
                 {
                     FaultScope fault({call}, 1, EIO);
                     EXPECT_EQ(-1, unlinks ? unlink_dirfsync(from.c_str(), top.c_str(), quiet)
                                           : rename_dirfsync(from.c_str(), to.c_str(), top.c_str(), quiet));
                     EXPECT_EQ(EIO, errno);
                 }
-                EXPECT_EQ(quiet != 0 ? "" : "5 " + line + ": Input/output error", log.text());
+                EXPECT_EQ(quiet != 0 ? "" : "5 " + line + ": Input/output error", log.take());
                 EXPECT_EQ(std::vector<std::string>(changed && unlinks ? 0 : 1, changed ? "to" : "from"), dir.list());
             }
         }
     }
-    EXPECT_EQ(descriptors, openDescriptors());
     writeFile(from, "x");
     FaultScope fault("fsync", 1, EINTR);
     EXPECT_EQ(0, rename_dirfsync(from.c_str(), to.c_str(), top.c_str(), 0));
@@ -113,11 +108,9 @@ TEST_F(Streams, SyncsFlushFirstAndOnlyTheSafeTwinsRepeatInterruptions) {
         {"safe_ffdatasync", "fdatasync", safe_ffdatasync, true},
         {"fftruncate", "ftruncate", [](FILE *f) { return fftruncate(f, 3); }, true},
         {"safe_fclose", "fclose", safe_fclose, false}};
-    const int descriptors = openDescriptors();
     for (const auto &[name, synced, run, repeats] : kRows) {
         for (const std::string call : {synced, "fflush"}) {
             SCOPED_TRACE(name + call);
-            log.clear();
             FILE *file = fopen(path.c_str(), "w");
             EXPECT_EQ(3u, safe_fwrite("abc", 1, 3, file));
             FaultScope fault({call}, 1, EINTR);
@@ -125,10 +118,9 @@ TEST_F(Streams, SyncsFlushFirstAndOnlyTheSafeTwinsRepeatInterruptions) {
             EXPECT_EQ(call == "fflush" && run != safe_fclose ? "" : "abc", readFile(path));
             if (run != safe_fclose) (void)fclose(file);
             EXPECT_EQ(-1, run(nullptr));
-            EXPECT_EQ("22 " + name + ": invalid stream", log.text());
+            EXPECT_EQ("22 " + name + ": invalid stream", log.take());
         }
     }
-    EXPECT_EQ(descriptors, openDescriptors());
 }
 
 TEST_F(Streams, DigitsEndAtTheFirstOtherCharacterOrTheLimitWhichStays) {

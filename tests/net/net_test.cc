@@ -100,16 +100,15 @@ TEST(Relay, IsInForceWithBothKeysAndReadAgainAfterTwoMinutes) {
         const auto ask = [&](size_t size) { return get_nat_vkproxy(found_host, size, found_port, 256); };
         LogCapture log;
         EXPECT_EQ(0, ask(256) + ask(256));
-        EXPECT_EQ("2 get_nat_vkproxy: file (/usr/lumen/vaultkeep/hx.conf) open error ", log.text());
+        EXPECT_EQ("2 get_nat_vkproxy: file (/usr/lumen/vaultkeep/hx.conf) open error ", log.take());
         CreateTreeA("/usr/lumen/vaultkeep", 0);
         for (const auto &[content, found, line] : rows) {
             SCOPED_TRACE(content.substr(0, 60));
             writeFile(file, content);
             fakes.clock += 121;
-            log.clear();
             const int result = ask(256);
             EXPECT_EQ(found, result == 1 ? std::string(found_host) + " " + found_port : "");
-            EXPECT_EQ(line, log.text());
+            EXPECT_EQ(line, log.take());
         }
         remove(file.c_str());
         fakes.clock += 117;

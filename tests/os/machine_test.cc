@@ -6,7 +6,6 @@
 #include <sys/sysinfo.h>
 #include <sys/sysmacros.h>
 
-#include "base/unique_fd.h"
 #include "os/cgroup.h"
 #include "os/mount_line.h"
 #include "support/test.h"

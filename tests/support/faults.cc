@@ -13,8 +13,8 @@ constexpr unsigned kMostRuns = 100000;
 
 }  // namespace
 
-FaultScope::FaultScope(std::vector<std::string> calls, unsigned nth, int err)
-    : calls_(std::move(calls)), nth_(nth), err_(err), outer_(active) {
+FaultScope::FaultScope(std::vector<std::string> calls, unsigned nth, int err, Reach reach)
+    : calls_(std::move(calls)), nth_(nth), err_(err), reach_(reach), outer_(active) {
     faulted_.reserve(64);  // faultFor must not allocate
     active = this;
 }
@@ -31,7 +31,8 @@ int faultFor(const char *call) {
         for (const auto &one : scope->calls_) named = named || std::strcmp(one.c_str(), call) == 0;
         if (!named) continue;
         ++scope->seen_;
-        if (scope->seen_ != scope->nth_ && !(scope->keep_ && scope->seen_ > scope->nth_)) continue;
+        if (scope->seen_ != scope->nth_ && !(scope->reach_ == FaultScope::kLasting && scope->seen_ > scope->nth_))
+            continue;
         scope->fired_ = true;
         scope->faulted_ = call;
         if (scope->err_ == FaultScope::kCrash) _exit(FaultScope::kCrashStatus);

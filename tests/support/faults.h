@@ -16,15 +16,17 @@ public:
     /// As err: the process ends at once, before the call, as a power cut would end it. For a child process.
     static constexpr int kCrash = -2;
     static constexpr int kCrashStatus = 86;
+    /// kLasting: every matching call from the nth on fails, not the nth alone.
+    enum Reach { kOnce, kLasting };
 
-    FaultScope(std::vector<std::string> calls, unsigned nth, int err);
-    FaultScope(const char *call, unsigned nth, int err) : FaultScope(std::vector<std::string>{call}, nth, err) {}
+    FaultScope(std::vector<std::string> calls, unsigned nth, int err, Reach reach = kOnce);
+    FaultScope(const char *call, unsigned nth, int err, Reach reach = kOnce)
+        : FaultScope(std::vector<std::string>{call}, nth, err, reach) {}
     ~FaultScope();
     FaultScope(const FaultScope &) = delete;
     FaultScope &operator=(const FaultScope &) = delete;
 
-    /// Every matching call from the nth on fails, not the nth alone.
-    void keepFailing() { keep_ = true; }
+    void keepFailing() { reach_ = kLasting; }
     /// True once a call was made to fail; faultedCall() names it.
     bool fired() const { return fired_; }
     const std::string &faultedCall() const { return faulted_; }
@@ -35,7 +37,7 @@ private:
     unsigned nth_;
     int err_;
     unsigned seen_ = 0;
-    bool keep_ = false;
+    Reach reach_;
     bool fired_ = false;
     std::string faulted_;
     FaultScope *outer_;

@@ -44,4 +44,10 @@ std::string LogCapture::text() const {
     return result;
 }
 
+std::string LogCapture::take() {
+    std::string result = text();
+    clear();
+    return result;
+}
+
 }  // namespace vextest

@@ -31,6 +31,8 @@ public:
     std::vector<std::string> lines(int levels) const;
     /// lines() as one text, separated by newlines.
     std::string text() const;
+    /// text(), and forgets the messages.
+    std::string take();
     void clear() { entries_.clear(); }
 
 private:

@@ -28,6 +28,7 @@
 
 #include <vex/vex.h>
 
+#include "base/unique_fd.h"
 #include "support/child.h"
 #include "support/failures.h"
 #include "support/faults.h"
@@ -38,8 +39,14 @@
 
 namespace vextest {
 
-/// A test with a folder of its own; what it logs is collected.
+/// A test with a folder of its own; what it logs is collected. It must leave no descriptor open, and leaves no ini file
+/// in memory.
 struct FolderTest : testing::Test {
+    ~FolderTest() override {
+        InifileReleaseAll();
+        EXPECT_GE(descriptors, openDescriptors());
+    }
+    const int descriptors = openDescriptors();
     const TempDir dir;
     const std::string path = dir / "file";
     LogCapture log;

@@ -6,11 +6,6 @@ namespace {
 
 class Encoding : public Test {
 protected:
-    std::string randomBytes(size_t size) {
-        std::string bytes(size, '\0');
-        for (char &c : bytes) c = static_cast<char>(random_());
-        return bytes;
-    }
     /// Converts any bytes to wide characters, in room that is enough and not, and back.
     static void survives(const std::string &text, const std::wstring *expected) {
         const auto length = static_cast<size_t>(vex_utf8_to_wcs(text.c_str(), nullptr, 0));
@@ -29,7 +24,7 @@ protected:
 
 TEST_F(Encoding, Base64AgreesWithOpenSslInExactRoomAndRefusesEveryDeviation) {
     for (unsigned size = 0; size < 200; ++size) {
-        const std::string bytes = randomBytes(size);
+        const std::string bytes = testNoise(size);
         char ours[300], theirs[300], back[200];
         const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char *>(theirs),
             reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(size));
@@ -56,7 +51,7 @@ TEST_F(Encoding, Base64AgreesWithOpenSslInExactRoomAndRefusesEveryDeviation) {
 
 TEST_F(Encoding, HexRoundTripsAndFindsEveryBadCharacter) {
     for (unsigned size = 0; size < 40; ++size) {
-        const std::string bytes = randomBytes(size);
+        const std::string bytes = testNoise(size);
         char text[81], back[40];
         ASSERT_EQ(-1, HexEncode(bytes.data(), size, text, 2 * size));
         ASSERT_EQ(static_cast<int>(2 * size), HexEncode(bytes.data(), size, text, 2 * size + 1));

@@ -18,8 +18,7 @@ TEST(Random, RangeIsInclusiveUniformAndTakesBoundsEitherWay) {
 TEST(Random, AFailingGeneratorLeavesZerosAndOneLine) {
     LogCapture log;
     std::string buffer(40, 'x');
-    FaultScope fault("RAND_bytes", 1, EIO);
-    fault.keepFailing();
+    FaultScope fault("RAND_bytes", 1, EIO, FaultScope::kLasting);
     EXPECT_FAILS(EIO, -1, RandomGetBytes(buffer.data(), buffer.size()));
     EXPECT_EQ(std::string(40, '\0'), buffer);
     EXPECT_EQ(0u, RandomUint32() + RandomUint64());

@@ -1,5 +1,4 @@
 
-#include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {

@@ -35,10 +35,9 @@ TEST(SizeFromText, BothWidthsAgreeOnValueEndAndErrno) {
     }
     EXPECT_THAT(log.lines(), IsEmpty());
     for (const auto &row : table(2, "16Ei|@4|18014398509481984Ki|@19|20EB|@4|")) {
-        log.clear();
         const std::string expected = "18446744073709551615" + row[1] + " 34";
         EXPECT_EQ(std::pair(expected, expected), parseBoth(row[0], strtosize, wcstosize));
-        EXPECT_EQ("34 strtosize: number above positive range\n34 wcstosize: number above positive range", log.text());
+        EXPECT_EQ("34 strtosize: number above positive range\n34 wcstosize: number above positive range", log.take());
     }
 }
 
@@ -50,9 +49,8 @@ TEST(BoolFromText, MatchesPrefixesInOrderInBothWidths) {
         EXPECT_EQ(std::pair(row[1], row[1]), parseBoth(row[0], strtobool, wcstobool)) << row[0];
     EXPECT_THAT(log.lines(), IsEmpty());
     for (const char *text : {"maybe", "on", "off", " yes", ""}) {
-        log.clear();
         EXPECT_EQ(std::pair(std::string("0@0 34"), std::string("0@0 34")), parseBoth(text, strtobool, wcstobool));
-        EXPECT_EQ("34 strtobool: value outside of range\n34 wcstobool: value outside of range", log.text());
+        EXPECT_EQ("34 strtobool: value outside of range\n34 wcstobool: value outside of range", log.take());
     }
 }
 
