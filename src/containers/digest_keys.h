@@ -22,7 +22,8 @@ inline bool areEqualDigests(const void *a, const void *b) {
 /// As memcmp, but -1, 0 or 1.
 inline int compareDigests(const void *a, const void *b) {
     if (areEqualDigests(a, b)) return 0;
-    const auto *x = static_cast<const Word *>(a), *y = static_cast<const Word *>(b);
+    // not auto, which would forget that a Word may lie at any address
+    const Word *x = static_cast<const Word *>(a), *y = static_cast<const Word *>(b);
     for (; *x == *y; ++x, ++y) {
     }  // mostly the first words differ
     return __builtin_bswap64(*x) < __builtin_bswap64(*y) ? -1 : 1;
