@@ -17,7 +17,7 @@ using namespace vex::tree;
 
 constexpr uint64_t kSlabSize = 8192;
 constexpr uint64_t kObjectsPerBucket = 16;
-constexpr uint32_t kMaxBits = 24;
+constexpr uint32_t kMostBits = 24;
 
 void *objectIn(const void *record) {
     void *object;
@@ -42,22 +42,20 @@ int compareRecords(void *user, const void *a, const void *b) {
 /// where a slab is wanted first, and with the way on from a node asked for while the comparison
 /// waits for the object behind its pointer.
 struct ObjectKeys {
-    explicit ObjectKeys(const VexHashTree *tree) : set(static_cast<const VexSet *>(tree->user)) {}
-    uint64_t hash(const void *record) const {
-        return hashRecord(const_cast<VexSet *>(set), record);
-    }
+    explicit ObjectKeys(const VexHashTree *tree) : set(tree->user) {}
+    uint64_t hash(const void *record) const { return hashRecord(set, record); }
     int operator()(VexHashTreeNode *node, const void *record) const {
         prefetchNode(node->left, node, 1);
         prefetchNode(node->right, node, 1);
-        return set->compare(set->user, objectIn(dataOf(node)), objectIn(record));
+        return compareRecords(set, dataOf(node), record);
     }
-    const VexSet *set;
+    void *set;
 };
 
 uint32_t bitsFor(uint64_t max_objects, bool hashed) {
     if (!hashed) return 0;
     uint32_t bits = 0;
-    while (bits < kMaxBits && max_objects / kObjectsPerBucket > uint64_t{1} << bits) ++bits;
+    while (bits < kMostBits && max_objects / kObjectsPerBucket > uint64_t{1} << bits) ++bits;
     return bits;
 }
 

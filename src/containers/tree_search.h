@@ -141,8 +141,8 @@ Outcome find(Order order, Node *root, const void *key, Node **found) {
 /// The equal of @p key, with the path left at it, or empty. Reports errors as VexHashTreeNodeFind.
 Outcome findWithPath(const CallerOrder &order, Node *root, const void *key, Path *path,
                      Node **found);
-/// The outermost node on @p side; null for an empty tree. The path must have been emptied; false in
-/// @p *ok after a report when it is full.
+/// The outermost node on @p side; absent for an empty tree. The path, when given, must have been
+/// emptied.
 Outcome outermost(const char *who, Node *root, Side side, Path *path, Node **found);
 /// The neighbour on @p side of the node that the path ends at, or of @p key when the path is empty.
 /// The path ends at the neighbour, or is empty when this bucket has none.

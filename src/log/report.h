@@ -14,8 +14,10 @@ namespace vex::log {
 
 /// Logs "<who>: <text>" at error (warning) level with @p code, after setting errno to @p err so
 /// that %m prints it; errno is @p err when it returns.
-[[gnu::cold]] void failure(int code, int err, const char *who, const char *format, ...) VEX_PRINTF(4, 5);
-[[gnu::cold]] void warning(int code, int err, const char *who, const char *format, ...) VEX_PRINTF(4, 5);
+[[gnu::cold]] void failure(int code, int err, const char *who, const char *format, ...)
+    VEX_PRINTF(4, 5);
+[[gnu::cold]] void warning(int code, int err, const char *who, const char *format, ...)
+    VEX_PRINTF(4, 5);
 
 /// Logs the line, under the code, that log readers know missing memory by; errno becomes ENOMEM.
 void allocationFailure(size_t bytes, const char *who, int line = __builtin_LINE(),
