@@ -1,7 +1,6 @@
 // Moving all nodes to a table of another size. Nodes come in the order of the slabs, their buckets
 // in any: a batch of buckets, then of the nodes there, is asked for before it is used.
-#include "containers/hash_tree.h"
-#include "log/report.h"
+#include "containers/hash_tree_operations.h"
 
 namespace {
 
@@ -28,20 +27,26 @@ size_t collect(Keys keys, VexHashTree *tree, preallocator_iterator *it, Node **n
     return size;
 }
 
-/// Links the node in its new bucket; false when that holds its equal or cannot be searched.
+/// Links the node in its new bucket; false when that held its equal, whose place it has taken, or
+/// cannot be searched.
 template <typename Keys>
 bool place(Keys keys, const Move &move) {
+    Outcome outcome = Outcome::kAbsent;
     if (move.spot.isEmpty()) {
         makeLeaf(move.node);
         *move.spot.root = move.node;
     } else {
         Place place;
-        if (descend(keys, move.spot.root, dataOf(move.node), nullptr, &place) != Outcome::kAbsent)
-            return false;
-        attach(place, move.node, nullptr);
+        outcome = descend(keys, move.spot.root, dataOf(move.node), nullptr, &place);
+        if (outcome == Outcome::kError)
+            (void)insertFailed("VexHashTreeNodeReplaceOrInsert", nullptr);
+        else if (outcome == Outcome::kFound)
+            (void)substitute(place.slot, move.node, nullptr);
+        else
+            attach(place, move.node, nullptr);
     }
-    move.spot.noteInsertion();
-    return true;
+    if (outcome != Outcome::kError) move.spot.noteInsertion();
+    return outcome == Outcome::kAbsent;
 }
 
 /// Links all nodes into the new table; false as place().
