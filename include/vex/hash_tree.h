@@ -17,8 +17,8 @@
  * tree, look-ups too; they fail with the preallocator's errno when there is none to be had.
  *
  * Cost of a keyed operation: one hash and about 1 + log2(records / buckets) comparisons. Memory: 24
- * bytes a record and 9 a bucket on top of the data; the ninth tells most absent keys without a look
- * at the bucket.
+ * bytes a record and 9 a bucket on top of the data; from 2^12 buckets on the ninth tells most
+ * absent keys without a look at the bucket.
  *
  * @threads one thread at a time for a tree with its paths and iterators; callers serialise.
  */
@@ -52,8 +52,8 @@ VEX_BEGIN_DECLS
  * @param b     the record or key that the caller gave.
  */
 typedef int (*VexHashTreeCompare)(void *user, const void *a, const void *b);
-/** The hash of a record; its low bits pick the bucket, and the next five of its low 32 help to
- * tell absent keys. Equal records must hash alike in all of these. */
+/** The hash of a record; its low bits pick the bucket, and from 2^12 buckets on the next five of
+ * its low 32 help to tell absent keys. Equal records must hash alike in all of these. */
 typedef uint64_t (*VexHashTreeHash)(void *user, const void *data);
 
 /** A node; the caller's data follows at VexHashTreeNodeDataOffset. Nodes lie wherever their slab's
@@ -109,7 +109,7 @@ typedef struct VexHashTreeIterator {
  * which saves a fifth to two fifths of the time that a caller's functions of the same effect take.
  *
  * The order is that of memcmp. The hash is the digest's bytes 8 to 15 as a little-endian number:
- * for digests, whose bytes are random already, and for nothing else.
+ * for digests, whose bytes are random already, and for nothing else. @p user is not looked at.
  */
 VEX_API int VexHashTreeCompareDigest(void *user, const void *a, const void *b);
 VEX_API uint64_t VexHashTreeHashDigest(void *user, const void *data); /**< see above */
@@ -152,9 +152,8 @@ VEX_API int VexHashTreeFindOrInsert(VexHashTree *tree, const void *data, void *o
  * is copied to @p out in both cases; @p path is left at it, and empty after an error. */
 VEX_API int VexHashTreeFindOrInsertNode(VexHashTree *tree, const void *data, void *out,
                                         VexHashTreePath *path);
-/** Inserts a record in place of its equal. 0 inserted; 1 replaced, with the previous record copied
- * to
- * @p out; -1 error. */
+/** Inserts a record in place of its equal. 0 inserted; 1 replaced, the previous record being copied
+ * to @p out; -1 error. */
 VEX_API int VexHashTreeReplaceOrInsert(VexHashTree *tree, const void *data, void *out);
 /** Removes a record. 1 removed, with the stored record copied to @p out; 0 absent; -1 error. */
 VEX_API int VexHashTreeRemove(VexHashTree *tree, const void *key, void *out);
@@ -194,9 +193,10 @@ VEX_API uint32_t VexHashTreeGetBits(VexHashTree *tree);
  *
  * @param tree  the tree; paths into it must be emptied afterwards.
  * @param bits  0 to 29; the present value changes nothing.
- * @return 0, or -1 with errno: EINVAL, ENOMEM (the tree is as before), or the comparison's errno.
- * @note A comparison that fails midway leaves the records not yet moved out of reach until a later
- * call with other bits succeeds.
+ * @return 0, or -1 with errno: ENOMEM (the tree is as before); EINVAL for @p bits, for a comparison
+ *         that failed and for records that are equal although their hashes were not.
+ * @note The last two leave the records not yet moved out of reach until a later call with other
+ * bits succeeds.
  * Cost: one hash and one insertion a record.
  */
 VEX_API int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits);
@@ -215,7 +215,7 @@ VEX_API uint64_t VexHashTreeGetNumUnusedNodes(VexHashTree *tree);
 /** Records removed since the tree was initialised. */
 VEX_API uint64_t VexHashTreeGetNumDeletes(VexHashTree *tree);
 /** Bytes of slabs, of 8-byte buckets and of the tree record.
- * @note The ninth byte a bucket of large tables is not counted. */
+ * @note The ninth byte a bucket is not counted. */
 VEX_API uint64_t VexHashTreeGetMemoryUsage(VexHashTree *tree);
 /** 1 when every node's balance is one that a balanced tree has and, in large tables, every node can
  * be found, else 0. The order of the records is not looked at. Cost: every node, and there its

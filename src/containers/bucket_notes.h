@@ -19,6 +19,15 @@ namespace vex::tree {
 
 using Note = uint8_t;
 
+/// Smaller tables lie in the caches as they are. Their notes never rule a record out, so that the
+/// comparison alone decides and only the bits that pick a bucket count of a hash.
+inline constexpr uint32_t kLeastNotedBits = 12;
+
+/// The note of an empty bucket.
+inline Note emptyNote(uint32_t bits) {
+    return bits >= kLeastNotedBits ? Note{0} : Note{0xff};
+}
+
 /// A table, because shifting by a variable count would cost a look-up more than all of the rest.
 inline constexpr auto kPairs = [] {
     std::array<Note, 32> pairs{};

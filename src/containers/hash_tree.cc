@@ -38,7 +38,10 @@ bool isMapped(uint32_t bits) {
 Node **newBuckets(uint32_t bits) {
     const uint64_t size = tableSize(bits);
     auto *const table = static_cast<char *>(isMapped(bits) ? mapZeroed(size) : calloc(1, size));
-    return table != nullptr ? reinterpret_cast<Node **>(table + notesSize(bits)) : nullptr;
+    if (table == nullptr) return nullptr;
+    auto *const buckets = reinterpret_cast<Node **>(table + notesSize(bits));
+    if (emptyNote(bits) != 0) clearBuckets(buckets, bits);
+    return buckets;
 }
 
 void freeBuckets(Node **buckets, uint32_t bits) {
@@ -50,7 +53,8 @@ void freeBuckets(Node **buckets, uint32_t bits) {
 }
 
 void clearBuckets(Node **buckets, uint32_t bits) {
-    memset(tableOf(buckets, bits), 0, tableSize(bits));
+    memset(tableOf(buckets, bits), emptyNote(bits), notesSize(bits));
+    memset(buckets, 0, bucketCount(bits) * sizeof(Node *));
 }
 
 }  // namespace vex::tree

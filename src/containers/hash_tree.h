@@ -37,7 +37,7 @@ struct Spot {
     bool isEmpty() const { return *note == 0; }
     void noteInsertion() const { *note = static_cast<Note>(*note | bits); }
     /// Without a branch: nobody could predict it.
-    void noteRemoval() const { *note = *root != nullptr ? *note : Note{0}; }
+    void noteRemoval(Note empty) const { *note = *root != nullptr ? *note : empty; }
 };
 template <typename Keys>
 Spot spotOf(Keys keys, const VexHashTree *tree, const void *data) {

@@ -37,7 +37,7 @@ inline bool isReady(const VexHashTree *tree, const void *key) {
 /// What is left to do for a node that was unlinked: the record goes to the caller, the node back.
 [[gnu::always_inline]] inline int giveBack(VexHashTree *tree, const Spot &spot, Node *node,
                                            void *out) {
-    spot.noteRemoval();
+    spot.noteRemoval(emptyNote(tree->bits));
     giveRecord(tree, node, out);
     slab::giveBlock(tree->allocator, node);
     ++tree->numDeletes;

@@ -27,7 +27,7 @@ bool walk(Node *root, Visit visit) {
 /// True when what is noted of the bucket lets each of its nodes be found, and a first one come.
 bool isNotedRight(const VexHashTree *tree, uint64_t bucket) {
     Node *const root = tree->buckets[bucket];
-    if (root == nullptr) return *noteOf(tree->buckets, bucket) == 0;
+    if (root == nullptr) return *noteOf(tree->buckets, bucket) == emptyNote(tree->bits);
     return walk(root,
                 [&](Node *node) { return spotOf(CallerKeys(tree), tree, dataOf(node)).mayHold(); });
 }

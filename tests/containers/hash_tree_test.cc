@@ -330,7 +330,7 @@ TEST(HashTree, SaysWhatIsWrong) {
             "22 preallocator_get_block_size: invalid NULL parameter",
             "22 VexHashTreeGetNodeSize: preallocator_get_slab_size failed: Invalid argument"));
     log.clear();
-    Subject noted(3);
+    Subject noted(12);  // from here on a byte tells what a bucket may hold
     insertWithPath(noted, r);
     auto *const notes = reinterpret_cast<uint8_t *>(noted.tree->buckets) - 1;  // that of bucket 0
     const uint64_t bucket = noted.at(1).first;
@@ -341,13 +341,16 @@ TEST(HashTree, SaysWhatIsWrong) {
         EXPECT_EQ(1, VexHashTreeValidateCompletely(noted.tree));
     }
     log.clear();
-    Subject failing(0);
-    insertWithPath(failing, r);
+    Subject failing(0);  // small, so it compares before it calls a record absent
+    for (uint64_t key = 1; key < 4; ++key) insertWithPath(failing, record(key));
+    const Record absent = record(9);
     for (auto *operation : {VexHashTreeFindOrInsert, VexHashTreeReplaceOrInsert, VexHashTreeRemove, VexHashTreeGet}) {
         failing.compares_left = 1;
         errno = 0;
-        EXPECT_EQ(-1, operation(failing.tree, &r, nullptr));
+        EXPECT_EQ(-1, operation(failing.tree, &absent, nullptr));
     }
+    failing.compares_left = 1;
+    EXPECT_EQ(-1, VexHashTreeSetBits(failing.tree, 1));  // three records in two buckets
     EXPECT_THAT(log.lines(), ElementsAre("22 VexHashTreeNodeProbe: bad comparission value: Invalid argument",
                                  "22 VexHashTreeNodeFindOrInsert: unable to probe tree path: Invalid argument",
                                  "22 VexHashTreeFindOrInsert: unable to find or insert: Invalid argument",
@@ -357,7 +360,10 @@ TEST(HashTree, SaysWhatIsWrong) {
                                  "22 VexHashTreeNodeRemove: bad comparison result: Invalid argument",
                                  "22 VexHashTreeRemove: error occurred: Invalid argument",
                                  "22 VexHashTreeNodeFind: unable to compare nodes: Invalid argument",
-                                 "22 VexHashTreeFindNode: error occurred: Invalid argument"));
+                                 "22 VexHashTreeFindNode: error occurred: Invalid argument",
+                                 "22 VexHashTreeNodeProbe: bad comparission value: Invalid argument",
+                                 "22 VexHashTreeNodeReplaceOrInsert: unable to probe tree path: Invalid argument",
+                                 "22 VexHashTreeSetBits: failed to replace or insert node"));
 }
 
 TEST(HashTreeNode, BuildsStepsThroughAndTakesApartOneBucket) {
