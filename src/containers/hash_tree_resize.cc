@@ -30,7 +30,7 @@ size_t collect(Keys keys, VexHashTree *tree, preallocator_iterator *it, Node **n
 /// Links the node in its new bucket; false when that held its equal, whose place it has taken, or
 /// cannot be searched.
 template <typename Keys>
-bool place(Keys keys, const Move &move) {
+bool relink(Keys keys, const Move &move) {
     Outcome outcome = Outcome::kAbsent;
     if (move.spot.isEmpty()) {
         makeLeaf(move.node);
@@ -49,9 +49,9 @@ bool place(Keys keys, const Move &move) {
     return outcome == Outcome::kAbsent;
 }
 
-/// Links all nodes into the new table; false as place().
+/// Links all nodes into the new table; false as relink().
 template <typename Keys>
-bool placeAll(Keys keys, VexHashTree *tree) {
+bool relinkAll(Keys keys, VexHashTree *tree) {
     preallocator_iterator it;
     Move batch[kBatch];
     auto *node = static_cast<Node *>(preallocator_iterator_first(&it, tree->allocator));
@@ -59,7 +59,7 @@ bool placeAll(Keys keys, VexHashTree *tree) {
         for (size_t i = 0; i < size; ++i)
             if (!batch[i].spot.isEmpty()) prefetchNode(*batch[i].spot.root, tree, 2);
         for (size_t i = 0; i < size; ++i)
-            if (!place(keys, batch[i])) return false;
+            if (!relink(keys, batch[i])) return false;
     }
     return true;
 }
@@ -76,7 +76,7 @@ int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits) {
     tree->buckets = buckets;
     tree->bits = bits;
     ++tree->layout;
-    const bool placed =
-        tree->ofDigests != 0 ? placeAll(DigestKeys(tree), tree) : placeAll(CallerKeys(tree), tree);
-    return placed ? 0 : VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
+    const bool linked = tree->ofDigests != 0 ? relinkAll(DigestKeys(tree), tree)
+                                             : relinkAll(CallerKeys(tree), tree);
+    return linked ? 0 : VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
 }

@@ -81,8 +81,7 @@ void threadBlocks(preallocator *a, Slab *slab) {
     a->num_free_blocks += a->blocks_per_slab;
 }
 
-/// Kept out of line, so that taking a block from the list saves no registers for it.
-[[gnu::noinline]] bool addSlab(preallocator *a) {
+bool addSlab(preallocator *a) {
     if (!takeFromBudget(a)) {
         errno = ENOSPC;  // callers try and go without: no line
         return false;
