@@ -1,14 +1,6 @@
 // The stream reader over any bytes: whatever they are, it ends, and the pieces it gets them in
 // change nothing. The first byte picks cipher and piece size, the rest is the stream.
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
-
-#include <vex/crypt_stream.h>
-#include <vex/log.h>
-#include <vex/magic.h>
+#include "fuzz.h"
 
 namespace {
 
@@ -23,7 +15,7 @@ struct Read {
 Read readAll(const uint8_t *data, size_t size, unsigned char cipher, size_t piece) {
     Read read;
     c_stream_t stream{};
-    if (dcpDecryptInit(&stream, VexKey(kKey), cipher) != 0) abort();
+    require(dcpDecryptInit(&stream, VexKey(kKey), cipher) == 0);
     std::vector<unsigned char> room(piece);
     while (read.result == 0 && read.bytes.size() < kMostOutput) {
         const size_t at = stream.total_in, count = std::min(piece, size - at);
@@ -50,12 +42,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     --size;
     const Read whole = readAll(data, size, cipher, kMostOutput);
     const Read pieces = readAll(data, size, cipher, piece);
-    if (whole.result != 0 && pieces.result != 0 &&
-        (whole.result != pieces.result || (whole.result == 1 && whole.bytes != pieces.bytes)))
-        abort();
+    require(whole.result == 0 || pieces.result == 0 ||
+            (whole.result == pieces.result && (whole.result != 1 || whole.bytes == pieces.bytes)));
     uint64_t value = 0;
     int encrypted = 0, compressed = 0;
     const int flags = vexMagicGetCryptSettings(data, static_cast<unsigned>(size), &encrypted, &compressed);
-    if (flags > 0 && vexMagicDecode(nullptr, data, static_cast<int>(size), &value) != flags) abort();
+    require(flags <= 0 || vexMagicDecode(nullptr, data, static_cast<int>(size), &value) == flags);
     return 0;
 }

@@ -1,23 +1,8 @@
 // The deserialisers on any bytes: what is accepted writes back to a form that is read as the same
 // value.
-#include <stdlib.h>
-
-#include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
-
-#include <vex/digest.h>
-#include <vex/encoding.h>
-#include <vex/log.h>
-#include <vex/serialize.h>
-#include <vex/uid.h>
+#include "fuzz.h"
 
 namespace {
-
-void require(bool promise) {
-    if (!promise) abort();
-}
 
 template <typename Number, typename Read, typename Write>
 void integer(const std::vector<uint8_t> &form, bool binary, Read read, Write write) {

@@ -1,15 +1,6 @@
 // Loads any bytes as an ini file, reads every value that it lists, and saves it: what was saved
 // must load to the same names and values.
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <vector>
-
-#include <vex/inifile.h>
-#include <vex/log.h>
+#include "fuzz.h"
 
 namespace {
 
@@ -47,11 +38,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const std::string path = "/tmp/vex-ini-fuzz-" + std::to_string(getpid());
     vexLogSetFlags(VEX_LOG_NO_OUTPUT, 0);
     FILE *file = fopen(path.c_str(), "wb");
-    if (file == nullptr || fwrite(data, 1, size, file) != size || fclose(file) != 0) abort();
+    require(file != nullptr && fwrite(data, 1, size, file) == size && fclose(file) == 0);
     const std::string before = contents(path.c_str());
-    if (InifileSaveA(path.c_str()) != 0) abort();
+    require(InifileSaveA(path.c_str()) == 0);
     InifileReleaseAll();
-    if (contents(path.c_str()) != before) abort();
+    require(contents(path.c_str()) == before);
     InifileReleaseAll();
     unlink(path.c_str());
     unlink((path + ".bak").c_str());

@@ -1,21 +1,5 @@
 // The value parsers on any text: no crash, an end inside the text, and both widths of one mind.
-#include <stdlib.h>
-
-#include <cstdint>
-#include <string>
-
-#include <vex/encoding.h>
-#include <vex/log.h>
-#include <vex/text.h>
-#include <vex/values.h>
-
-namespace {
-
-void require(bool promise) {
-    if (!promise) abort();
-}
-
-}  // namespace
+#include "fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     vexLogSetFlags(0, 0);

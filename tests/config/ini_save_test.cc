@@ -28,7 +28,6 @@ TEST_F(IniSave, AFailedCallLeavesTheOldFileOneLogLineAndNoStrayFile) {
         EXPECT_EQ(fault.fired() ? EIO : 0, errno * -result);
         const FaultPause pause;
         if (fault.fired()) calls.push_back(fault.faultedCall());
-        SCOPED_TRACE(fault.faultedCall() + " number " + std::to_string(calls.size()));
         EXPECT_THAT(log.take(), MatchesRegex(fault.fired() ? "[^\n]+" : ""));
         // at the last three calls the new file is in place and only its directory is not synced
         const bool renamed = !fault.fired() || calls.size() > 10;
@@ -114,10 +113,9 @@ TEST_F(IniSave, SavesToANewPathOnlyWhereNothingIs) {
             (dir / "no/b") + "\n22 inifileSave: cannot open file __default__",
         log.text());
     for (const int err : {EIO, EINVAL}) {  // EINVAL: a file system without exclusive renames
-        forEachFault(kDiskCalls, err, [&](const FaultScope &fault) {
+        forEachFault(kDiskCalls, err, [&](const FaultScope &) {
             const int result = IniFileLoadAndSaveAsA(target.c_str(), path.c_str());
             const FaultPause pause;
-            SCOPED_TRACE(fault.faultedCall());
             const auto names = dir.list();
             if (names.size() > 1) EXPECT_EQ(kNew, readFile(target));
             else EXPECT_EQ(-1, result);

@@ -1,26 +1,27 @@
 #!/usr/bin/env bash
-# usage: run.sh BUILD_DIR SOURCE_DIR
+# usage: run.sh BUILD_DIR EXAMPLES_DIR
 set -euo pipefail
-build=$1 source=$2
+build=$1 examples=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-
 cmake --install "$build" --prefix "$work/usr" >/dev/null
+cd "$work"
 
-cmake -S "$source/project" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$work/usr" >/dev/null
-cmake --build "$work/cmake" >/dev/null
-"$work/cmake/consumer"
+cmake -S "$examples" -B found -DCMAKE_PREFIX_PATH="$work/usr" -DCMAKE_C_FLAGS="${CXXFLAGS:-}" >/dev/null
+cmake --build found --target receipt example_text >/dev/null
 
-libdir=$(dirname "$(find "$work/usr" -name libvex.so -o -name libvex.a | head -n 1)")
+libdir=$(dirname "$(find usr -name libvex.so -o -name libvex.a | head -n 1)")
 static=()
 if [ ! -e "$libdir/libvex.so" ]; then static=(--static); fi
 # the file names the prefix that the build was configured for
-export PKG_CONFIG_PATH="$libdir/pkgconfig"
-flags=$(pkg-config --define-variable=prefix="$work/usr" "${static[@]}" --cflags --libs vex)
+flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --define-variable=prefix="$work/usr" "${static[@]}" --cflags --libs vex)
 # shellcheck disable=SC2086
-c++ ${CXXFLAGS:-} -std=c++17 "$source/project/main.cc" $flags -o "$work/consumer"
-LD_LIBRARY_PATH="$libdir" "$work/consumer"
+c++ ${CXXFLAGS:-} -std=c++20 "$examples/families/text.cc" $flags -o text
 # shellcheck disable=SC2086
-cc ${CXXFLAGS:-} -std=c11 "$source/project/main.c" $flags -o "$work/consumer_c"
-LD_LIBRARY_PATH="$libdir" "$work/consumer_c"
-echo "consumer: find_package, pkg-config, and C work"
+cc ${CXXFLAGS:-} -std=c11 "$examples/receipt/receipt.c" $flags -o receipt
+
+export LD_LIBRARY_PATH="$libdir"
+cp "$examples/receipt/receipt.ini" .
+for text in found/families/example_text ./text; do [ "$("$text" hex vex)" = 766578 ]; done
+for receipt in found/receipt/receipt ./receipt; do "$receipt" receipt.ini "$examples/receipt/receipt.c"; done
+echo "consumer: find_package and pkg-config work, in C and in C++"

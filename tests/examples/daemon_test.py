@@ -4,18 +4,16 @@ import pwd
 import signal
 import socket
 import subprocess
-import tempfile
 import time
-import unittest
+
+from programs import ProgramTest
 
 COUNTERD = os.environ["VEX_COUNTERD"]
 
 
-class DaemonTest(unittest.TestCase):
+class DaemonTest(ProgramTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.dir = folder.name
+        super().setUp()
         self.root = os.geteuid() == 0
         os.chmod(self.dir, 0o755)
         if self.root:
@@ -24,7 +22,7 @@ class DaemonTest(unittest.TestCase):
         self.addCleanup(self.kill)
 
     def path(self, name):
-        return os.path.join(self.dir, name)
+        return str(self.dir / name)
 
     def configure(self, label, **more):
         values = {"Socket": self.path("socket"), "Counter": self.path("counter"), "PidFile": self.path("pid"),
@@ -34,10 +32,8 @@ class DaemonTest(unittest.TestCase):
             ini.write(f"[Logging]\nLogging = verbose\nLogPath = {self.dir}\n")
 
     def start(self, status=0, *options):
-        done = subprocess.run([COUNTERD, "--ini", "ini", *options], cwd=self.dir, capture_output=True, timeout=20,
-                              check=False)
-        self.assertEqual(status, done.returncode, done.stderr)
-        return done.stderr.decode()
+        self.run_program(COUNTERD, "--ini", "ini", *options, status=status)
+        return self.error
 
     def pid(self):
         with open(self.path("pid"), encoding="utf-8") as file:
@@ -117,7 +113,3 @@ class DaemonTest(unittest.TestCase):
                 process.send_signal(signal.SIGINT)
                 self.assertEqual("STOPPING=1\n", manager.recv(100).decode())
                 self.assertEqual(0, process.wait(10))
-
-
-if __name__ == "__main__":
-    unittest.main()

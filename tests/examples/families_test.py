@@ -3,34 +3,26 @@ import base64
 import binascii
 import collections
 import configparser
+import functools
 import hashlib
 import http.server
 import json
 import os
-import pathlib
 import sqlite3
 import struct
 import subprocess
-import tempfile
 import threading
-import unittest
 import urllib.parse
+
+from programs import ProgramTest
 
 BIN = os.environ["VEX_EXAMPLES"]
 WORDS = "to be or not to be that is the question be that as it may\n" * 40 + "é ü ÿ\n"
 
 
-class FamiliesTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.dir = pathlib.Path(folder.name)
-
+class FamiliesTest(ProgramTest):
     def run_one(self, family, *args, status=0, text=b""):
-        done = subprocess.run([f"{BIN}/example_{family}", *map(str, args)], cwd=self.dir, input=text, check=False,
-                              capture_output=True, timeout=60)
-        self.assertEqual(status, done.returncode, (family, args, done.stderr))
-        return done.stdout
+        return self.run_program(f"{BIN}/example_{family}", *args, status=status, data=text)
 
     def test_usage_and_common_switches(self):
         for family in "log text io config identity fs crypto os net clients".split():
@@ -143,30 +135,16 @@ class FamiliesTest(unittest.TestCase):
         self.run_one("net", "serve", "300.1", status=2)
 
     def test_clients_tell_what_is_new(self):
-        document = {"release": {"version": "1.0"}}
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_GET(self):
-                self.send_response(200 if self.path == "/news" else 404)
-                self.end_headers()
-                self.wfile.write(json.dumps(document).encode())
-
-            def log_message(self, *_):
-                pass
-
-        with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
+        files = functools.partial(http.server.SimpleHTTPRequestHandler, directory=self.dir)
+        with http.server.ThreadingHTTPServer(("127.0.0.1", 0), files) as server:
             threading.Thread(target=server.serve_forever, daemon=True).start()
             self.addCleanup(server.shutdown)
             url = f"http://127.0.0.1:{server.server_port}/news"
             for version, word in (("1.0", b"new"), ("1.0", b"same"), ("2.0", b"new")):
-                document["release"]["version"] = version
+                (self.dir / "news").write_text(json.dumps({"release": {"version": version}}))
                 self.assertEqual(word + b" " + version.encode() + b"\n",
                                  self.run_one("clients", url, "/release/version", "news.db"))
             with sqlite3.connect(self.dir / "news.db") as database:
                 self.assertEqual([("/release/version", "2.0")], database.execute("SELECT * FROM registry").fetchall())
             self.run_one("clients", url, "/no/such/member", "news.db", status=1)
             self.run_one("clients", url + "x", "/release/version", "news.db", status=1)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -6,7 +6,8 @@ import stat
 import subprocess
 import tempfile
 import time
-import unittest
+
+from programs import ProgramTest
 
 VAULT = os.environ["VEX_VAULT"]
 CHANGING = ["openat", "write", "pwrite64", "fsync", "fdatasync", "rename", "unlink", "mkdir"]
@@ -34,11 +35,9 @@ def failing(call, path, which="1+"):
     return ["strace", "-f", "-qqq", "-o", "/dev/null", "-P", path, "-e", f"inject={call}:error=EIO:when={which}"]
 
 
-class VaultTest(unittest.TestCase):
+class VaultTest(ProgramTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.dir = os.path.realpath(folder.name)
+        super().setUp()
         self.vault, self.tree = self.path("v"), self.path("tree")
         self.random = random.Random(7)
         self.vex("init", self.vault, "--chunk-size=4KiB")
@@ -62,11 +61,8 @@ class VaultTest(unittest.TestCase):
         with open(path, "wb") as file:
             file.write(content)
 
-    def vex(self, *arguments, status=0, prefix=()):
-        done = subprocess.run([*prefix, VAULT, *arguments], capture_output=True, text=True, check=False, timeout=120)
-        if status is not None:
-            self.assertEqual(status, done.returncode, (arguments, done.stdout, done.stderr))
-        return done.stdout + done.stderr
+    def vex(self, *arguments, prefix=(), **more):
+        return self.run_program(*prefix, VAULT, *arguments, **more).decode() + self.error
 
     def backup(self, **more):
         return re.search(r"snapshot (\w{32})", self.vex("backup", self.vault, self.tree, **more))[1]
@@ -221,7 +217,3 @@ class VaultTest(unittest.TestCase):
         self.assertEqual([0, 0, 0], [process.wait(60) for process in running])
         self.assertEqual(3, len(re.findall(r"^\w{32} ", self.vex("list", self.vault), re.M)))
         self.vex("verify", self.vault)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -58,7 +58,6 @@ TEST_F(Copy, EveryFailingCallIsReportedAndLeavesNoCopyAndNoDescriptor) {
     for (const unsigned options : {VEX_COPY_PLAIN, VEX_COPY_COMPRESS}) {
         FileSetOptions(options);
         (void)forEachFault({"open", "read", "write", "fsync"}, EIO, [&](const FaultScope &scope) {
-            SCOPED_TRACE(scope.faultedCall());
             const int64_t result = FileCopy(from.c_str(), to.c_str(), 0600);
             FaultPause pause;
             EXPECT_EQ(scope.fired() ? -1 : 100000, result);
@@ -95,7 +94,6 @@ TEST_F(Copy, MoveNeverLosesTheContent) {
                 (void)unlink(to.c_str());
                 if (occupied) writeFile(to, "old");
             }
-            SCOPED_TRACE(scope.faultedCall());
             FaultScope renames("rename", 1, EXDEV, FaultScope::kLasting);
             const bool moved = FileMove(from.c_str(), to.c_str(), 0);
             FaultPause pause;

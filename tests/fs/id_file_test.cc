@@ -38,7 +38,6 @@ TEST_F(IdFile, ReadsBothLengthsAndNamesWhatIsCorrupt) {
 TEST_F(IdFile, IsStoredOrTheFailureIsReported) {
     for (const char *calls : {"open", "write", "lseek", "fdatasync", "close"}) {
         (void)forEachFault({calls}, EIO, [&](const FaultScope &scope) {
-            SCOPED_TRACE(scope.faultedCall());
             log.clear();
             const int result = WriteIdToPath(path.c_str(), "seq", kSampleValue);
             FaultPause pause;

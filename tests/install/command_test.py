@@ -105,7 +105,3 @@ class CommandTest(unittest.TestCase):
                                    ("vex --ini x pass", {"passwd", "passwd-store"}), ("vex seal in out so", set())):
                 with self.subTest(line):
                     self.assertEqual([expected], offered("bash", "vex", [line], folder))
-
-
-if __name__ == "__main__":
-    unittest.main()

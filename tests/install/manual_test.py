@@ -80,7 +80,3 @@ class ManualTest(unittest.TestCase):
             for path, problem in zip(pages, pool.map(attempt, pages)):
                 with self.subTest(os.path.basename(path)):
                     self.assertEqual("", problem)
-
-
-if __name__ == "__main__":
-    unittest.main()

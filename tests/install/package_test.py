@@ -43,9 +43,7 @@ def files(root):
 class PackageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.dir = folder.name
+        cls.dir = cls.enterClassContext(tempfile.TemporaryDirectory())
         run("cpack", "--config", f"{BUILD}/CPackConfig.cmake", "-B", f"{cls.dir}/packages")
         cls.packages = {os.path.basename(path).split("_")[0]: path for path in glob.glob(f"{cls.dir}/packages/*.deb")}
 
@@ -111,7 +109,3 @@ class PackageTest(unittest.TestCase):
         self.assertEqual("3\n", program(vex, "id", "show", "receipt.id"))
         program(vex, "open", "--key-file", "key", "sealed", "opened")
         program("cmp", vex, "opened")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -44,6 +44,7 @@ int faultFor(const char *call) {
 unsigned forEachFault(
     const std::vector<std::string> &calls, int err, const std::function<void(const FaultScope &)> &scenario) {
     for (unsigned nth = 1; nth < kMostRuns; ++nth) {
+        SCOPED_TRACE("fault number " + std::to_string(nth));
         FaultScope scope(calls, nth, err);
         scenario(scope);
         if (!scope.fired()) return nth - 1;

@@ -20,35 +20,25 @@
 using vextest::faultFor;
 using vextest::FaultScope;
 
-// VEX_WRAP(result type, name, value on failure, (parameters), (arguments))
-#define VEX_WRAP(type, name, failed, parameters, arguments)                       \
-    extern "C" type __real_##name parameters;                                     \
-    extern "C" type __wrap_##name parameters {                                    \
-        if (const int err = faultFor(#name); err > 0) return errno = err, failed; \
-        return __real_##name arguments;                                           \
+// VEX_WRAP(result type, name, value on failure, (parameters), (arguments)), with what comes before the real call
+#define VEX_WRAP_BEFORE(type, name, failed, parameters, arguments, before) \
+    extern "C" type __real_##name parameters;                              \
+    extern "C" type __wrap_##name parameters {                             \
+        const int err = faultFor(#name);                                   \
+        if (err > 0) return errno = err, failed;                           \
+        before;                                                            \
+        return __real_##name arguments;                                    \
     }
+#define VEX_WRAP(type, name, failed, parameters, arguments) VEX_WRAP_BEFORE(type, name, failed, parameters, arguments, )
 
 // The same for transfers, where FaultScope::kShort moves one byte only.
 #define VEX_WRAP_TRANSFER(type, name, failed, parameters, count, arguments) \
-    extern "C" type __real_##name parameters;                               \
-    extern "C" type __wrap_##name parameters {                              \
-        const int err = faultFor(#name);                                    \
-        if (err > 0) return errno = err, failed;                            \
-        if (err == FaultScope::kShort && count > 1) count = 1;              \
-        return __real_##name arguments;                                     \
-    }
+    VEX_WRAP_BEFORE(type, name, failed, parameters, arguments, if (err == FaultScope::kShort && count > 1) count = 1)
 
 // The same for calls whose last argument is optional.
-#define VEX_WRAP_OPTIONAL(name, type, parameters, arguments)                  \
-    extern "C" int __real_##name parameters;                                  \
-    extern "C" int __wrap_##name parameters {                                 \
-        va_list args;                                                         \
-        va_start(args, last);                                                 \
-        const auto optional = va_arg(args, type);                             \
-        va_end(args);                                                         \
-        if (const int err = faultFor(#name); err > 0) return errno = err, -1; \
-        return __real_##name arguments;                                       \
-    }
+#define VEX_WRAP_OPTIONAL(name, type, parameters, arguments)                                  \
+    VEX_WRAP_BEFORE(int, name, -1, parameters, arguments, va_list args; va_start(args, last); \
+                    const auto optional = va_arg(args, type); va_end(args))
 
 VEX_WRAP_OPTIONAL(open, mode_t, (const char *path, int last, ...), (path, last, optional))
 VEX_WRAP_OPTIONAL(openat, mode_t, (int fd, const char *path, int last, ...), (fd, path, last, optional))

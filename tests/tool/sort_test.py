@@ -1,6 +1,6 @@
 """Drives the companion command's sort; GNU sort is the oracle."""
-import os, random, resource, subprocess, unittest
-from command import CommandTest
+import os, random, resource, subprocess
+from programs import CommandTest
 
 RANDOM = random.Random(1)
 
@@ -45,7 +45,3 @@ class SortTest(CommandTest):
         limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 20, resource.RLIM_INFINITY))
         data = b''.join(b'%d\n' % RANDOM.randrange(1 << 30) for _ in range(200000))
         self.assertIn('make room in', self.sort(data, '--memory', '4MiB', status=1, preexec_fn=limit, restore_signals=False))
-
-
-if __name__ == '__main__':
-    unittest.main()

@@ -13,7 +13,7 @@ import time
 import unittest
 import unittest.mock
 
-from command import VEX, CommandTest
+from programs import VEX, CommandTest
 
 
 class ToolTest(CommandTest):
@@ -286,7 +286,3 @@ class ToolTest(CommandTest):
         with open("/dev/full", "wb") as full:
             done = subprocess.run([VEX, "uid"], stdout=full, stderr=subprocess.PIPE, check=False)
         self.assertEqual(1, done.returncode)
-
-
-if __name__ == "__main__":
-    unittest.main()
