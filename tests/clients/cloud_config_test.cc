@@ -82,12 +82,10 @@ TEST_F(CloudConfigTest, UpdatesRewriteTheFileOnlyWhenSomethingChanges) {
         EXPECT_FAILS(bad == "4294967296" ? ERANGE : EINVAL, -1, CloudConfig::UpdateCachesize(bad));
     }
     const std::string content = readFile(path);
-    log.clear();
     enabled = true;
     const FaultScope fault("rename", 1, EROFS);
-    EXPECT_EQ(-1, CloudConfig::UpdateEnabled(enabled));
-    EXPECT_THAT(log.lines(),
-        ElementsAre("30 saveConfigFile: failed to write config file(" + path + ")", "30 failed to save cfg file"));
+    EXPECT_FAILS_WITH("30 saveConfigFile: failed to write config file(" + path + ")\n30 failed to save cfg file", -1,
+        CloudConfig::UpdateEnabled(enabled));
     EXPECT_EQ(content, readFile(path));
 }
 

@@ -1,8 +1,6 @@
 // The storage client against nginx, plain and TLS, through tinyproxy, and against a server that
 // misbehaves on purpose.
 
-#include <optional>
-
 #include "servers.h"
 #include "support/test.h"
 

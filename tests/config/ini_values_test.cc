@@ -1,8 +1,6 @@
 // Getters, savers, comments and deletion.
 #include <locale.h>
 
-#include <sstream>
-
 #include "support/test.h"
 
 namespace {

@@ -1,7 +1,5 @@
 #include "crypto/key_store.h"
 
-#include <atomic>
-
 #include "support/test.h"
 
 namespace {
@@ -18,7 +16,9 @@ std::string keyText(const std::string &store) {
     return RetrieveAuthKey(key, store.c_str()) == 0 ? key : "unreadable";
 }
 
-TEST(KeyStore, NamesEveryError) {
+using KeyStore = FolderTest;
+
+TEST_F(KeyStore, NamesEveryError) {
     const auto with = [](const char *old, const char *text) {
         return std::string(kStore).replace(kStore.find(old), strlen(old), text);
     };
@@ -45,27 +45,25 @@ TEST(KeyStore, NamesEveryError) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.text);
-        const TempDir dir;
+        for (const auto &name : dir.list()) std::filesystem::remove(dir / name);
         ASSERT_EQ(0, chdir(dir.path().c_str()));
         const std::string right = "crc=" + std::to_string(vex::crypto::checksumOf(row.keys)) + "\n";
         if (!row.keys.empty()) writeFile("k", row.keys);
         if (!row.checksum.empty()) writeFile("k.chksum", row.checksum == "right" ? right : row.checksum);
         const std::string code = std::to_string(row.err) + " ", first = code + "readKeyStore: " + row.text + "\n",
                           second = code + "can't get authentication key for type(0).\n";
-        LogCapture log;
         char out[99] = "old";
         EXPECT_EQ(row.code, DecryptPasswdWithKey("k", "x", out, sizeof out));
         EXPECT_EQ(row.err, errno);
         EXPECT_EQ(-1, RetrieveAuthKey(out, "k"));
         EXPECT_EQ(row.code, PasswdKeyStoreRotate("k"));
         EXPECT_STREQ("old", out);
-        EXPECT_EQ(first + second + first + second + first, log.text() + "\n");
+        EXPECT_EQ(first + second + first + second + first, log.take() + "\n");
         ASSERT_EQ(0, chdir("/"));
     }
 }
 
-TEST(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
-    const TempDir dir;
+TEST_F(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
     const std::string store = dir / "link";
     ASSERT_EQ(0, PasswdKeyStoreInit((dir / "k").c_str()));
     EXPECT_EQ(0600U, modeOf(dir / "k") | modeOf(dir / "k.chksum"));
@@ -82,15 +80,13 @@ TEST(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
         EXPECT_EQ(0, DecryptPasswdWithKey(store.c_str(), text, plain, sizeof plain));
         EXPECT_STREQ("secret", plain);
         const std::string before = keyText(store);
-        LogCapture log;
         EXPECT_EQ(index < '9' ? 0 : -1, PasswdKeyStoreRotate(store.c_str()));
         EXPECT_EQ(index < '9', before != keyText(store));
-        EXPECT_EQ(index < '9', log.lines().empty()) << log.text();
+        EXPECT_EQ(index < '9', log.take().empty());
     }
     stop = true;
     reader.join();
     EXPECT_EQ(0640U, modeOf(dir / "k"));
-    LogCapture log;
     const std::string content = readFile(dir / "k");
     EXPECT_FAILS(EEXIST, -1, PasswdKeyStoreInit((dir / "k").c_str()));
     EXPECT_EQ(content, readFile(dir / "k"));
@@ -98,17 +94,15 @@ TEST(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
 }
 
 // Whatever fails, and wherever the machine stops, the old store or the new one is readable.
-TEST(KeyStore, SurvivesEveryFailureAndCrash) {
+TEST_F(KeyStore, SurvivesEveryFailureAndCrash) {
     const std::vector<std::string> disk_calls = {"write", "fsync", "rename"},
                                    calls = {"open", "read", "write", "close", "fsync", "rename", "fchmod", "stat",
                                        "lstat", "new", "RAND_bytes"};
     const auto survives = [&](bool rotate, unsigned nth, int err) {
-        const TempDir dir;
-        const std::string store = dir / "k";
-        LogCapture log;
+        const TempDir folder;
+        const std::string store = folder / "k";
         if (rotate) { EXPECT_EQ(0, PasswdKeyStoreInit(store.c_str())); }
         const std::string before = keyText(store);
-        const int descriptors = openDescriptors();
         int result = 0;
         std::string faulted;
         const auto act = [&] {
@@ -124,16 +118,15 @@ TEST(KeyStore, SurvivesEveryFailureAndCrash) {
             faulted = "crash";
         }
         SCOPED_TRACE(std::to_string(nth) + faulted);
-        EXPECT_EQ(descriptors, openDescriptors());
         const std::string after = keyText(store);
         EXPECT_TRUE(after != "unreadable" || (!rotate && !faulted.empty()));
         if (faulted != "crash") {
             EXPECT_TRUE(result != 0 || after != before);
-            EXPECT_EQ(after == "unreadable" ? 0U : 2U, dir.list().size());
+            EXPECT_EQ(after == "unreadable" ? 0U : 2U, folder.list().size());
         }
         const bool there = access(store.c_str(), F_OK) == 0;
         EXPECT_EQ(0, there ? PasswdKeyStoreRotate(store.c_str()) : PasswdKeyStoreInit(store.c_str()));
-        EXPECT_THAT(dir.list(), ElementsAre("k", "k.chksum"));
+        EXPECT_THAT(folder.list(), ElementsAre("k", "k.chksum"));
         return !faulted.empty();
     };
     for (const int err : {EIO, FaultScope::kCrash}) {

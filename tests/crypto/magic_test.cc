@@ -26,38 +26,35 @@ TEST_F(Magic, IsWrittenAsFourteenBigEndianBytes) {
 }
 
 TEST_F(Magic, EveryReaderTellsTheSameOfTheSameBytes) {
-    static const struct {
-        std::string bytes;
-        int result;
-    } kRows[] = {{kHeader + "more", 0x4001}, {std::string("VEX \0\0", 6) + kHeader.substr(6), -2},
-        {"VEY " + kHeader.substr(4), 0}, {kHeader.substr(0, 13), -1}, {"", -1}};
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(row.bytes);
-        log.clear();
-        writeFile(path, row.bytes);
+    const std::pair<std::string, int> rows[] = {{kHeader + "more", 0x4001},
+        {std::string("VEX \0\0", 6) + kHeader.substr(6), -2}, {"VEY " + kHeader.substr(4), 0},
+        {kHeader.substr(0, 13), -1}, {"", -1}};
+    for (const auto &[bytes, result] : rows) {
+        SCOPED_TRACE(bytes);
+        writeFile(path, bytes);
         vex::UniqueFd fd(open(path.c_str(), O_RDONLY));
         vex::UniqueFile file(fopen(path.c_str(), "r"));
-        const uint64_t want = row.result > 0 ? kValue : 99;
+        const uint64_t want = result > 0 ? kValue : 99;
         const auto expect = [&](auto read) {
             uint64_t value = 99;
-            EXPECT_EQ(row.result, read(&value));
+            EXPECT_EQ(result, read(&value));
             EXPECT_EQ(want, value);
-            EXPECT_EQ(row.result, read(nullptr));
+            EXPECT_EQ(result, read(nullptr));
         };
         expect([&](uint64_t *v) { return vexMagicDecode(path.c_str(), nullptr, 0, v); });
         expect([&](uint64_t *v) { return vexMagicRead(fd.get(), v); });
         expect([&](uint64_t *v) { return vexMagicFread(file.get(), v); });
-        EXPECT_THAT(log.lines(), IsEmpty());
+        EXPECT_EQ("", log.take());
         lseek(fd.get(), 0, SEEK_SET);
-        if (row.bytes.size() >= 14) {
+        if (bytes.size() >= 14) {
             expect([&](uint64_t *v) { return vexMagicRead2(fd.get(), v, 1); });
             EXPECT_EQ(0, lseek(fd.get(), 0, SEEK_CUR));
-            expect([&](uint64_t *v) { return vexMagicFromBuffer(row.bytes.data(), v); });
-            expect([&](uint64_t *v) { return vexMagicDecode(nullptr, row.bytes.data(), 14, v); });
+            expect([&](uint64_t *v) { return vexMagicFromBuffer(bytes.data(), v); });
+            expect([&](uint64_t *v) { return vexMagicDecode(nullptr, bytes.data(), 14, v); });
         } else {
             EXPECT_EQ(ENODATA, errno);
             EXPECT_EQ(-2, vexMagicRead2(fd.get(), nullptr, 0));
-            EXPECT_EQ("61 vexMagicRead2: could not read header", log.text());
+            EXPECT_EQ("61 vexMagicRead2: could not read header", log.take());
         }
     }
 }
@@ -78,11 +75,8 @@ TEST_F(Magic, RefusesBadParameters) {
 }
 
 TEST_F(Magic, SettingsAndDescriptionFollowTheFlags) {
-    static const struct {
-        int flags, cipher;
-        const char *text;
-        int encrypted, compressed;
-    } kRows[] = {{0x0022, 0, "Blowfish Encrypted archive LZO Compressed ", 1, 1},
+    static const std::tuple<int, int, const char *, int, int> kRows[] = {
+        {0x0022, 0, "Blowfish Encrypted archive LZO Compressed ", 1, 1},
         {0x5212, 3 + 256, "AES-256-CTR Encrypted archive 256bit key Deflated Streamable, v2", 1, 1},
         {0x4001, 0, "Simple archive Streamable, v2", 0, 0},
         {0x2dcc, 0,
@@ -90,14 +84,13 @@ TEST_F(Magic, SettingsAndDescriptionFollowTheFlags) {
             "archive Streamable Blocklist Spooler log ",
             1, 0},
         {0, 0, "Not a VEX archive ", 9, 9}};
-    for (const auto &row : kRows) {
+    for (const auto &[flags, cipher, text, encrypts, compresses] : kRows) {
         char header[14];
         int encrypted = 9, compressed = 9;
-        vexMagicMake(row.flags, header, 14, 0);
-        const int flags = vexMagicGetCryptSettings(header, 14, &encrypted, &compressed);
-        EXPECT_EQ(row.flags == 0 ? -2 : row.flags, flags);
-        EXPECT_STREQ(row.text, vexMagicDesc(row.flags, row.cipher));
-        EXPECT_EQ(std::pair(row.encrypted, row.compressed), std::pair(encrypted, compressed));
+        vexMagicMake(flags, header, 14, 0);
+        EXPECT_EQ(flags == 0 ? -2 : flags, vexMagicGetCryptSettings(header, 14, &encrypted, &compressed));
+        EXPECT_STREQ(text, vexMagicDesc(flags, cipher));
+        EXPECT_EQ(std::pair(encrypts, compresses), std::pair(encrypted, compressed));
     }
     EXPECT_STREQ("- Possibly Corrupted VEX archive", vexMagicDesc(-2, 0));
     errno = ENOENT;

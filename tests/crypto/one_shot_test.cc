@@ -56,15 +56,12 @@ TEST(OneShot, TellsTooLittleRoomAndBadArguments) {
         "22 Invalid cipher type 9\n22 dcpEncryptDataToBuffer: Could not initialize encryption (stream error)", -1,
         encrypt(1000, 1150, 9));
     EXPECT_FAILS_WITH("105 <stream>: decryption error (buffer error)", UINT_MAX, open(sealed, 1, &small));
-    const char *const arguments = "invalid argument specified [Internal Error]";
-    expectFailures({
-        {std::string("1144 dcpEncryptDataToBuffer: ") + arguments, EINVAL, -1, [&] { return encrypt(0, 1150); }},
-        {std::string("1120 ") + arguments, EINVAL, UINT_MAX, [&] { return open("", 1, &small); }},
-        {"<stream>: decryption error (invalid or missing key)", EKEYREJECTED, UINT_MAX,
-            [&] { return open(sealed, 1, &small, testKey(2)); }},
-        {"decryption error (buffer error)", EBADMSG, 0,
-            [&] { return openGrowing(sealed.substr(0, 100), 1).compare("null"); }},
-    });
+    const std::string arguments = "invalid argument specified [Internal Error]";
+    EXPECT_FAILS_LOGGING("1144 dcpEncryptDataToBuffer: " + arguments, EINVAL, -1, encrypt(0, 1150));
+    EXPECT_FAILS_LOGGING("1120 " + arguments, EINVAL, UINT_MAX, open("", 1, &small));
+    EXPECT_FAILS_LOGGING("<stream>: decryption error (invalid or missing key)", EKEYREJECTED, UINT_MAX,
+        open(sealed, 1, &small, testKey(2)));
+    EXPECT_FAILS_LOGGING("decryption error (buffer error)", EBADMSG, "null", openGrowing(sealed.substr(0, 100), 1));
 }
 
 TEST(OneShot, CopiesStreamsInTheClearWithoutLookingFurther) {

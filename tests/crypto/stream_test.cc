@@ -212,27 +212,21 @@ TEST(StreamReader, StaysAtItsEndAndFailsForGood) {
 
 TEST(StreamWriter, ChecksItsSettings) {
     // flags, level, window, algorithm, cipher; the result, or the flags and the window of the header
-    static const struct {
-        unsigned long flags;
-        uint16_t level, window, algorithm;
-        unsigned char cipher;
-        int result;
-        uint64_t size;
-    } kRows[] = {{0, 0, 0, 0, 3, 0x5222, kLzoWindow}, {0x40, 0, 0, 0, 0, 0x5212, kWindow},
+    using Row = std::tuple<unsigned long, uint16_t, uint16_t, uint16_t, unsigned char, int, uint64_t>;
+    static const Row kRows[] = {{0, 0, 0, 0, 3, 0x5222, kLzoWindow}, {0x40, 0, 0, 0, 0, 0x5212, kWindow},
         {0x44, 0, 0, 1, 0, 0x4020, kLzoWindow}, {4, 10, 31, 2, 0, 0x4010, 0x80000000},
         {4, 16, 31, 1, 0, 0x4020, 2281705472}, {4, 16, 12, 1, 0, 0x4020, 8192}, {0x44, 1, 12, 0, 0, 0x4010, 4096},
         {6, 99, 0, 9, 77, 0x4001, kWindow}, {4, 17, 0, 0, 0, -2, 0}, {0x44, 11, 0, 0, 0, -2, 0},
         {4, 0, 11, 0, 0, -2, 0}, {0x44, 0, 32, 0, 0, -2, 0}, {6, 0, 3, 0, 0, -2, 0}, {0, 0, 0, 3, 0, -3, 0},
         {2, 0, 0, 0, 4, -2, 0}};
     for (const auto &row : kRows) {
-        SCOPED_TRACE(&row - kRows);
+        SCOPED_TRACE(PrintToString(row));
+        const auto &[flags, level, window, algorithm, cipher, result, size] = row;
         LogCapture log;
         c_stream_t stream{};
-        stream.zlevel = row.level;
-        stream.zwindow = row.window;
-        stream.zalgorithm = row.algorithm;
-        const int opened = dcpEncryptInit(&stream, row.flags, testKey(), row.cipher);
-        EXPECT_EQ(std::min(row.result, 0), opened);
+        stream.zlevel = level, stream.zwindow = window, stream.zalgorithm = algorithm;
+        const int opened = dcpEncryptInit(&stream, flags, testKey(), cipher);
+        EXPECT_EQ(std::min(result, 0), opened);
         const char *const line = "22 dcpEncryptInit: compression algorithm is not valid,  c->zalgorithm = 3 ";
         EXPECT_TRUE(opened != -3 || log.text() == line) << log.text();
         EXPECT_EQ(opened == 0, stream.state != nullptr);
@@ -241,9 +235,9 @@ TEST(StreamWriter, ChecksItsSettings) {
         stream.next_out = header;
         stream.avail_out = sizeof header;
         EXPECT_EQ(0, dcpEncrypt(&stream));
-        uint64_t size = 0;
-        EXPECT_EQ(row.result, vexMagicFromBuffer(header, &size));
-        EXPECT_EQ(row.size, size);
+        uint64_t told = 0;
+        EXPECT_EQ(result, vexMagicFromBuffer(header, &told));
+        EXPECT_EQ(size, told);
         EXPECT_EQ(-5, dcpEncrypt(&stream)) << "no room";
         EXPECT_EQ(0, dcpEncryptEnd(&stream) + stream.zlevel + stream.zwindow + stream.zalgorithm);
     }

@@ -5,8 +5,6 @@
 
 #include <openssl/evp.h>
 
-#include <optional>
-
 #include "base/endian.h"
 #include "support/test.h"
 

@@ -1,4 +1,5 @@
 """counterd as an operator meets it: started, asked, reloaded, killed, started again, stopped."""
+import contextlib
 import os
 import pwd
 import signal
@@ -27,24 +28,19 @@ class DaemonTest(ProgramTest):
     def configure(self, label, **more):
         values = {"Socket": self.path("socket"), "Counter": self.path("counter"), "PidFile": self.path("pid"),
                   "User": "nobody" if self.root else "", "Label": label, **more}
-        with open(self.path("ini"), "w", encoding="utf-8") as ini:
-            ini.write("[Daemon]\n" + "".join(f"{key} = {value}\n" for key, value in values.items()))
-            ini.write(f"[Logging]\nLogging = verbose\nLogPath = {self.dir}\n")
+        lines = "".join(f"{key} = {value}\n" for key, value in values.items())
+        (self.dir / "ini").write_text(f"[Daemon]\n{lines}[Logging]\nLogging = verbose\nLogPath = {self.dir}\n")
 
     def start(self, status=0, *options):
         self.run_program(COUNTERD, "--ini", "ini", *options, status=status)
         return self.error
 
     def pid(self):
-        with open(self.path("pid"), encoding="utf-8") as file:
-            return int(file.read())
+        return int((self.dir / "pid").read_text())
 
     def kill(self):
-        if os.path.exists(self.path("pid")):
-            try:
-                os.kill(self.pid(), signal.SIGKILL)
-            except ProcessLookupError:
-                pass
+        with contextlib.suppress(FileNotFoundError, ProcessLookupError):
+            os.kill(self.pid(), signal.SIGKILL)
 
     def ask(self, question):
         with socket.socket(socket.AF_UNIX) as client:
@@ -81,8 +77,7 @@ class DaemonTest(ProgramTest):
         os.kill(self.pid(), signal.SIGTERM)
         self.soon(lambda: not os.path.exists(self.path("pid")))
         self.assertFalse(os.path.exists(self.path("socket")))
-        with open(self.path("counterd.log"), encoding="utf-8") as log:
-            text = log.read()
+        text = (self.dir / "counterd.log").read_text()
         for expected in ("serving on", "settings read again", "cannot read", "stopped"):
             self.assertIn(expected, text)
 

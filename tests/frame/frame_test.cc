@@ -1,6 +1,4 @@
 // Versions, start-up, the switches of all tools, assertions and fatal errors.
-#include <atomic>
-
 #include "frame/process_state.h"
 #include "support/test.h"
 
@@ -55,10 +53,8 @@ ChildResult checkArgs(std::vector<std::string> arguments, const char *version = 
 }
 
 TEST(CommonArgs, EveryInformationalSwitchPrintsAndEndsWithStatusOne) {
-    const struct {
-        std::vector<std::string> arguments;
-        std::string output;  // regular expression
-    } rows[] = {
+    const std::pair<std::vector<std::string>, std::string> rows[] = {
+        // arguments, regular expression
         {{"/bin/tool", "x", "--help", "--version"},
             "^This is tool, Version 19.0001.0124.1224\n\nCopyright.*\n.*\nusage of tool\n\n\nCommon Options:\n"
             "(\t--[a-z-]+ +: [^\n]*\n){6}\n$"},
@@ -71,10 +67,10 @@ TEST(CommonArgs, EveryInformationalSwitchPrintsAndEndsWithStatusOne) {
         {{"tool", "--os-test"}, "^System       : Linux\n"},
         {{"tool", "--copyrights"}, "^Copyright.*\n.*web site.\n$"},
     };
-    for (const auto &row : rows) {
-        const auto result = checkArgs(row.arguments);
+    for (const auto &[arguments, output] : rows) {
+        const auto result = checkArgs(arguments);
         EXPECT_EQ(1, result.exit_status);
-        EXPECT_THAT(result.out, testing::ContainsRegex(row.output));
+        EXPECT_THAT(result.out, testing::ContainsRegex(output));
     }
 }
 

@@ -37,8 +37,7 @@ TEST_F(FileTest, LoadersReadTheWholeFileOrReportOnce) {
     free(FileToBuffer(path.c_str(), &size));
     char buffer[3];
     EXPECT_EQ(3 + 3, FileLoadToBuffer(path.c_str(), buffer, 3) + static_cast<ssize_t>(size));
-    expectFailures(
-        {{"105 __doLoad: buffer too small", ENOBUFS, -1, [&] { return FileLoadToBuffer(path.c_str(), buffer, 2); }}});
+    EXPECT_FAILS_WITH("105 __doLoad: buffer too small", -1, FileLoadToBuffer(path.c_str(), buffer, 2));
 }
 
 TEST(Adler32, AgreesWithZlibForEveryLengthAndContinues) {
@@ -61,14 +60,10 @@ TEST_F(FileTest, ChecksumsCoverTheWholeFileOrThePartBehindAPositiveOffset) {
     EXPECT_EQ(sum("abcdef"), CRCFromPartFile(path.c_str(), -2, SEEK_END));
     EXPECT_EQ(1u, CRCFromFile("/dev/null"));
     EXPECT_EQ("", log.text());
-    expectFailures({
-        {"2 CRCFromFile: failed to open file: No such file or directory", ENOENT, 0,
-            [] { return CRCFromFile("/absent"); }},
-        {"22 CRCFromPartFile: failed to seek file: Invalid argument", EINVAL, 0,
-            [&] { return CRCFromPartFile(path.c_str(), 1, 99); }},
-        {"21 CRCFromFile: failed to read file: Is a directory", EISDIR, 0,
-            [&] { return CRCFromFile(dir.path().c_str()); }},
-    });
+    EXPECT_FAILS_WITH("2 CRCFromFile: failed to open file: No such file or directory", 0u, CRCFromFile("/absent"));
+    EXPECT_FAILS_WITH(
+        "22 CRCFromPartFile: failed to seek file: Invalid argument", 0u, CRCFromPartFile(path.c_str(), 1, 99));
+    EXPECT_FAILS_WITH("21 CRCFromFile: failed to read file: Is a directory", 0u, CRCFromFile(dir.path().c_str()));
 }
 
 TEST_F(FileTest, TempCountsUpToNinetyNineAndThenGivesUpLooking) {
@@ -95,8 +90,8 @@ TEST_F(FileTest, SizesAndModesPrintAsPeopleKnowThem) {
         EXPECT_EQ(size, FileSizeGet(path.c_str()));
         EXPECT_EQ(size > 2000000000 ? 1 : 0, is_big(path.c_str()));
     }
-    expectFailures({{"2 is_big: could not access path /absent", ENOENT, -1, [] { return is_big("/absent"); }},
-        {"2 FileSizeGet: could not stat path /absent", ENOENT, -1, [] { return FileSizeGet("/absent"); }}});
+    EXPECT_FAILS_WITH("2 is_big: could not access path /absent", -1, is_big("/absent"));
+    EXPECT_FAILS_WITH("2 FileSizeGet: could not stat path /absent", -1, FileSizeGet("/absent"));
     for (const auto &row : table(2,
              "100644|-rw-r--r--|040755|drwxr-xr-x|0120777|lrwxrwxrwx|010600|prw-------|"
              "020620|crw--w----|060660|brw-rw----|0140000|s---------|0|?---------|"

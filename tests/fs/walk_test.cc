@@ -246,21 +246,16 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
     DirEntry *const root = DirGetChildrenA(walk, DDS_NAMEONLY);
     ASSERT_EQ(root, DirGetNextA(walk));
     EXPECT_EQ(1, DirSetFlagsA(root, DDS_SKIP));
-    const auto opened = [](const char *name, uint32_t options) {
-        return [=] { return static_cast<long>(DirOpenA(name, options, nullptr, 0) != nullptr); };
-    };
-    expectFailures({
-        {"2 DirOpenExA: invalid NULL parameter", ENOENT, 0, opened("", 0x800)},
-        {"", ENOENT, 0, opened("missing", 0x800)},
-        {"", ENOENT, 0, opened("dangling", DDS_PHYSICAL)},
-        {"20 DirOpenExA: cannot access path.", ENOTDIR, 0, opened("t/d/f/x", 0x800)},
-        {"22 DirOpenExA: invalid options", EINVAL, 0, opened("t", 0x800)},
-        {"22 DirGetNextA: invalid NULL parameter", EINVAL, 1, [] { return DirGetNextA(nullptr) == nullptr ? 1L : 0L; }},
-        {"22 DirGetChildrenA: no valid flag settings", EINVAL, 1,
-            [&] { return DirGetChildrenA(walk, DDS_STOP) == nullptr ? 1L : 0L; }},
-        {"22 DirSetFlagsA: no valid flag settings", EINVAL, 0, [&] { return DirSetFlagsA(root, 5); }},
-        {"22 DirCloseW: invalid NULL parameter", EINVAL, 0, [] { return DirCloseW(nullptr); }},
-    });
+    const auto open = [](const char *name, uint32_t options) { return DirOpenA(name, options, nullptr, 0); };
+    EXPECT_FAILS_WITH("2 DirOpenExA: invalid NULL parameter", nullptr, open("", 0x800));
+    EXPECT_FAILS_LOGGING("", ENOENT, nullptr, open("missing", 0x800));
+    EXPECT_FAILS_LOGGING("", ENOENT, nullptr, open("dangling", DDS_PHYSICAL));
+    EXPECT_FAILS_WITH("20 DirOpenExA: cannot access path.", nullptr, open("t/d/f/x", 0x800));
+    EXPECT_FAILS_WITH("22 DirOpenExA: invalid options", nullptr, open("t", 0x800));
+    EXPECT_FAILS_WITH("22 DirGetNextA: invalid NULL parameter", nullptr, DirGetNextA(nullptr));
+    EXPECT_FAILS_WITH("22 DirGetChildrenA: no valid flag settings", nullptr, DirGetChildrenA(walk, DDS_STOP));
+    EXPECT_FAILS_WITH("22 DirSetFlagsA: no valid flag settings", 0, DirSetFlagsA(root, 5));
+    EXPECT_FAILS_WITH("22 DirCloseW: invalid NULL parameter", 0, DirCloseW(nullptr));
     EXPECT_EQ(DDS_SKIP, root->instr);
     EXPECT_EQ(0, DirCloseA(walk));
 }
@@ -292,10 +287,8 @@ TEST_F(WalkFailures, AFailureInGetChildrenEndsTheWalkAtTheNextStep) {
     ASSERT_NE(nullptr, DirGetChildrenA(walk, 0));
     EXPECT_LE(std::chrono::milliseconds(3 * 40), std::chrono::steady_clock::now() - begin) << "a delay for each status";
     const FaultScope fault("getdents64", 1, EIO);
-    expectFailures({{"5 dirBuild: could not read directory", EIO, 1,
-                        [&] { return DirGetChildrenA(walk, 0) == nullptr ? 1L : 0L; }},
-        {"DirGetNextA: DDS_STOP 1, set dds_cur to NULL", EIO, 1,
-            [&] { return DirGetNextA(walk) == nullptr ? 1L : 0L; }}});
+    EXPECT_FAILS_WITH("5 dirBuild: could not read directory", nullptr, DirGetChildrenA(walk, 0));
+    EXPECT_FAILS_LOGGING("DirGetNextA: DDS_STOP 1, set dds_cur to NULL", EIO, nullptr, DirGetNextA(walk));
     EXPECT_EQ(0, DirCloseA(walk));
 }
 

@@ -1,5 +1,3 @@
-#include <bitset>
-
 #include "support/test.h"
 
 namespace {

@@ -100,20 +100,16 @@ TEST_F(Integers, BadTextIsNamedAndGivesZero) {
 TEST_F(Integers, EveryFailingReadOfAFileIsReported) {
     vex::UniqueFile empty(fopen("/dev/null", "r")), directory(fopen(dir.path().c_str(), "r"));
     const std::string unread = "VexUint64InitFromFile \\([0-9]+\\): unable to read file: ";
-    const struct {
-        std::string line;
-        FILE *file;
-        bool binary;
-    } rows[] = {{"61 " + unread + "No data available", empty.get(), true},
+    const std::tuple<std::string, FILE *, bool> rows[] = {{"61 " + unread + "No data available", empty.get(), true},
         {"22 VexUint64InitDeserialize: invalid NULL buffer or empty buffer", empty.get(), false},
         {"21 " + unread + "Is a directory", directory.get(), true},
         {"5 " + unread + "Input/output error", directory.get(), false},
         {"22 VexUint64InitFromFile: invalid NULL file", nullptr, true}};
-    for (const auto &row : rows) {
+    for (const auto &[line, file, binary] : rows) {
         uint64_t value = 99;
-        EXPECT_FAILS(std::stoi(row.line), nullptr, VexUint64InitFromFile(&value, row.file, row.binary, nullptr));
+        EXPECT_FAILS(std::stoi(line), nullptr, VexUint64InitFromFile(&value, file, binary, nullptr));
         EXPECT_EQ(0u, value);
-        EXPECT_THAT(log.lines().back(), MatchesRegex(row.line));
+        EXPECT_THAT(log.lines().back(), MatchesRegex(line));
     }
 }
 

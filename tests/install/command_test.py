@@ -1,5 +1,6 @@
 """The manual page and the completions of a command say what its --help says, in both directions."""
 import os
+import pathlib
 import re
 import subprocess
 import tempfile
@@ -92,8 +93,7 @@ class CommandTest(unittest.TestCase):
     def test_values_and_files_are_completed_where_they_stand(self):
         with tempfile.TemporaryDirectory() as folder:
             os.mkdir(f"{folder}/some folder")
-            with open(f"{folder}/some file", "w", encoding="ascii"):
-                pass
+            pathlib.Path(folder, "some file").touch()
             both, directory = {"some file", "some folder"}, {"some folder"}
             for line, expected in (("vex info so", both), ("vex info x so", both), ("vex walk so", directory),
                                    ("vex seal --key-file so", both), ("vex seal --key-file=so", both),

@@ -2,6 +2,7 @@
 import concurrent.futures
 import glob
 import os
+import pathlib
 import re
 import subprocess
 import tempfile
@@ -13,15 +14,13 @@ PAGES = sorted(glob.glob(f"{SOURCE}/man/*.[1-9]"))
 
 
 def read(path):
-    with open(path, encoding="utf-8") as file:
-        return file.read()
+    return pathlib.Path(path).read_text(encoding="utf-8")
 
 
 def compiled(text, language, folder, name):
     """Compiles a program; the compiler's complaints, or its path."""
     source, program = f"{folder}/{name}.{language}", f"{folder}/{name}"
-    with open(source, "w", encoding="utf-8") as file:
-        file.write(text)
+    pathlib.Path(source).write_text(text, encoding="utf-8")
     compiler = ["cc", "-std=gnu11"] if language == "c" else ["c++", "-std=c++17"]
     done = subprocess.run([*compiler, "-Wall", "-Wextra", "-Werror", source, *FLAGS, "-o", program], capture_output=True,
                           text=True, check=False)

@@ -1,8 +1,6 @@
 // The log file manager: whole lines, rotation, files that move away, files that cannot be opened.
 #include <utime.h>
 
-#include <sstream>
-
 #include "support/test.h"
 
 using vex::util::LogBuffer;

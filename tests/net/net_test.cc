@@ -184,13 +184,12 @@ TEST(Connect, TellsOnceWhyItFailed) {
     fatal.fatal = 1;
     local.local_interface = "192.0.2.1";
     const int before = openDescriptors();
-    expectFailures({
-        {"111 NetConnectByAddr: Failed to connect to host: Connection refused (111)", ECONNREFUSED, -1,
-            [&] { return NetConnectByAddr(list.head, nullptr); }},
-        {"99 NetConnectByAddr: Could not bind to local 192.0.2.1: bind failed (Cannot assign requested address)\n"
-         "99 NetConnectByAddr: Failed to connect to host: Cannot assign requested address (99)",
-            EADDRNOTAVAIL, -1, [&] { return NetConnectByAddr(list.head, &local); }},
-    });
+    EXPECT_FAILS_WITH("111 NetConnectByAddr: Failed to connect to host: Connection refused (111)", -1,
+        NetConnectByAddr(list.head, nullptr));
+    EXPECT_FAILS_WITH(
+        "99 NetConnectByAddr: Could not bind to local 192.0.2.1: bind failed (Cannot assign requested address)\n"
+        "99 NetConnectByAddr: Failed to connect to host: Cannot assign requested address (99)",
+        -1, NetConnectByAddr(list.head, &local));
     EXPECT_EQ(before, openDescriptors());
     LogCapture log;
     EXPECT_EQ(-1, NetConnectByAddr(list.head, &fatal));
@@ -255,22 +254,18 @@ TEST(Relay, ThatStallsOrLiesOrIsNotThereIsGivenUp) {
     const auto connect = [](const char *host, const std::string &port, const std::string &relay_port) {
         List list;
         EXPECT_EQ(0, zq_getaddrinfo4relay(host, port.c_str(), "127.0.0.1", relay_port.c_str(), &list.head));
-        return long{NetConnectByAddr4Relay(list.head, nullptr)};
+        return NetConnectByAddr4Relay(list.head, nullptr);
     };
     LogCapture log;
     {
         Fakes fakes;
         fakes.expired_polls = 1;
-        expectFailures({
-            {"110 NetConnectByAddr4Relay: method response: read failed!", ETIMEDOUT, -1,
-                [&] { return connect("d", "1", relay.port); }},
-            {"22 NetConnectByAddr4Relay: Invalid destination  port 1", EINVAL, -1,
-                [&] { return connect("", "1", "1"); }},
-            {"22 NetConnectByAddr4Relay: Invalid destination d port 65536", EINVAL, -1,
-                [&] { return connect("d", "65536", "1"); }},
-            {"9 NetConnectByAddr4Relay: error on getaddrinfo with 127.0.0.1 and no-port, returns -8", EINVAL, -1,
-                [&] { return connect("d", "1", "no-port"); }},
-        });
+        const std::string who = "NetConnectByAddr4Relay: ";
+        EXPECT_FAILS_WITH("110 " + who + "method response: read failed!", -1, connect("d", "1", relay.port));
+        EXPECT_FAILS_WITH("22 " + who + "Invalid destination  port 1", -1, connect("", "1", "1"));
+        EXPECT_FAILS_WITH("22 " + who + "Invalid destination d port 65536", -1, connect("d", "65536", "1"));
+        EXPECT_FAILS_LOGGING("9 " + who + "error on getaddrinfo with 127.0.0.1 and no-port, returns -8", EINVAL, -1,
+            connect("d", "1", "no-port"));
         EXPECT_THAT(fakes.polls, ElementsAre(120000));
     }
     const std::string port = freePort();
@@ -323,16 +318,15 @@ TEST(Listen, ServesBothFamiliesByOneSocketAndNamesItsPeers) {
     const auto name = [&] {
         return NetGetPeerName(reinterpret_cast<sockaddr *>(&local), sizeof local, host, sizeof host);
     };
-    expectFailures({
-        {"97 NetGetPeerName: get_ip_str. Failed to turn sockaddr to IP string. Turn off DNS Cache", EAFNOSUPPORT, -1,
-            name},
-        {"105 NetGetPeerName: buffer too small", ENOBUFS, -1,
-            [&] { return fakes.seconds_per_answer = 0, local.ss_family = AF_INET, name(); }},
-        {"99 NetBindAndListen: 192.0.2.1: could not bind to this interface using IPv4 (Cannot assign requested "
-         "address), will try next\n"
-         "99 NetBindAndListen: Failed to bind and listen to a socket, exhausted all possible interfaces",
-            EADDRNOTAVAIL, -1, [&] { return NetBindAndListen("192.0.2.1", 0, nullptr, &fd); }},
-    });
+    EXPECT_FAILS_WITH(
+        "97 NetGetPeerName: get_ip_str. Failed to turn sockaddr to IP string. Turn off DNS Cache", -1, name());
+    fakes.seconds_per_answer = 0, local.ss_family = AF_INET;
+    EXPECT_FAILS_WITH("105 NetGetPeerName: buffer too small", -1, name());
+    EXPECT_FAILS_WITH(
+        "99 NetBindAndListen: 192.0.2.1: could not bind to this interface using IPv4 (Cannot assign requested "
+        "address), will try next\n"
+        "99 NetBindAndListen: Failed to bind and listen to a socket, exhausted all possible interfaces",
+        -1, NetBindAndListen("192.0.2.1", 0, nullptr, &fd));
     EXPECT_FALSE(g_DNS_Cache_enabled);
 }
 
@@ -364,12 +358,10 @@ TEST(Transfer, KeepsLinesAndSurvivesBrokenPeers) {
     EXPECT_TRUE(strncmp(text, "42\n\n0", 5) == 0 && text[4 + 1022] == '\n');
     close(ends[0]), close(sockets[0]);
     // SIGPIPE would end the test here
-    expectFailures({
-        {"32 NetSend: could not send on socket", EPIPE, -1, [&] { return NetSend(ends[1], "x"); }},
-        {"32 NetSend: could not send on socket", EPIPE, -1, [&] { return NetSend(sockets[1], "x"); }},
-        {"32 write_n_bytes: Error happened in send()", EPIPE, -1, [&] { return write_n_bytes(sockets[1], text, 9); }},
-        {"88 read_n_bytes: Error happened in recv()", ENOTSOCK, -1, [&] { return read_n_bytes(ends[1], text, 9); }},
-    });
+    EXPECT_FAILS_WITH("32 NetSend: could not send on socket", -1, NetSend(ends[1], "x"));
+    EXPECT_FAILS_WITH("32 NetSend: could not send on socket", -1, NetSend(sockets[1], "x"));
+    EXPECT_FAILS_WITH("32 write_n_bytes: Error happened in send()", -1, write_n_bytes(sockets[1], text, 9));
+    EXPECT_FAILS_WITH("88 read_n_bytes: Error happened in recv()", -1, read_n_bytes(ends[1], text, 9));
     close(ends[1]), close(sockets[1]);
 }
 
@@ -398,12 +390,10 @@ TEST(Select, WaitsLongerAndLongerAndTellsDataFromTheEnd) {
         const FaultScope fault("poll", 1, err);
         return NetSelect(ends[0], 9);
     };
-    expectFailures({
-        {"32 NetCheckForInput: invalid pipe", EPIPE, -1, [&] { return NetCheckForInput(ends[0]); }},
-        {"9 NetSelect: invalid pipe", EBADF, -1, [] { return NetSelect(-1, 0); }},
-        {"", EINTR, -1, [&] { return failing(EINTR); }},
-        {"12 NetSelect: poll failed", ENOMEM, -1, [&] { return failing(ENOMEM); }},
-    });
+    EXPECT_FAILS_WITH("32 NetCheckForInput: invalid pipe", -1, NetCheckForInput(ends[0]));
+    EXPECT_FAILS_WITH("9 NetSelect: invalid pipe", -1, NetSelect(-1, 0));
+    EXPECT_FAILS_LOGGING("", EINTR, -1, failing(EINTR));
+    EXPECT_FAILS_WITH("12 NetSelect: poll failed", -1, failing(ENOMEM));
     close(ends[0]);
 }
 

@@ -98,10 +98,10 @@ TEST_F(PidFile, TheLockAndNotTheNumberTellsWhoLives) {
     EXPECT_EQ(getpid(), holder(path));
     const std::string link = dir / "link";
     ASSERT_EQ(0, symlink("file", link.c_str()));
-    expectFailures({{"17 VexPidFileCreate: already running with pid " + std::to_string(getpid()), EEXIST, -1,
-                        [&] { return VexPidFileCreate(path.c_str()); }},
-        {"40 VexPidFileCreate: could not open PID file " + link + ": Too many levels of symbolic links", ELOOP, -1,
-            [&] { return VexPidFileCreate(link.c_str()); }}});
+    EXPECT_FAILS_WITH("17 VexPidFileCreate: already running with pid " + std::to_string(getpid()), -1,
+        VexPidFileCreate(path.c_str()));
+    EXPECT_FAILS_WITH("40 VexPidFileCreate: could not open PID file " + link + ": Too many levels of symbolic links",
+        -1, VexPidFileCreate(link.c_str()));
     ASSERT_EQ(0, rename(path.c_str(), (dir / "moved").c_str()));
     writeFile(path, "another's");
     EXPECT_EQ(0, VexPidFileRemove(path.c_str(), fd));

@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <functional>
 #include <string>
-#include <vector>
 
 #include "support/log_capture.h"
 
@@ -18,36 +16,15 @@
         EXPECT_EQ(error, errno);          \
     } while (false)
 
-/// The same with one log line, whose code errno holds then: "22 who: why".
-#define EXPECT_FAILS_WITH(line, result, call)            \
-    do {                                                 \
-        const std::string expected(line);                \
-        vextest::LogCapture logged;                      \
-        EXPECT_FAILS(std::stoi(expected), result, call); \
-        EXPECT_EQ(expected, logged.text());              \
+/// The same with what it logs, lines separated by newlines.
+#define EXPECT_FAILS_LOGGING(lines, error, result, call)       \
+    do {                                                       \
+        const vextest::LogCapture logged;                      \
+        EXPECT_FAILS(error, result, call);                     \
+        EXPECT_EQ(std::string(lines), logged.text()) << #call; \
     } while (false)
 
-namespace vextest {
-
-/// A call that must fail: what it logs, lines separated by newlines, what it leaves in errno, and the result it gives.
-struct Failure {
-    std::string log;
-    int error;
-    long result;
-    std::function<long()> call;
-};
-
-inline void expectFailures(const std::vector<Failure> &rows) {
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.log + " / " + std::to_string(&row - rows.data()));
-        LogCapture log;
-        errno = 0;
-        EXPECT_EQ(row.result, row.call());
-        EXPECT_EQ(row.error, errno);
-        EXPECT_EQ(row.log, log.text());
-    }
-}
-
-}  // namespace vextest
+/// The same where errno holds the first line's code: "22 who: why".
+#define EXPECT_FAILS_WITH(lines, result, call) EXPECT_FAILS_LOGGING(lines, std::stoi(lines), result, call)
 
 #endif

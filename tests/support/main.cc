@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "support/seed.h"
+#include "support/data.h"
 
 namespace vextest {
 namespace {

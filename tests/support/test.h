@@ -14,14 +14,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <climits>
 #include <cmath>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,11 +33,10 @@
 
 #include "base/unique_fd.h"
 #include "support/child.h"
+#include "support/data.h"
 #include "support/failures.h"
 #include "support/faults.h"
 #include "support/log_capture.h"
-#include "support/seed.h"
-#include "support/table.h"
 #include "support/temp_dir.h"
 
 namespace vextest {
