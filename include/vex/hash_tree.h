@@ -174,7 +174,8 @@ VEX_API int VexHashTreeLastNode(VexHashTree *tree, void *out, VexHashTreePath *p
  * @param key   a record; it need not be in the tree unless @p path is in use.
  * @param out   receives the record; may be NULL, and may be @p key.
  * @param path  where @p key is: the step goes from there without a search. NULL or empty: the key
- *              is searched. Left at the record, empty when the result is 0 or -1.
+ *              is searched. Left at the record, empty when the result is 0 or -1; unchanged when an
+ *              argument is NULL or no slab is to be had, for nothing was searched then.
  */
 VEX_API int VexHashTreeNextNode(VexHashTree *tree, const void *key, void *out,
                                 VexHashTreePath *path);
