@@ -52,8 +52,8 @@ VEX_BEGIN_DECLS
  * @param b     the record or key that the caller gave.
  */
 typedef int (*VexHashTreeCompare)(void *user, const void *a, const void *b);
-/** The hash of a record; its low bits pick the bucket, and from 2^12 buckets on the next five of
- * its low 32 help to tell absent keys. Equal records must hash alike in all of these. */
+/** The hash of a record; its low bits pick the bucket, and from 2^12 buckets on bits 27 to 31 help
+ * to tell absent keys, which takes longer where they do not vary. Equal records must hash alike. */
 typedef uint64_t (*VexHashTreeHash)(void *user, const void *data);
 
 /** A node; the caller's data follows at VexHashTreeNodeDataOffset. Nodes lie wherever their slab's
@@ -68,7 +68,7 @@ typedef struct VexHashTreeNode {
 /** The tree; read-only for callers. */
 typedef struct VexHashTree {
     uint32_t bits;                  /**< log2 of the number of buckets, 0 to 29 */
-    uint32_t ofDigests;             /**< 1 when compare and hash are those for digests */
+    uint32_t digestMask;            /**< 2^bits - 1 with the functions for digests, else 0 */
     uint64_t slabSize;              /**< bytes a slab of the preallocator */
     uint64_t nodeDataSize;          /**< bytes a record */
     VexHashTreeCompare compare;     /**< orders the records of a bucket */

@@ -29,11 +29,31 @@ inline int compareDigests(const void *a, const void *b) {
     return __builtin_bswap64(*x) < __builtin_bswap64(*y) ? -1 : 1;
 }
 
+/// For trees whose mask is not 0.
 struct DigestKeys {
-    explicit DigestKeys(const VexHashTree *) {}
+    explicit DigestKeys(const VexHashTree *tree) : mask(tree->digestMask) {}
+    uint64_t mask;
+    uint64_t bucket(uint64_t hash) const { return hash & mask; }
     /// Not the word that comparisons look at first: it is the same in much of a bucket.
     static uint64_t hash(const void *data) { return static_cast<const Word *>(data)[1]; }
     int operator()(Node *node, const void *key) const { return compareDigests(dataOf(node), key); }
+    /// Copies the record out, when the caller wants it. Its digest is the key's, which is in
+    /// registers already.
+    void give(const VexHashTree *tree, Node *node, const void *key, void *out) const {
+        if (out == nullptr) return;
+        const auto *const digest = static_cast<const Wide *>(key);
+        const Wide low = digest[0],
+                   high = digest[1];  // before @p out is written: it may be the key
+        static_cast<Wide *>(out)[0] = low;
+        static_cast<Wide *>(out)[1] = high;
+        const char *const record = static_cast<const char *>(dataOf(node));
+        const size_t size = tree->nodeDataSize;
+        if (size <= 48)
+            copyWide(out, record, size - 16);
+        else
+            copyRecord(static_cast<char *>(out) + VexHashTreeDigestSize,
+                       record + VexHashTreeDigestSize, size - VexHashTreeDigestSize);
+    }
 };
 
 }  // namespace vex::tree

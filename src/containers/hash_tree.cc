@@ -82,10 +82,9 @@ VexHashTree *VexHashTreeInit(VexHashTree *tree, uint32_t bits, uint64_t nodeData
                              uint64_t slabSize) {
     if (tree == nullptr || bits > kMaxBits || compare == nullptr || hash == nullptr)
         return VEX_FAIL(EINVAL, nullptr, "invalid NULL parameter");
-    const bool of_digests = compare == &VexHashTreeCompareDigest && hash == &VexHashTreeHashDigest;
-    if (of_digests && nodeDataSize < VexHashTreeDigestSize)
+    if (isOfDigests(compare, hash) && nodeDataSize < VexHashTreeDigestSize)
         return VEX_FAIL(EINVAL, nullptr, "record smaller than a digest");
-    *tree = {bits, of_digests, slabSize, nodeDataSize, compare, hash, user, nullptr, nullptr, 0, 0};
+    *tree = {bits, 0, slabSize, nodeDataSize, compare, hash, user, nullptr, nullptr, 0, 0};
     // taking a block adds 1 to its first word, so all ones make a fresh node's left link null; no
     // live node's left link can be all ones
     tree->allocator =
@@ -93,6 +92,7 @@ VexHashTree *VexHashTreeInit(VexHashTree *tree, uint32_t bits, uint64_t nodeData
     if (tree->allocator == nullptr)
         return VEX_FAIL(errno, nullptr, "failed to initialize preallocator");
     tree->buckets = newBuckets(bits);
+    setDigestMask(tree);
     if (tree->buckets != nullptr) return tree;
     const int err = errno;
     VexHashTreeDeinit(tree);
@@ -115,6 +115,7 @@ void VexHashTreeDeinit(VexHashTree *tree) {
     freeBuckets(tree->buckets, tree->bits);
     tree->allocator = nullptr;
     tree->buckets = nullptr;
+    tree->digestMask = 0;
 }
 
 void VexHashTreeDelete(VexHashTree **tree) {

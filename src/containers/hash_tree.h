@@ -17,13 +17,30 @@ inline uint64_t bucketOf(const VexHashTree *tree, uint64_t hash) {
     return hash & (bucketCount(tree->bits) - 1);
 }
 
+inline bool isOfDigests(VexHashTreeCompare compare, VexHashTreeHash hash) {
+    return compare == &VexHashTreeCompareDigest && hash == &VexHashTreeHashDigest;
+}
+inline void setDigestMask(VexHashTree *tree) {
+    const bool of_digests = isOfDigests(tree->compare, tree->hash);
+    tree->digestMask = of_digests ? static_cast<uint32_t>(bucketCount(tree->bits) - 1) : 0;
+}
+
+/// Copies a node's record out, when the caller wants it.
+inline void giveRecord(const VexHashTree *tree, Node *node, void *out) {
+    if (out != nullptr) copyRecord(out, dataOf(node), tree->nodeDataSize);
+}
+
 /// Keys that the caller's functions hash and compare.
 struct CallerKeys {
     explicit CallerKeys(const VexHashTree *keys_of) : tree(keys_of) {}
     const VexHashTree *tree;
+    uint64_t bucket(uint64_t hash) const { return bucketOf(tree, hash); }
     uint64_t hash(const void *data) const { return tree->hash(tree->user, data); }
     int operator()(Node *node, const void *key) const {
         return tree->compare(tree->user, dataOf(node), key);
+    }
+    void give(const VexHashTree *, Node *node, const void *, void *out) const {
+        giveRecord(tree, node, out);
     }
 };
 /// Where a record belongs: its bucket, and what is noted of that.
@@ -42,15 +59,10 @@ struct Spot {
 template <typename Keys>
 Spot spotOf(Keys keys, const VexHashTree *tree, const void *data) {
     const uint64_t hash = keys.hash(data);
-    const uint64_t bucket = bucketOf(tree, hash);
+    const uint64_t bucket = keys.bucket(hash);
     return {reinterpret_cast<Link *>(tree->buckets + bucket), noteOf(tree->buckets, bucket),
-            noteBits(hash, tree->bits)};
+            noteBits(hash)};
 }
-/// Copies a node's record out, when the caller wants it.
-inline void giveRecord(const VexHashTree *tree, Node *node, void *out) {
-    if (out != nullptr) copyRecord(out, dataOf(node), tree->nodeDataSize);
-}
-
 /// Every keyed operation first makes sure of a free block, so that it can insert and so that it
 /// takes the same slabs whatever it finds.
 inline bool hasBlock(const VexHashTree *tree) {

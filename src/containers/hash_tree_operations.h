@@ -17,6 +17,12 @@ inline bool isReady(const VexHashTree *tree, const void *key) {
     return tree != nullptr && key != nullptr && hasBlock(tree);
 }
 
+/// The same for a tree of digests. Its mask, unless 0, tells that there is an allocator.
+inline bool isReadyForDigest(const VexHashTree *tree, const void *key) {
+    return tree != nullptr && key != nullptr && tree->digestMask != 0 &&
+           tree->allocator->free_blocks != nullptr;
+}
+
 [[gnu::always_inline]] inline Node *newNode(VexHashTree *tree, const void *data) {
     auto *const node = static_cast<Node *>(slab::takeBlock(tree->allocator));
     copyRecord(dataOf(node), data, tree->nodeDataSize);
@@ -118,7 +124,7 @@ template <typename Keys>
 }
 
 template <typename Keys>
-[[gnu::noinline]] int lookUp(VexHashTree *tree, const void *key, void *out) {
+[[gnu::always_inline]] inline int lookUpInline(VexHashTree *tree, const void *key, void *out) {
     const Keys keys(tree);
     const Spot spot = spotOf(keys, tree, key);
     if (!spot.mayHold()) return 0;
@@ -126,8 +132,13 @@ template <typename Keys>
     const Outcome outcome = find(keys, *spot.root, key, &node);
     if (outcome == Outcome::kError) return lookUpFailed();
     if (outcome == Outcome::kAbsent) return 0;
-    giveRecord(tree, node, out);
+    keys.give(tree, node, key, out);
     return 1;
+}
+
+template <typename Keys>
+[[gnu::noinline]] int lookUp(VexHashTree *tree, const void *key, void *out) {
+    return lookUpInline<Keys>(tree, key, out);
 }
 
 }  // namespace vex::tree

@@ -4,7 +4,10 @@
 namespace vex::tree {
 
 bool addBlocks(const char *who, VexHashTree *tree) {
-    if (preallocator_preallocate(tree->allocator, 1) == 0) return true;
+    if (preallocator_preallocate(tree->allocator, 1) == 0) {
+        if (hasBlock(tree)) return true;
+        errno = EINVAL;  // somebody has reset the tree's allocator, whose count now lies
+    }
     return VEX_FAIL_AS(who, errno, errno, false, "unable to create new node: %m");
 }
 
@@ -45,33 +48,72 @@ int lookUpWithPath(VexHashTree *tree, const void *key, void *out, Path *path) {
     return 1;
 }
 
-// The common cases of trees of digests, apart from the others so that they call nothing.
+// Nearly all buckets hold one or two records. These changes of trees of digests do what such
+// buckets need without a call or a trail, and leave the others to the general functions: those
+// compare anew, which no caller can tell of digests.
 
 int findOrInsertDigest(VexHashTree *tree, const void *data, void *out) {
-    const Spot spot = spotOf(DigestKeys(tree), tree, data);
+    const DigestKeys keys(tree);
+    const Spot spot = spotOf(keys, tree, data);
     __builtin_prefetch(spot.root, 1);
-    if (!spot.isEmpty()) return findOrInsert<DigestKeys>(tree, data, out);
-    (void)insertFirst(tree, spot, data);
+    if (spot.isEmpty()) {
+        (void)insertFirst(tree, spot, data);
+        return 1;
+    }
+    Node *const root = *spot.root;
+    if (root == nullptr) return findOrInsert<DigestKeys>(tree, data, out);
+    const int result = keys(root, data);
+    const Side side = sideFrom(result);
+    if (result == 0 || child(root, side) != nullptr)
+        return findOrInsert<DigestKeys>(tree, data, out);
+    Node *const node = newNode(tree, data);
+    makeLeaf(node);
+    *linkOf(root, side) = node;
+    root->balance = static_cast<int8_t>(root->balance + lean(side));  // beside a leaf or nothing
+    spot.noteInsertion();
     return 1;
+}
+
+bool isLeaf(Node *node) {
+    return child(node, kLeft) == nullptr && child(node, kRight) == nullptr;
+}
+
+/// Unlinks the root's child that is the equal of @p key, if it is a leaf and can go without a
+/// rotation; else returns nullptr.
+Node *detachLeaf(Node *root, Side side, const void *key) {
+    Node *const node = child(root, side);
+    if (node == nullptr || !areEqualDigests(dataOf(node), key) || !isLeaf(node) ||
+        root->balance == lean(opposite(side)))
+        return nullptr;
+    root->balance = static_cast<int8_t>(root->balance - lean(side));
+    *linkOf(root, side) = nullptr;
+    return node;
 }
 
 int removeDigest(VexHashTree *tree, const void *key, void *out) {
     const DigestKeys keys(tree);
     const Spot spot = spotOf(keys, tree, key);
     if (!spot.mayHold()) return 0;
-    Node *const node = *spot.root;
-    if (node == nullptr || keys(node, key) != 0 || child(node, kRight) != nullptr)
-        return removeEqual<DigestKeys>(tree, key, out);
-    *spot.root = child(node, kLeft);
-    return giveBack(tree, spot, node, out);
+    Node *node = *spot.root;
+    const int result = node != nullptr ? keys(node, key) : 0;
+    if (result != 0)
+        node = detachLeaf(node, sideFrom(result), key);
+    else if (node != nullptr && child(node, kRight) == nullptr)
+        *spot.root = child(node, kLeft);
+    else if (node != nullptr && child(node, kLeft) == nullptr)
+        *spot.root = child(node, kRight);
+    else
+        node = nullptr;
+    return node != nullptr ? giveBack(tree, spot, node, out)
+                           : removeEqual<DigestKeys>(tree, key, out);
 }
 
 }  // namespace
 
 int VexHashTreeFindOrInsert(VexHashTree *tree, const void *data, void *out) {
+    if (isReadyForDigest(tree, data)) return findOrInsertDigest(tree, data, out);
     if (!isReady(tree, data)) return makeReady<VexHashTreeFindOrInsert>(__func__, tree, data, out);
-    return tree->ofDigests != 0 ? findOrInsertDigest(tree, data, out)
-                                : findOrInsert<CallerKeys>(tree, data, out);
+    return findOrInsert<CallerKeys>(tree, data, out);
 }
 
 int VexHashTreeFindOrInsertNode(VexHashTree *tree, const void *data, void *out,
@@ -91,21 +133,21 @@ int VexHashTreeFindOrInsertNode(VexHashTree *tree, const void *data, void *out,
 int VexHashTreeReplaceOrInsert(VexHashTree *tree, const void *data, void *out) {
     if (!isReady(tree, data))
         return makeReady<VexHashTreeReplaceOrInsert>(__func__, tree, data, out);
-    return tree->ofDigests != 0 ? replaceOrInsert<DigestKeys>(tree, data, out)
-                                : replaceOrInsert<CallerKeys>(tree, data, out);
+    return tree->digestMask != 0 ? replaceOrInsert<DigestKeys>(tree, data, out)
+                                 : replaceOrInsert<CallerKeys>(tree, data, out);
 }
 
 int VexHashTreeRemove(VexHashTree *tree, const void *key, void *out) {
+    if (isReadyForDigest(tree, key)) return removeDigest(tree, key, out);
     if (!isReady(tree, key)) return makeReady<VexHashTreeRemove>(__func__, tree, key, out);
-    return tree->ofDigests != 0 ? removeDigest(tree, key, out)
-                                : removeEqual<CallerKeys>(tree, key, out);
+    return removeEqual<CallerKeys>(tree, key, out);
 }
 
 int VexHashTreeGet(VexHashTree *tree, const void *key, void *out) {
+    if (isReadyForDigest(tree, key)) return lookUpInline<DigestKeys>(tree, key, out);
     if (!isReady(tree, key))
         return makeReady<VexHashTreeGet>("VexHashTreeFindNode", tree, key, out);
-    return tree->ofDigests != 0 ? lookUp<DigestKeys>(tree, key, out)
-                                : lookUp<CallerKeys>(tree, key, out);
+    return lookUp<CallerKeys>(tree, key, out);
 }
 
 int VexHashTreeFindNode(VexHashTree *tree, const void *key, void *out, VexHashTreePath *path) {

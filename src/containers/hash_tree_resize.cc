@@ -76,7 +76,8 @@ int VexHashTreeSetBits(VexHashTree *tree, uint32_t bits) {
     tree->buckets = buckets;
     tree->bits = bits;
     ++tree->layout;
-    const bool linked = tree->ofDigests != 0 ? relinkAll(DigestKeys(tree), tree)
-                                             : relinkAll(CallerKeys(tree), tree);
+    setDigestMask(tree);
+    const bool linked = tree->digestMask != 0 ? relinkAll(DigestKeys(tree), tree)
+                                              : relinkAll(CallerKeys(tree), tree);
     return linked ? 0 : VEX_FAIL(EINVAL, -1, "failed to replace or insert node");
 }

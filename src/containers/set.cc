@@ -41,8 +41,8 @@ int compareRecords(void *user, const void *a, const void *b) {
 /// The same for the set's own calls: without the way through the tree's functions, which serve
 /// where a slab is wanted first, and with the way on from a node asked for while the comparison
 /// waits for the object behind its pointer.
-struct ObjectKeys {
-    explicit ObjectKeys(const VexHashTree *tree) : set(tree->user) {}
+struct ObjectKeys : CallerKeys {
+    explicit ObjectKeys(const VexHashTree *keys_of) : CallerKeys(keys_of), set(keys_of->user) {}
     uint64_t hash(const void *record) const { return hashRecord(set, record); }
     int operator()(VexHashTreeNode *node, const void *record) const {
         prefetchNode(node->left, node, 1);

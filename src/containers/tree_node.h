@@ -49,15 +49,19 @@ inline void *dataOf(Node *node) {
 typedef long long Wide __attribute__((vector_size(16), aligned(1), may_alias));
 typedef uint64_t Word __attribute__((aligned(1), may_alias));
 
+/// Copies the 16 bytes @p at bytes behind either address.
+inline void copyWide(void *to, const void *from, size_t at) {
+    *reinterpret_cast<Wide *>(static_cast<char *>(to) + at) =
+        *reinterpret_cast<const Wide *>(static_cast<const char *>(from) + at);
+}
+
 /// Copies a record in a few moves, which may overlap, and without a call, for which its caller
 /// would have to save registers. A digest with a few words behind it is what large trees hold, so
 /// these sizes are asked for first.
 inline void copyRecord(void *to, const void *from, size_t size) {
     auto *const target = static_cast<char *>(to);
     const auto *const source = static_cast<const char *>(from);
-    const auto wide = [&](size_t at) {
-        *reinterpret_cast<Wide *>(target + at) = *reinterpret_cast<const Wide *>(source + at);
-    };
+    const auto wide = [&](size_t at) { copyWide(target, source, at); };
     const auto word = [&](size_t at) {
         *reinterpret_cast<Word *>(target + at) = *reinterpret_cast<const Word *>(source + at);
     };
