@@ -7,21 +7,15 @@ namespace {
 using std::string_view_literals::operator""sv;
 
 struct IniLoad : FolderTest {
-    std::string value(const char *key) { return value(key, path); }
-    std::string value(const char *key, const std::string &file) {
+    std::string value(const char *key, const char *file = nullptr) {
         char buf[256];
-        InifileGetValueA("s", key, buf, sizeof buf, "(none)", file.c_str());
-        return buf;
+        return InifileGetValueA("s", key, buf, sizeof buf, "(none)", file != nullptr ? file : path.c_str()), buf;
     }
     std::string load(const std::string &text) {
         InifileReleaseAll();
         writeFile(path, text);
         EXPECT_EQ(0, InifileLoadA(path.c_str()));
         return path;
-    }
-    std::string saved() {
-        EXPECT_EQ(0, InifileSaveA(path.c_str()));
-        return readFile(path);
     }
 };
 
@@ -38,8 +32,8 @@ TEST_F(IniLoad, KeepsCommentsOrderAndDuplicatesThroughALoadAndSave) {
              "[s]\nLONGER-THAN-8@=1\nlonger-than-8@=2\n|[s]\nLONGER-THAN-8@=1\nlonger-than-8@=2\n|"
              "[s]\nk@y=1\nb=2\nk`y=3\n|[s]\nk@y=1\nb=2\nk`y=3\n|[a b ]x]\nk=1|[a b ]\nk=1\n|"
              "\xef\xbb\xbf[s]\nk=1\n|k=1\n|a=1\0b=2\n|a=1\n|"sv)) {
-        load(row[0]);
-        EXPECT_EQ(row[1], saved());
+        EXPECT_EQ(0, InifileSaveA(load(row[0]).c_str()));
+        EXPECT_EQ(row[1], readFile(path));
         EXPECT_EQ("", log.text());
     }
 }
@@ -63,7 +57,7 @@ TEST_F(IniLoad, NeverReplacesAFileThatItCouldNotRead) {
         SCOPED_TRACE(file);
         InifileReleaseAll();
         EXPECT_EQ(0, InifileLoadA(file.c_str()));
-        EXPECT_EQ("(none)", value("k", file));
+        EXPECT_EQ("(none)", value("k", file.c_str()));
         EXPECT_FAILS(err, -1, InifileSaveA(file.c_str()));
         EXPECT_EQ(-1, InifileFlushAll());
         const std::string code = std::to_string(err) + " ", text = strerror(err),

@@ -41,22 +41,17 @@ TEST_F(IniSave, AFailedCallLeavesTheOldFileOneLogLineAndNoStrayFile) {
 }
 
 TEST_F(IniSave, ACrashAtAnyCallLeavesTheOldOrTheNewFile) {
-    bool crashed = true, seen_new = false;
-    for (unsigned nth = 1; crashed; ++nth) {
-        SCOPED_TRACE(nth);
-        const auto ended = runChild([&] {
-            const FaultScope fault(kDiskCalls, nth, FaultScope::kCrash);
-            EXPECT_EQ(0, InifileSaveA(path.c_str()));
+    bool seen_new = false;
+    forEachCrash(
+        kDiskCalls, [&] { EXPECT_EQ(0, InifileSaveA(path.c_str())); },
+        [&](bool crashed) {
+            const std::string now = readFile(path);
+            EXPECT_TRUE(now == kNew || (now == kOld && !seen_new)) << now;
+            seen_new = now == kNew;
+            if (!crashed) return;
+            for (const auto &name : dir.list()) unlink((dir / name).c_str());
+            prepare();
         });
-        crashed = ended.exit_status == FaultScope::kCrashStatus;
-        const std::string now = readFile(path);
-        EXPECT_TRUE(now == kNew || (now == kOld && !seen_new)) << now;
-        seen_new = now == kNew;
-        if (!crashed) break;
-        prepare();
-        for (const auto &name : dir.list())
-            if (name != "file") unlink((dir / name).c_str());
-    }
     EXPECT_TRUE(seen_new);
     EXPECT_EQ(kOld, readFile(path + ".bak"));
 }

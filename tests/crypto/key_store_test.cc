@@ -95,46 +95,40 @@ TEST_F(KeyStore, RotatesUntilFullBehindALinkAndUnderReaders) {
 
 // Whatever fails, and wherever the machine stops, the old store or the new one is readable.
 TEST_F(KeyStore, SurvivesEveryFailureAndCrash) {
-    const std::vector<std::string> disk_calls = {"write", "fsync", "rename"},
-                                   calls = {"open", "read", "write", "close", "fsync", "rename", "fchmod", "stat",
-                                       "lstat", "new", "RAND_bytes"};
-    const auto survives = [&](bool rotate, unsigned nth, int err) {
-        const TempDir folder;
-        const std::string store = folder / "k";
-        if (rotate) { EXPECT_EQ(0, PasswdKeyStoreInit(store.c_str())); }
-        const std::string before = keyText(store);
-        int result = 0;
-        std::string faulted;
-        const auto act = [&] {
-            const FaultScope fault(err == FaultScope::kCrash ? disk_calls : calls, nth, err);
-            result = rotate ? PasswdKeyStoreRotate(store.c_str()) : PasswdKeyStoreInit(store.c_str());
-            faulted = fault.faultedCall();
+    const std::string store = dir / "k";
+    for (const bool rotate : {false, true}) {
+        std::string before;
+        const auto prepare = [&] {
+            for (const auto &name : dir.list()) std::filesystem::remove(dir / name);
+            if (rotate) { EXPECT_EQ(0, PasswdKeyStoreInit(store.c_str())); }
+            before = keyText(store);
+            log.clear();
         };
-        log.clear();
-        if (err != FaultScope::kCrash) {
-            act();
-            EXPECT_EQ(result == 0, log.lines().empty()) << log.text();
-        } else if (runChild(act).exit_status == FaultScope::kCrashStatus) {
-            faulted = "crash";
-        }
-        SCOPED_TRACE(std::to_string(nth) + faulted);
-        const std::string after = keyText(store);
-        EXPECT_TRUE(after != "unreadable" || (!rotate && !faulted.empty()));
-        if (faulted != "crash") {
-            EXPECT_TRUE(result != 0 || after != before);
-            EXPECT_EQ(after == "unreadable" ? 0U : 2U, folder.list().size());
-        }
-        const bool there = access(store.c_str(), F_OK) == 0;
-        EXPECT_EQ(0, there ? PasswdKeyStoreRotate(store.c_str()) : PasswdKeyStoreInit(store.c_str()));
-        EXPECT_THAT(folder.list(), ElementsAre("k", "k.chksum"));
-        return !faulted.empty();
-    };
-    for (const int err : {EIO, FaultScope::kCrash}) {
-        for (const bool rotate : {false, true}) {
-            unsigned nth = 1;
-            while (survives(rotate, nth, err)) ++nth;
-            EXPECT_GT(nth, 6U);
-        }
+        const auto act = [&](bool again) {
+            return again ? PasswdKeyStoreRotate(store.c_str()) : PasswdKeyStoreInit(store.c_str());
+        };
+        const auto check = [&](bool faulted) {
+            const std::string after = keyText(store);
+            EXPECT_TRUE(after != "unreadable" || (!rotate && faulted));
+            EXPECT_EQ(0, act(access(store.c_str(), F_OK) == 0)) << "it can go on";
+            EXPECT_THAT(dir.list(), ElementsAre("k", "k.chksum"));
+            prepare();
+            return after;
+        };
+        prepare();
+        const std::vector<std::string> calls = {
+            "open", "read", "write", "close", "fsync", "rename", "fchmod", "stat", "lstat", "new", "RAND_bytes"};
+        EXPECT_LT(5U, forEachFault(calls, EIO, [&](const FaultScope &fault) {
+            const int result = act(rotate);
+            const FaultPause pause;
+            EXPECT_EQ(result == 0, log.take().empty());
+            const size_t files = dir.list().size();
+            const std::string old = before, after = check(fault.fired());
+            EXPECT_TRUE(result != 0 || after != old) << fault.faultedCall();
+            EXPECT_EQ(after == "unreadable" ? 0U : 2U, files) << fault.faultedCall();
+        }));
+        EXPECT_LT(5U, forEachCrash(
+                          {"write", "fsync", "rename"}, [&] { act(rotate); }, check));
     }
 }
 

@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+#include "support/child.h"
+
 namespace vextest {
 namespace {
 
@@ -51,6 +53,21 @@ unsigned forEachFault(
     }
     ADD_FAILURE() << "the scenario never ran without a fault";
     return kMostRuns;
+}
+
+unsigned forEachCrash(const std::vector<std::string> &calls, const std::function<void()> &body,
+    const std::function<void(bool crashed)> &check) {
+    unsigned nth = 1;
+    for (bool crashed = true; crashed; ++nth) {
+        SCOPED_TRACE("crash number " + std::to_string(nth));
+        const auto child = runChild([&] {
+            const FaultScope fault(calls, nth, FaultScope::kCrash);
+            body();
+        });
+        crashed = child.exit_status == FaultScope::kCrashStatus;
+        check(crashed);
+    }
+    return nth - 2;
 }
 
 }  // namespace vextest

@@ -52,6 +52,11 @@ int faultFor(const char *call);
 unsigned forEachFault(
     const std::vector<std::string> &calls, int err, const std::function<void(const FaultScope &)> &scenario);
 
+/// Runs the body in children that end at the first, second, third … of the named calls, as a power cut would end them,
+/// and each time what is to be checked then, until one ends by itself. Returns how many did not.
+unsigned forEachCrash(const std::vector<std::string> &calls, const std::function<void()> &body,
+    const std::function<void(bool crashed)> &check);
+
 /// Lifts all faults while it lives: for the checks inside a scenario.
 class FaultPause {
 public:
