@@ -19,21 +19,7 @@ BlowfishContext stateFor(const Bytes &key) {
     return state;
 }
 
-TEST(Blowfish, MatchesThePublishedVectors) {
-    for (const auto &row :
-        table(3,
-            "0000000000000000|0000000000000000|4EF997456198DD78|FFFFFFFFFFFFFFFF|FFFFFFFFFFFFFFFF|51866FD5B85ECB8A|"
-            "3000000000000000|1000000000000001|7D856F9A613063F2|1111111111111111|1111111111111111|2466DD878B963C9D|"
-            "0123456789ABCDEF|1111111111111111|61F9C3802281B096|1111111111111111|0123456789ABCDEF|7D0CC630AFDA1EC7|"
-            "FEDCBA9876543210|0123456789ABCDEF|0ACEAB0FC6A0A28D|7CA110454A1A6E57|01A1D6D039776742|59C68245EB05282B|"
-            "0131D9619DC1376E|5CD54CA83DEF57DA|B1B8CC0B250F09A0|07A1133E4A0B2686|0248D43806F67172|1730E5778BEA1DA4|")) {
-        BlowfishContext state = stateFor(fromHex(row[0]));
-        Bytes block(8);
-        EXPECT_EQ(8, BlowfishEncodeECB(&state, fromHex(row[1]).data(), block.data(), 8));
-        EXPECT_EQ(fromHex(row[2]), block);
-        EXPECT_EQ(8, BlowfishDecodeECB(&state, block.data(), block.data(), 8));
-        EXPECT_EQ(fromHex(row[1]), block);
-    }
+TEST(Blowfish, ChainsAndPadsAsThePublishedVectorDoes) {
     BlowfishContext state = stateFor(fromHex("0123456789ABCDEFF0E1D2C3B4A59687"));
     state.chain[0] = 0xFEDCBA98;
     state.chain[1] = 0x76543210;

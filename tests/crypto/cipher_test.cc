@@ -1,4 +1,3 @@
-
 #include "crypto/streams.h"
 
 namespace {

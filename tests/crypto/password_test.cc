@@ -1,12 +1,10 @@
-
 #include "crypto/key_store.h"
 #include "crypto/streams.h"
 
 namespace {
 
 /// A store whose current key's text begins with "0000000100000002".
-class Password : public Test {
-protected:
+struct Password : FolderTest {
     Password() { writeStore(0); }
     void writeStore(unsigned index) {
         std::string keys = "version=1\ncount=16\nindex=" + std::to_string(index) + "\n";
@@ -24,8 +22,7 @@ protected:
         return DecryptPasswdWithKey(store_.c_str(), src.c_str(), out_, static_cast<unsigned>(room));
     }
 
-    const TempDir dir_;
-    const std::string store_ = dir_ / "k";
+    const std::string store_ = dir / "k";
     char out_[2048] = "old";
 };
 
@@ -39,12 +36,12 @@ TEST_F(Password, ObscuresWithTheBuiltInKey) {
         EXPECT_EQ(0, PasswdDecode(row[1].c_str(), out_, back));
         EXPECT_EQ(row[0], out_);
     }
+    log.clear();
     for (const size_t length : {1023U, 1024U}) {
         const std::string plain(length, '\x84');
-        LogCapture log;
         const FaultScope fault("malloc", 1, ENOMEM);
         EXPECT_EQ(length < 1024 ? 0 : -1, PasswdEncode(plain.c_str(), out_, sizeof out_));
-        EXPECT_EQ(length < 1024 ? "" : "12 PasswdEncode: could not allocate memory", log.text());
+        EXPECT_EQ(length < 1024 ? "" : "12 PasswdEncode: could not allocate memory", log.take());
         EXPECT_EQ(0, PasswdEncode(plain.c_str(), out_, sizeof out_));
         EXPECT_EQ(0, PasswdDecode(std::string(out_).c_str(), out_, sizeof out_));
         EXPECT_EQ(plain, out_);
@@ -77,7 +74,6 @@ TEST_F(Password, RecognisesItsOwnTextsAndPassesOthersThrough) {
     for (const auto &row :
         table(2, "|0|X00000|0|X00000a|0|X00000ab|1|X00000aB09|1|X10000ab|0|x00000ab|0|X00000ag|0|X00001ab|0|"))
         EXPECT_EQ(row[1] == "1", IsEncrypted(row[0].c_str())) << row[0];
-    LogCapture log;
     EXPECT_EQ(0, encrypt("X00000ab", 9));
     EXPECT_STREQ("X00000ab", out_);
     EXPECT_EQ(-1, encrypt("X00000ab", 8));
@@ -122,12 +118,11 @@ TEST_F(Password, FailsCleanlyWithoutMemoryOrRandomBytes) {
     const std::string text(out_);
     for (const bool back : {false, true}) {
         const auto faults = forEachFault({"malloc", "new", "RAND_bytes"}, ENOMEM, [&](const auto &fault) {
-            LogCapture log;
             strcpy(out_, "old");
             const int result = back ? decrypt(text) : encrypt("secret");
             FaultPause pause;
             EXPECT_EQ(fault.fired() ? -1 : 0, result) << fault.faultedCall();
-            EXPECT_EQ(fault.fired(), std::string(out_) == "old" && !log.lines().empty());
+            EXPECT_EQ(fault.fired(), std::string(out_) == "old" && !log.take().empty());
         });
         EXPECT_GT(faults, back ? 2U : 3U);
     }

@@ -1,4 +1,3 @@
-
 #include "support/test.h"
 
 namespace {
