@@ -1,11 +1,6 @@
-#include <vex/merge_sort.h>
-
-#include "base/unique_fd.h"
 #include "support/test.h"
 
 namespace {
-
-using vextest::LogCapture;
 
 struct ByFirstByte {
     uint64_t calls = 0, fail_at = 0;
@@ -28,7 +23,7 @@ bool byFirst(const std::string &a, const std::string &b) { return a[0] < b[0]; }
 bool sameFirst(const std::string &a, const std::string &b) { return a[0] == b[0]; }
 
 TEST(BinarySortMergeSort, SortsElementsOfEverySizeStablyAndLosesNone) {
-    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
     for (const size_t size : {1, 3, 4, 8, 12, 16, 17, 40, 300})
         for (const size_t count : {0, 1, 2, 8, 9, 17, 100, 1000}) {
             SCOPED_TRACE(testing::Message() << count << " elements of " << size);
@@ -98,10 +93,9 @@ struct Limits {
     uint32_t flags = 0;
 };
 
-struct Sort : testing::Test {
-    /// 0 or -1. Whatever happens every object is freed and neither file nor descriptor is left.
+struct Sort : FolderTest {
+    /// 0 or -1. Whatever happens every object is freed and no file is left.
     int sort(const std::string &text, const Limits &limits, const char *destination = nullptr) {
-        const int descriptors = vextest::openDescriptors();
         char *buffer = nullptr;
         size_t size = 0;
         vex::UniqueFile in(text.empty() ? tmpfile() : fmemopen(const_cast<char *>(text.data()), text.size(), "r"));
@@ -111,28 +105,25 @@ struct Sort : testing::Test {
             limits.objects, limits.bytes, dir.path().c_str(), limits.merge, limits.buffer, limits.flags);
         const int result = ctx == nullptr ? -1 : BinarySortFp(ctx, in.get(), out.get());
         error = errno;
-        const vextest::FaultPause pause;
+        const FaultPause pause;
         BinarySortCtxDestruct(&ctx);
         (void)(in.close() + out.close());
         sorted.assign(buffer ? buffer : "", size);
         free(buffer);
         EXPECT_TRUE(lines.live.empty());
         if ((limits.flags & BINARY_SORT_KEEP) == 0) { EXPECT_TRUE(dir.list().empty()); }
-        EXPECT_EQ(descriptors, vextest::openDescriptors());
         return result;
     }
     std::string name(int number) const {
         return dir / ("sort-" + std::to_string(getpid()) + "-" + std::to_string(number) + ".tmp");
     }
-    vextest::TempDir dir;
     Lines lines;
     std::string sorted;
     int error = 0;
 };
 
 TEST_F(Sort, AgreesWithAStableSortWhateverTheLimits) {
-    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
-    LogCapture log;
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
     const auto any = [&](std::initializer_list<uint64_t> values) { return values.begin()[random() % values.size()]; };
     for (int round = 0; round < 200; ++round) {
         lines.mode = static_cast<Mode>(round % 4);
@@ -160,14 +151,13 @@ TEST_F(Sort, FailsWholeWhenAnyCallOrCallbackFails) {
                       whole = "0i\n1d\n2f\n3b\n3e\n4j\n5a\n5c\n5h\n9g\n";
     for (const uint32_t flags : {0U, 4U}) {
         const auto check = [&] {
-            LogCapture log;
             const bool good = sort(text, {3, UINT64_MAX, 2, 64, flags}) == 0;
-            EXPECT_TRUE(good ? sorted == whole && log.lines().empty() : error != 0 && !log.lines().empty());
+            EXPECT_TRUE((good ? sorted == whole : error != 0) && good == log.take().empty());
             return good;
         };
-        EXPECT_LT(100u, vextest::forEachFault({"open", "fdopen", "fcntl", "lseek", "fread", "fwrite", "fflush",
-                                                  "fclose", "malloc", "calloc", "strdup", "unlink"},
-                            EIO, [&](const vextest::FaultScope &scope) { EXPECT_TRUE(check() || scope.fired()); }));
+        EXPECT_LT(100u, forEachFault({"open", "fdopen", "fcntl", "lseek", "fread", "fwrite", "fflush", "fclose",
+                                         "malloc", "calloc", "strdup", "unlink"},
+                            EIO, [&](const FaultScope &scope) { EXPECT_TRUE(check() || scope.fired()); }));
         do {
             lines.calls = 0;
             ++lines.fail_at;
@@ -176,28 +166,27 @@ TEST_F(Sort, FailsWholeWhenAnyCallOrCallbackFails) {
         } while (lines.calls >= lines.fail_at);
         EXPECT_LT(80u, std::exchange(lines.fail_at, 0));
     }
-    LogCapture log;
     EXPECT_EQ(-1, sort("b\na\n", {}, "/dev/full"));
     EXPECT_EQ("28 BinarySortFp: Unknown error occurred: No space left on device", log.text());
 }
 
 TEST_F(Sort, KeepsItsFilesToItself) {
-    vextest::writeFile(dir / "victim", "precious");
+    writeFile(dir / "victim", "precious");
     ASSERT_EQ(0, symlink((dir / "victim").c_str(), name(0).c_str()) + symlink("absent", name(1).c_str()));
     ASSERT_EQ(0, sort("b x\na y\n", {1, UINT64_MAX, 2, 4096, BINARY_SORT_KEEP | BINARY_SORT_NUMBERS}));
-    EXPECT_EQ("a y\nb x\nprecious", sorted + vextest::readFile(dir / "victim"));
+    EXPECT_EQ("a y\nb x\nprecious", sorted + readFile(dir / "victim"));
     EXPECT_EQ(5u, dir.list().size());
     struct stat info {};
     ASSERT_EQ(0, lstat(name(3).c_str(), &info));
     EXPECT_EQ(S_IFREG | 0600U, info.st_mode);
-    EXPECT_EQ(std::string("\2\0\0\0\0\0\0\0a y\n", 12), vextest::readFile(name(3)));
+    EXPECT_EQ(std::string("\2\0\0\0\0\0\0\0a y\n", 12), readFile(name(3)));
 }
 
 TEST_F(Sort, TellsFailuresByLevelAndQuietlyByPlace) {
     std::string many;
     for (int i = 0; i < 130; ++i) many += "x\n";
     // source ("x" for 130 lines); which call of a callback fails; objects, files to merge, flags; errno; log
-    for (const auto &row : vextest::table(7,
+    for (const auto &row : table(7,
              "b\n!\n|0|3|2|0|71|71 BinarySortFp: Could not read object: Protocol error|"
              "b\na\n|5|3|2|0|14|14 _binarySortObjectWrite: Could not write object: No space left on device\n"
              "14 BinarySortFp: _binarySortObjectWrite failed|"
@@ -211,25 +200,21 @@ TEST_F(Sort, TellsFailuresByLevelAndQuietlyByPlace) {
              "a|0|3|1|0|22|22 BinarySortCtxConstruct: invalid parameter: num_files_to_merge=1, max_objects=3|"
              "a|0|0|2|0|22|22 BinarySortCtxConstruct: invalid parameter: num_files_to_merge=2, max_objects=0|")) {
         SCOPED_TRACE(row[6]);
-        LogCapture log;
         lines.calls = 0;
         lines.fail_at = std::stoul(row[1]);
         EXPECT_EQ(-1, sort(row[0] == "x" ? many : row[0], {std::stoul(row[2]), UINT64_MAX, std::stoul(row[3]), 0,
                                                               static_cast<uint32_t>(std::stoul(row[4]))}));
         EXPECT_EQ(std::stoi(row[5]), error);
-        EXPECT_THAT(log.text(), testing::MatchesRegex(row[6]));
+        EXPECT_THAT(log.take(), MatchesRegex(row[6]));
     }
-    LogCapture log(LogCapture::kAll);
+    const LogCapture all(LogCapture::kAll);
     lines.fail_at = 0;
     EXPECT_EQ(0, sort(many, {1, 0, 2, 0, 0}));
-    EXPECT_EQ("Sorting tlog files: starting final merge step.", log.lines(VEX_LOG_INFO).at(1));
-    EXPECT_THAT(log.lines(VEX_LOG_TRACE), testing::IsSupersetOf({"BinarySortFp: i=0", "Merging files:", name(0).c_str(),
+    EXPECT_EQ("Sorting tlog files: starting final merge step.", all.lines(VEX_LOG_INFO).at(1));
+    EXPECT_THAT(all.lines(VEX_LOG_TRACE), testing::IsSupersetOf({"BinarySortFp: i=0", "Merging files:", name(0).c_str(),
                                               "BinarySortFp: num_objects=1, objects_size=2"}));
-    log.clear();
-    BinarySortMergeSort(nullptr, 2, 8, ByFirstByte::compare, nullptr, nullptr);
-    EXPECT_EQ(-1, BinarySortFp(nullptr, nullptr, nullptr));
-    EXPECT_EQ("22 BinarySortMergeSort: invalid NULL parameter", log.lines().at(0));
-    EXPECT_EQ("22 BinarySortFp: Required input was null: binary_sort_ctx ((nil)), dst_fp ((nil))", log.lines().at(1));
+    EXPECT_FAILS_WITH("22 BinarySortFp: Required input was null: binary_sort_ctx ((nil)), dst_fp ((nil))", -1,
+        BinarySortFp(nullptr, nullptr, nullptr));
 }
 
 }  // namespace

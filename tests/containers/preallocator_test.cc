@@ -1,7 +1,5 @@
 #include <pthread.h>
 
-#include <vex/preallocator.h>
-
 #include "support/test.h"
 
 namespace {
@@ -37,13 +35,11 @@ uint64_t &word(void *block, int index = 0) { return static_cast<uint64_t *>(bloc
 TEST(Preallocator, RefusesSizesWithTheirLines) {
     EXPECT_EQ(1U, preallocator_calc_num_blocks_per_slab(36, 24));
     EXPECT_EQ(8012U, preallocator_calc_slab_size(100, 80));
-    vextest::LogCapture log;
-    EXPECT_EQ(nullptr, Holder(35, 24).a);
-    EXPECT_EQ(nullptr, Holder(35, 23).a);
-    EXPECT_EQ(nullptr, Holder(8192, ~0UL - 3).a);
-    EXPECT_EQ(0U, preallocator_calc_num_blocks_per_slab(35, 23));
-    EXPECT_EQ(0U, preallocator_calc_slab_size(16, 0));
-    EXPECT_EQ(0U, preallocator_calc_slab_size(~0UL - 4, 1));
+    LogCapture log;
+    for (const auto &[slab, block] : {std::pair(35UL, 24UL), {35, 23}, {8192, ~0UL - 3}})
+        EXPECT_EQ(nullptr, Holder(slab, block).a);
+    EXPECT_EQ(0U, preallocator_calc_num_blocks_per_slab(35, 23) + preallocator_calc_slab_size(16, 0) +
+                      preallocator_calc_slab_size(~0UL - 4, 1));
     EXPECT_EQ(
         "22 preallocator_construct: slab size smaller than block size\n"
         "22 preallocator_construct: block size smaller than block\n"
@@ -68,7 +64,7 @@ TEST(Preallocator, HandsOutBlocksInTheirOrderAndShowsThem) {
     preallocator_iterator it;
     for (void *p = preallocator_iterator_first(&it, a); p != nullptr; p = preallocator_iterator_next(&it))
         walked.push_back(p);
-    EXPECT_THAT(walked, testing::ElementsAre(blocks[3], blocks[2], blocks[0]));
+    EXPECT_THAT(walked, ElementsAre(blocks[3], blocks[2], blocks[0]));
     EXPECT_EQ(nullptr, preallocator_iterator_next(&it));
     EXPECT_EQ(
         "a->flags = 0x00000000\na->free_block_marker = @\na->block_size = 32\n"
@@ -179,18 +175,18 @@ struct Model {
 };
 
 TEST(Preallocator, KeepsBlocksThroughRandomUseReclaimAndFailingMemory) {
-    std::mt19937_64 random(vextest::testSeed());
+    std::mt19937_64 random(testSeed());
     for (const uint64_t slab_size : {16 + 5 * 32UL, 3UL << 20}) {
         uint64_t budget = 40;
         {
             const Holder held(slab_size, slab_size > 4096 ? 256 << 10 : 32, &budget);
             Model model(held.a);
             for (uint64_t step = 1; step < 3000; ++step) {
-                const vextest::LogCapture log;
+                const LogCapture log;
                 std::vector<std::string> failing;
                 if (random() % 4 == 0) failing.push_back("mmap");
                 if (random() % 8 == 0) failing.push_back("malloc");
-                vextest::FaultScope fault(failing, 1, ENOMEM);
+                FaultScope fault(failing, 1, ENOMEM);
                 fault.keepFailing();
                 const bool growing = (step & 512) != 0;
                 if (random() % 3 < (growing ? 2U : 1U)) {
@@ -215,14 +211,10 @@ TEST(Preallocator, ReportsAFailedSlabAndCountsOneBudgetForSeveralThreads) {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     {
         const Holder held(4096, 64, &budget, &mutex);
-        vextest::LogCapture log;
-        vextest::FaultScope fault({"mmap", "malloc"}, 1, ENOMEM);
-        fault.keepFailing();
-        EXPECT_EQ(nullptr, preallocator_alloc(held.a));
-        EXPECT_EQ(ENOMEM, errno);
+        const FaultScope fault({"mmap", "malloc"}, 1, ENOMEM, FaultScope::kLasting);
+        EXPECT_FAILS_WITH("12 preallocator_slab_add: could not allocate memory (../preallocator:285)", nullptr,
+            preallocator_alloc(held.a));
         EXPECT_EQ(16U, budget);
-        EXPECT_THAT(log.lines(), testing::ElementsAre("12 preallocator_slab_add: could not allocate memory "
-                                                      "(../preallocator:285)"));
     }
     std::vector<std::thread> threads;
     for (int t = 0; t < 3; ++t)

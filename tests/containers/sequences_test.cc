@@ -2,15 +2,9 @@
 
 #include <list>
 
-#include <vex/array.h>
-#include <vex/callbacks.h>
-#include <vex/list.h>
-
 #include "support/test.h"
 
 namespace {
-
-using vextest::LogCapture;
 
 void *value(uintptr_t n) { return reinterpret_cast<void *>(n); }
 
@@ -50,8 +44,7 @@ TEST(Sequences, TellMissingMemoryAndNullAndStayAsTheyWere) {
     vexList *const list = vexListCreate();
     vexCallback *const callbacks = vexCallbackAdd(nullptr, nullptr, value(1));
     {
-        vextest::FaultScope fault({"malloc", "calloc", "realloc"}, 1, ENOMEM);
-        fault.keepFailing();
+        const FaultScope fault({"malloc", "calloc", "realloc"}, 1, ENOMEM, FaultScope::kLasting);
         EXPECT_EQ(-2, vexArrayAdd(array, value(1)) + vexListAdd(list, value(1)));
         EXPECT_EQ(callbacks, vexCallbackAdd(callbacks, nullptr, value(2)));
         EXPECT_TRUE(vexArrayCreate(0) == nullptr && vexListCreate() == nullptr);
@@ -73,7 +66,7 @@ TEST(Sequences, TellMissingMemoryAndNullAndStayAsTheyWere) {
 }
 
 TEST(List, BehavesAsAPlainListWhileItsCursorWalks) {
-    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
     LogCapture log;
     vexList *const list = vexListCreate();
     std::list<void *> model;
@@ -144,7 +137,7 @@ struct Callbacks : testing::Test {
 
 TEST_F(Callbacks, AreCalledInOrderAndSurviveEveryChangeFromInside) {
     // what is done first and then by which callback; the calls; what is left
-    for (const auto &row : vextest::table(3,
+    for (const auto &row : table(3,
              " =+a+b+a-a+b+b |abbb|ab| =+a+b-* ||| =+a+b+c b-b |abc|ac| =+b+b b-b-b |bb|| =+a a-a |a|| =+a+b+c b-b-c "
              "|ab|a|"
              " =+a+b+c c-a |abc|bc| =+a+b+c c-a-c |abc|b| =+a+b+c a-b |ac|ac| =+a+b+c b-* |ab|| =+a b+c a+b |abc|abc|"
@@ -173,7 +166,7 @@ TEST_F(Callbacks, TraceWhatIsCollectedAndMatchByOneArgumentAlone) {
     EXPECT_EQ("a", entries());
     EXPECT_EQ(nullptr, list = vexCallbackRemove(list, call, nullptr));
     const std::vector<std::string> lines = log.lines(VEX_LOG_TRACE);
-    EXPECT_THAT(lines.at(0), testing::HasSubstr("executing. -3 callbacks will be collected at a later time"));
+    EXPECT_THAT(lines.at(0), HasSubstr("executing. -3 callbacks will be collected at a later time"));
     EXPECT_EQ("vexCallCallbackList: about to perform garbage collection", lines.at(1));
     EXPECT_EQ("vexCallbackRemove: cleaning 2 callbacks", lines.at(2));
 }

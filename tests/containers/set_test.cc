@@ -1,5 +1,3 @@
-#include <vex/set.h>
-
 #include "support/test.h"
 
 namespace {
@@ -16,15 +14,13 @@ int compare(void *, const void *a, const void *b) {
     return x < y ? -1 : x > y;
 }
 
-int cannotCompare(void *, const void *, const void *) { return -2; }
-
 uint32_t hash(void *user, const void *object) {
     EXPECT_EQ(nullptr, user);
     return *static_cast<const uint32_t *>(object) * 2654435769U;
 }
 
 TEST(Set, FollowsAModelThroughRandomUse) {
-    std::mt19937 random(static_cast<unsigned>(vextest::testSeed()));
+    std::mt19937 random(static_cast<unsigned>(testSeed()));
     for (const VexSetHash hashed : {VexSetHash{nullptr}, VexSetHash{hash}}) {
         std::vector<uint32_t> objects = numbers();
         VexSet *set = VexSetNew(compare, hashed, nullptr, 400);
@@ -39,21 +35,18 @@ TEST(Set, FollowsAModelThroughRandomUse) {
             uint32_t *const present = known != model.end() ? known->second : nullptr;
             const auto operation = random() % 4;
             if (operation <= 1) {
-                const vextest::LogCapture log;
                 int inserted = 7;
-                void *const result = VexSetFindOrInsert(set, object, &inserted);
                 if (model.size() == 400) {
-                    ASSERT_EQ(nullptr, result);
-                    ASSERT_EQ(ENOBUFS, errno);
-                    ASSERT_THAT(log.lines(),
-                        testing::ElementsAre("105 VexSetFindOrInsert: number of used nodes (400) greater than max "
-                                             "objects (400): No buffer space available"));
+                    EXPECT_FAILS_WITH(
+                        "105 VexSetFindOrInsert: number of used nodes (400) greater than max objects "
+                        "(400): No buffer space available",
+                        nullptr, VexSetFindOrInsert(set, object, &inserted));
                     ASSERT_EQ(7, inserted);
                     ASSERT_EQ(0, VexSetReset(set));
                     model.clear();
                     continue;
                 }
-                ASSERT_EQ(present != nullptr ? present : object, result);
+                ASSERT_EQ(present != nullptr ? present : object, VexSetFindOrInsert(set, object, &inserted));
                 ASSERT_EQ(present == nullptr ? 1 : 0, inserted);
                 if (present == nullptr) model[place(*object)] = object;
             } else if (operation == 2 && step % 3 == 0) {
@@ -78,28 +71,20 @@ TEST(Set, FollowsAModelThroughRandomUse) {
 }
 
 TEST(Set, SizesItsTableAndReportsFailures) {
-    static const struct {
-        uint64_t max;
-        uint32_t bits;
-    } kRows[] = {{0, 0}, {31, 0}, {32, 1}, {48, 2}, {16 << 10, 10}, {~0UL, 24}};
-    for (const auto &row : kRows) {
+    for (const auto &[max, bits] : {std::pair(0UL, 0U), {31, 0}, {32, 1}, {48, 2}, {16 << 10, 10}, {~0UL, 24}}) {
         VexSet set;
-        ASSERT_EQ(&set, VexSetInit(&set, compare, hash, nullptr, row.max));
-        EXPECT_EQ(row.bits, set.tree->bits) << row.max;
+        ASSERT_EQ(&set, VexSetInit(&set, compare, hash, nullptr, max));
+        EXPECT_EQ(bits, set.tree->bits) << max;
         VexSetDeinit(&set);
-        vextest::LogCapture log;
         EXPECT_EQ(0, VexSetValidate(&set));
-        EXPECT_EQ(nullptr, VexSetGetFirstObject(&set));
-        EXPECT_THAT(log.lines(), testing::ElementsAre("22 VexSetGetFirstObject: invalid NULL parameter"));
+        EXPECT_FAILS_WITH("22 VexSetGetFirstObject: invalid NULL parameter", nullptr, VexSetGetFirstObject(&set));
     }
     // the comparison fails
-    VexSet *set = VexSetNew(cannotCompare, nullptr, nullptr, 10);
+    VexSet *set = VexSetNew([](void *, const void *, const void *) { return -2; }, nullptr, nullptr, 10);
     uint32_t object = 1;
-    vextest::LogCapture log;
+    LogCapture log;
     EXPECT_EQ(&object, VexSetFindOrInsert(set, &object, nullptr));
-    errno = 0;
-    EXPECT_EQ(nullptr, VexSetFind(set, &object));
-    EXPECT_EQ(EINVAL, errno);
+    EXPECT_FAILS(EINVAL, nullptr, VexSetFind(set, &object));
     EXPECT_EQ(nullptr, VexSetRemove(set, &object));
     EXPECT_EQ(1U, VexSetGetNumObjects(set));
     VexSetDelete(&set);
