@@ -2,6 +2,8 @@
 #ifndef VEX_BENCH_PEER_H
 #define VEX_BENCH_PEER_H
 
+#include <time.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -17,9 +19,33 @@ inline double seconds(const std::function<void()> &work) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+/// Time that the calling thread really ran, so that a busy machine spoils the figures less.
+inline double cpuSeconds(const std::function<void()> &work) {
+    const auto now = [] {
+        timespec t;
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+        return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+    };
+    const double start = now();
+    work();
+    return now() - start;
+}
+
 inline double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
+}
+
+/// Prints a line about @p count records, or blocks of so many bytes, by time: ours, the peer's, the
+/// ratio.
+inline void show(size_t count, const char *what, double ours, const char *peer, double theirs,
+                 const char *target) {
+    std::printf(
+        "%-58s ours %10.2f ns, %s %10.2f ns, time ratio %.2f (target %s)\n",
+        (std::string(what) + ", " + std::to_string(count) + (count < 1000 ? " B" : " records"))
+            .c_str(),
+        ours, peer, theirs, ours / theirs, target);
+    std::fflush(stdout);
 }
 
 /// Runs both sides alternately, @p rounds times each after one warm-up; the work of one round
