@@ -41,7 +41,7 @@ struct DigestKeys {
     /// registers already.
     void give(const VexHashTree *tree, Node *node, const void *key, void *out) const {
         if (out == nullptr) return;
-        const auto *const digest = static_cast<const Wide *>(key);
+        const Wide *const digest = static_cast<const Wide *>(key);  // not auto, as above
         const Wide low = digest[0],
                    high = digest[1];  // before @p out is written: it may be the key
         static_cast<Wide *>(out)[0] = low;
