@@ -20,9 +20,11 @@ inline uint64_t bucketOf(const VexHashTree *tree, uint64_t hash) {
 inline bool isOfDigests(VexHashTreeCompare compare, VexHashTreeHash hash) {
     return compare == &VexHashTreeCompareDigest && hash == &VexHashTreeHashDigest;
 }
+/// Lets the operations of digest trees serve this one, if they can: they do not ask for the
+/// allocator.
 inline void setDigestMask(VexHashTree *tree) {
-    const bool of_digests = isOfDigests(tree->compare, tree->hash);
-    tree->digestMask = of_digests ? static_cast<uint32_t>(bucketCount(tree->bits) - 1) : 0;
+    const bool serves = tree->allocator != nullptr && isOfDigests(tree->compare, tree->hash);
+    tree->digestMask = serves ? static_cast<uint32_t>(bucketCount(tree->bits) - 1) : 0;
 }
 
 /// Copies a node's record out, when the caller wants it.

@@ -274,7 +274,15 @@ TEST(HashTree, TreatsDigestsAsACallersOwnFunctionsWould) {
                 ASSERT_EQ(0, VexHashTreeSetBits(tree, std::array{13U, 0U, 5U, 3U}[static_cast<size_t>(i) / 1500]));
         }
         EXPECT_LT(50U, VexHashTreeGetNumUsedNodes(trees[0]));
-        for (VexHashTree *&tree : trees) VexHashTreeDelete(&tree);
+        const std::array<unsigned char, 80> digest{};
+        for (VexHashTree *&tree : trees) {
+            const vextest::LogCapture log;
+            VexHashTreeDeinit(tree);
+            EXPECT_EQ(-1, VexHashTreeGet(tree, &digest, nullptr));
+            EXPECT_EQ(0, VexHashTreeSetBits(tree, 9));  // buckets again, but nothing to make nodes of
+            EXPECT_EQ(-1, VexHashTreeFindOrInsert(tree, &digest, nullptr));
+            VexHashTreeDelete(&tree);
+        }
     }
 }
 
