@@ -9,8 +9,8 @@
 
 namespace vex::tree {
 
-inline constexpr uint64_t kRootsAhead = 24;
-inline constexpr uint64_t kChildrenAhead = 12;
+inline constexpr uint64_t kRootsAhead = 64;
+inline constexpr uint64_t kChildrenAhead = 32;
 
 /// Asks for what lies some buckets behind @p at in the direction of the walk; @p count ends the
 /// table in either direction because indices below 0 wrap.
