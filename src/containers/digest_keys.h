@@ -42,8 +42,8 @@ struct DigestKeys {
     void give(const VexHashTree *tree, Node *node, const void *key, void *out) const {
         if (out == nullptr) return;
         const Wide *const digest = static_cast<const Wide *>(key);  // not auto, as above
-        const Wide low = digest[0],
-                   high = digest[1];  // before @p out is written: it may be the key
+        const Wide low = digest[0];  // both before @p out is written, which may be the key
+        const Wide high = digest[1];
         static_cast<Wide *>(out)[0] = low;
         static_cast<Wide *>(out)[1] = high;
         const char *const record = static_cast<const char *>(dataOf(node));
