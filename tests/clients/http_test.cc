@@ -3,8 +3,6 @@
 #include "servers.h"
 #include "support/test.h"
 
-namespace {
-
 TEST(CurlRequest, SixMethodsReachTheServerWithExactlyTheirHeadersAndBodies) {
     ScriptedServer server([](const auto &request, int socket) {
         sendText(socket, answer(200, request.head.substr(0, 4) == "HEAD" ? "" : "body", "X-Seen: 1\r\n"));
@@ -82,5 +80,3 @@ TEST(CurlRequest, GivesLibcurlsCodesAndWorksAgainAfterACleanUp) {
     CurlRequest::global_cleanup();
     EXPECT_EQ(CURLE_PARTIAL_FILE, perform(server.url())) << "the process's own set-up stays";
 }
-
-}  // namespace

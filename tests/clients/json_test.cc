@@ -2,8 +2,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 TEST(Json, MembersAreFoundByKeyAndPathAndKeepTheirDefaults) {
     JsonObject object;
     ASSERT_EQ(0, JsonObject::parse(R"({"s":"a\u0000b","i":-9007199254740993,"b":true,"d":1.5,"d":2.5,
@@ -72,5 +70,3 @@ TEST_F(JsonFile, IsBuiltSavedAndLoadedDurably) {
     EXPECT_EQ(before, readFile(path));
     EXPECT_THAT(dir.list(), ElementsAre("file"));
 }
-
-}  // namespace

@@ -170,9 +170,7 @@ protected:
 };
 
 TEST_F(StorageNginx, FilesGoUpAndComeDownWhole) {
-    std::string data(5 << 20, '\0');
-    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<char>(i * i >> 8);
-    const std::string from = dir / "from", to = dir / "to";
+    const std::string data = testNoise(5 << 20), from = dir / "from", to = dir / "to";
     writeFile(from, data);
     Client client(optionsFor(plainUrl()));
     EXPECT_EQ("201 ", client.told(client.putFromFile("/file", from, client.response)));
@@ -221,16 +219,13 @@ TEST_F(StorageNginx, FilesGoUpAndComeDownWhole) {
 TEST_F(StorageNginx, ThreadsShareAClient) {
     writeFile(dir / "www/file", "shared");
     StorageHttpClient client(optionsFor(plainUrl()));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&, i] {
-            StorageHttpResponse response;
-            for (int n = 0; n < 25; ++n) {
-                EXPECT_EQ(0, client.setHeader("X-" + std::to_string(i), std::to_string(n)));
-                EXPECT_TRUE(client.get("/file", response) == 0 && response.body == "shared");
-            }
-        });
-    for (auto &thread : threads) thread.join();
+    inThreads(4, [&](int i) {
+        StorageHttpResponse response;
+        for (int n = 0; n < 25; ++n) {
+            EXPECT_EQ(0, client.setHeader("X-" + std::to_string(i), std::to_string(n)));
+            EXPECT_TRUE(client.get("/file", response) == 0 && response.body == "shared");
+        }
+    });
 }
 
 TEST_F(StorageNginx, TlsIsVerifiedOnBothSides) {

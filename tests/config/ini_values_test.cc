@@ -133,15 +133,14 @@ TEST_F(IniValues, ManyThreadsShareOneStore) {
     const auto get = [&](const std::string &key, int standard) {
         return InifileGetIntegerA("s", key.c_str(), &standard, standard, path.c_str()), standard;
     };
-    const auto work = [&](const std::string &own) {
+    inThreads(3, [&](int thread) {
+        const std::string own{"abc"[thread]};
         for (int i = 0; i < 200; ++i) {
             EXPECT_EQ(i, get("k" + std::to_string(i), i));
             InifileSaveIntegerA("s", own.c_str(), i, path.c_str());
             EXPECT_EQ(0, i % 50 == 0 ? InifileSaveA(path.c_str()) : 0);
         }
-    };
-    std::thread one(work, "a"), two(work, "b"), three(work, "c");
-    one.join(), two.join(), three.join();
+    });
     EXPECT_EQ(3 * 199, get("a", 0) + get("b", 0) + get("c", 0));
 }
 

@@ -16,13 +16,9 @@ struct Holder {
 /// What @p write prints, with addresses as "@".
 template <typename Write>
 std::string printed(Write write) {
-    char *text = nullptr;
-    size_t size = 0;
-    FILE *const stream = open_memstream(&text, &size);
-    write(stream);
-    fclose(stream);
-    std::string result = text;
-    free(text);
+    testing::internal::CaptureStdout();
+    write(stdout);
+    std::string result = testing::internal::GetCapturedStdout();
     for (size_t at = 0; (at = result.find("0x", at)) != std::string::npos; ++at) {
         const size_t end = result.find_first_not_of("0123456789abcdef", at + 2);
         if (end - at > 10) result.replace(at, end - at, "@");  // flags have eight digits
@@ -85,11 +81,7 @@ TEST(Preallocator, HandsOutBlocksInTheirOrderAndShowsThem) {
 
 TEST(Preallocator, FindsEveryKindOfDamage) {
     // the damage is done to two slabs of four 24-byte blocks with blocks 0 and 1 live
-    static const struct {
-        const char *name;
-        void (*harm)(preallocator *a, void **live);
-        const char *expected;
-    } kRows[] = {
+    static const std::tuple<const char *, void (*)(preallocator * a, void **live), std::string> kRows[] = {
         {"sound", [](preallocator *, void **) {}, ""},
         {"too many slabs", [](preallocator *a, void **) { a->num_slabs = 1; },
             "Error: 2 slabs counted, a->num_slabs = 1"},
@@ -116,17 +108,17 @@ TEST(Preallocator, FindsEveryKindOfDamage) {
             "Error: 7 blocks with free block markers found, a->num_free_blocks = 6\n"
             "Error: more than a->num_free_blocks = 6 blocks in a->free_blocks\n"},
     };
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(row.name);
+    for (const auto &[name, harm, expected] : kRows) {
+        SCOPED_TRACE(name);
         const Holder held(16 + 4 * 24, 24);
         void *live[2] = {preallocator_alloc(held.a), preallocator_alloc(held.a)};
         ASSERT_EQ(0, preallocator_preallocate(held.a, 6));
         const preallocator kept = *held.a;
         void *const older = *static_cast<void **>(held.a->slabs);
-        row.harm(held.a, live);
+        harm(held.a, live);
         int result = 0;
-        EXPECT_EQ(row.expected, printed([&](FILE *f) { result = preallocator_validate(f, held.a); }));
-        EXPECT_EQ(*row.expected == '\0' ? 0 : -1, result);
+        EXPECT_EQ(expected, printed([&](FILE *f) { result = preallocator_validate(f, held.a); }));
+        EXPECT_EQ(expected.empty() ? 0 : -1, result);
         *held.a = kept;
         *static_cast<void **>(held.a->slabs) = older;
     }
@@ -216,17 +208,14 @@ TEST(Preallocator, ReportsAFailedSlabAndCountsOneBudgetForSeveralThreads) {
             preallocator_alloc(held.a));
         EXPECT_EQ(16U, budget);
     }
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t)
-        threads.emplace_back([&] {
-            const Holder held(4096, 64, &budget, &mutex);
-            for (int round = 0; round < 200; ++round) {
-                errno = 0;
-                EXPECT_EQ(preallocator_preallocate(held.a, 63 * 7) == 0 ? 0 : ENOSPC, errno);
-                preallocator_reinit(held.a);
-            }
-        });
-    for (auto &thread : threads) thread.join();
+    inThreads(3, [&](int) {
+        const Holder held(4096, 64, &budget, &mutex);
+        for (int round = 0; round < 200; ++round) {
+            errno = 0;
+            EXPECT_EQ(preallocator_preallocate(held.a, 63 * 7) == 0 ? 0 : ENOSPC, errno);
+            preallocator_reinit(held.a);
+        }
+    });
     EXPECT_EQ(16U, budget);
 }
 

@@ -1,7 +1,5 @@
 #include "support/test.h"
 
-namespace {
-
 const std::string kHeader("VEX \x40\x01\x01\x02\x03\x04\x05\x06\x07\x08", 14);
 constexpr uint64_t kValue = 0x0102030405060708;
 
@@ -96,5 +94,3 @@ TEST_F(Magic, SettingsAndDescriptionFollowTheFlags) {
     EXPECT_STREQ("Error: No such file or directory", vexMagicDesc(-1, 0));
     EXPECT_LT(std::string(vexMagicDesc(0xffff, 1)).size(), 256U);
 }
-
-}  // namespace

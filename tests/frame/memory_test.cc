@@ -51,11 +51,9 @@ TEST(FastAtomic, SumsWhatManyThreadsAdd) {
     VexFastAtomic counter;
     counter -= 5;
     EXPECT_EQ(-5, counter.GetValue());
-    const auto add = [&] {
+    inThreads(3, [&](int) {
         for (int i = 0; i < 10000; ++i) ((counter += 3) -= 2) += 0;
-    };
-    std::thread one(add), two(add), three(add);
-    one.join(), two.join(), three.join();
+    });
     EXPECT_EQ(29995, counter.GetValue());
 }
 

@@ -3,8 +3,6 @@
 #include "base/adler32.h"
 #include "support/test.h"
 
-namespace {
-
 using FileTest = FolderTest;
 
 TEST_F(FileTest, CompareTellsEqualDifferentAndUnreadable) {
@@ -111,5 +109,3 @@ TEST(Clock, UnitsAgreeAndDatesAreLocal) {
     EXPECT_TRUE(seconds <= 3600 && seconds >= 3595) << seconds;
     EXPECT_FAILS(EINVAL, 0, get_seconds_from_now_to_datestring("2026-13-01 00:00:00"));
 }
-
-}  // namespace

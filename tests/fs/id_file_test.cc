@@ -1,7 +1,5 @@
 #include "support/test.h"
 
-namespace {
-
 // 0x0102030405060708 and the Adler-32 of its bytes in memory, made by hand
 const std::string kSample("\x08\x07\x06\x05\x04\x03\x02\x01\x25\x00\xd4\x00", 12);
 constexpr uint64_t kSampleValue = 0x0102030405060708;
@@ -102,5 +100,3 @@ TEST_F(IdFile, NextKeepsTheCallersDescriptorAndReadsBackEveryTenth) {
     EXPECT_EQ("34 seq = 10 in file " + path + " is inconsistent with 20 in memory (Numerical result out of range)",
         log.lines().back());
 }
-
-}  // namespace

@@ -2,42 +2,37 @@
 
 namespace {
 
-/// A function of the family under the faults of one of its calls.
-struct Row {
-    std::string name, call;
-    bool logs;
-    std::function<ssize_t(int fd, char *buffer, ssize_t count)> run;
-};
-
 using SafeTransfer = FolderTest;
 using DurableChange = FolderTest;
 using Streams = FolderTest;
 
 TEST_F(SafeTransfer, GoesOnAfterSignalsAndShortCountsAndReportsTheRest) {
-    const Row rows[] = {{"safe_read", "read", false, safe_read}, {"safe_write", "write", true, safe_write},
+    using Transfer = std::function<ssize_t(int fd, char *buffer, ssize_t count)>;
+    const std::tuple<std::string, std::string, bool, Transfer> rows[] = {{"safe_read", "read", false, safe_read},
+        {"safe_write", "write", true, safe_write},
         {"safe_pread", "pread", false, [](int fd, char *b, ssize_t n) { return safe_pread(fd, b, n, 3); }},
         {"safe_pwrite", "pwrite", true, [](int fd, char *b, ssize_t n) { return safe_pwrite(fd, b, n, 3); }}};
     const std::string text = "0123456789";
-    for (const auto &row : rows) {
+    for (const auto &[name, call, logs, run] : rows) {
         for (const int err : {EINTR, FaultScope::kShort, EIO, EAGAIN}) {
-            SCOPED_TRACE(row.name + " " + std::to_string(err));
+            SCOPED_TRACE(name + " " + std::to_string(err));
             writeFile(path, "abc" + text);
             vex::UniqueFd fd(open(path.c_str(), O_RDWR));
             (void)lseek(fd.get(), 3, SEEK_SET);
-            std::string buffer = row.logs ? text : std::string(10, '#');
-            FaultScope fault({row.call}, 1, err);
+            std::string buffer = logs ? text : std::string(10, '#');
+            FaultScope fault({call}, 1, err);
             const bool fails = err == EIO || err == EAGAIN;
-            EXPECT_EQ(fails ? -1 : 10, row.run(fd.get(), buffer.data(), 10));
+            EXPECT_EQ(fails ? -1 : 10, run(fd.get(), buffer.data(), 10));
             EXPECT_EQ(fails ? err : errno, errno);
             EXPECT_EQ(fails ? buffer : text, buffer);
             EXPECT_EQ("abc" + text, readFile(path));
-            EXPECT_EQ(fails && row.logs ? std::to_string(err) + " " + row.name + ": write failed" : "", log.take());
+            EXPECT_EQ(fails && logs ? std::to_string(err) + " " + name + ": write failed" : "", log.take());
         }
         char byte;
-        EXPECT_EQ(0, row.run(-1, nullptr, 0));
-        const std::string line = "22 " + row.name + ": invalid buffer";
-        EXPECT_FAILS_WITH(line, -1, row.run(0, nullptr, 1));
-        EXPECT_FAILS_WITH(line, -1, row.run(0, &byte, -1));
+        EXPECT_EQ(0, run(-1, nullptr, 0));
+        const std::string line = "22 " + name + ": invalid buffer";
+        EXPECT_FAILS_WITH(line, -1, run(0, nullptr, 1));
+        EXPECT_FAILS_WITH(line, -1, run(0, &byte, -1));
     }
 }
 

@@ -17,14 +17,11 @@ bool put(LogFile &file, const std::string &line, size_t max = 0) { return file.w
 
 TEST_F(LogFileTest, EightThreadsLoseAndTearNoLineWhileFilesRotate) {
     constexpr int kThreads = 8, kLines = 2000;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([this, t] {
-            for (size_t i = 0; i < kLines; ++i)
-                put(*LogManager::instance().get(path),
-                    std::to_string(t) + "-" + std::to_string(i) + std::string(i % 90, '.') + "\n", 200000);
-        });
-    for (auto &thread : threads) thread.join();
+    inThreads(kThreads, [this](int t) {
+        for (size_t i = 0; i < kLines; ++i)
+            put(*LogManager::instance().get(path),
+                std::to_string(t) + "-" + std::to_string(i) + std::string(i % 90, '.') + "\n", 200000);
+    });
 
     std::set<std::string> seen;
     const auto names = dir.list();

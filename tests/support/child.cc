@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <thread>
 
 #include "support/temp_dir.h"
 

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vextest {
@@ -23,6 +24,13 @@ ChildResult runChild(const std::function<void()> &body);
 /// ended it.
 std::vector<int> inChildren(int count, const std::function<int()> &body);
 inline int inChild(const std::function<int()> &body) { return inChildren(1, body)[0]; }
+
+/// Runs the body in that many threads at once; each gets its number.
+inline void inThreads(int count, const std::function<void(int)> &body) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) threads.emplace_back(body, i);
+    for (auto &thread : threads) thread.join();
+}
 
 /// Runs the body in a thread with namespaces of its own: CLONE_NEWNS with an empty /usr, or another. False where the
 /// machine does not allow that.

@@ -34,7 +34,6 @@
 #include "base/unique_fd.h"
 #include "support/child.h"
 #include "support/data.h"
-#include "support/failures.h"
 #include "support/faults.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"

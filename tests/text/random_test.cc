@@ -1,7 +1,5 @@
 #include "support/test.h"
 
-namespace {
-
 TEST(Random, RangeIsInclusiveUniformAndTakesBoundsEitherWay) {
     int seen[7] = {}, negative = 0;
     constexpr int kDraws = 70000;
@@ -28,24 +26,17 @@ TEST(Random, AFailingGeneratorLeavesZerosAndOneLine) {
 
 TEST(Random, ThreadsAndForkedChildrenDrawDifferentNumbers) {
     std::vector<uint64_t> drawn(4001);
-    std::vector<std::thread> threads;
-    for (size_t t = 0; t < 4; ++t)
-        threads.emplace_back([&, t] {
-            for (size_t i = t * 1000; i < (t + 1) * 1000; ++i) drawn[i] = RandomUint64();
-        });
     int fds[2];
     ASSERT_EQ(0, pipe(fds));
-    const pid_t child = fork();  // while the threads draw: the mutex must not stay locked in the child
-    if (child == 0) {
-        const uint64_t value = RandomUint64();
-        _exit(write(fds[1], &value, sizeof value) == sizeof value ? 0 : 1);
-    }
-    for (auto &thread : threads) thread.join();
-    int status = -1;
-    ASSERT_EQ(child, waitpid(child, &status, 0));
-    ASSERT_EQ(0, status);
+    inThreads(5, [&](int t) {
+        const size_t first = static_cast<size_t>(t) * 1000;
+        for (size_t i = first; t < 4 && i < first + 1000; ++i) drawn[i] = RandomUint64();
+        if (t < 4) return;
+        EXPECT_EQ(0, inChild([&] {  // while the threads draw: the mutex must not stay locked in the child
+            const uint64_t value = RandomUint64();
+            return write(fds[1], &value, sizeof value) == sizeof value ? 0 : 1;
+        }));
+    });
     ASSERT_EQ(8, read(fds[0], &drawn[4000], 8));
     EXPECT_EQ(drawn.size(), std::set<uint64_t>(drawn.begin(), drawn.end()).size());
 }
-
-}  // namespace

@@ -1,7 +1,5 @@
 #include "support/test.h"
 
-namespace {
-
 TEST(BoundedCopy, CutsWithoutOverrunAndTellsSo) {
     for (size_t room = 1; room <= 6; ++room) {
         std::string text = "ab" + std::string(6, '\0');
@@ -149,5 +147,3 @@ TEST(WideFiles, ReachEveryNameWhateverTheLocale) {
     EXPECT_FAILS(EILSEQ, -1, wcsopen(L"\xd800", O_RDONLY, 0));
     EXPECT_FAILS(EINVAL, nullptr, wcsopendir(nullptr));
 }
-
-}  // namespace
