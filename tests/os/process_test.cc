@@ -56,6 +56,7 @@ TEST_F(Daemon, ItsStarterExitsAsItSays) {
     ServiceManager manager(dir / "notify");
     const pid_t session = getsid(0);
     const auto start = [&](int status) {
+        EXPECT_TRUE(soon([&] { return holder(path) == 0; })) << "the one before outlives its starter";
         return inChild([&] {
             if (VexDaemonStart(path.c_str(), 0) != 0) _exit(99);  // the starter has its own
             struct stat null {
@@ -72,7 +73,6 @@ TEST_F(Daemon, ItsStarterExitsAsItSays) {
     const pid_t daemon = holder(path);
     EXPECT_EQ("READY=1\nMAINPID=" + std::to_string(daemon) + "\n", manager.heard());
     kill(daemon, SIGKILL);
-    ASSERT_TRUE(soon([&] { return holder(path) == 0; }));
     EXPECT_EQ(3, start(3)) << "it could not be brought up";
     EXPECT_EQ("STATUS=start-up failed with status 3\n", manager.heard());
     EXPECT_EQ(255, start(256)) << "no success";
