@@ -95,12 +95,12 @@ int removeDigest(VexHashTree *tree, const void *key, void *out) {
     const Spot spot = spotOf(keys, tree, key);
     if (!spot.mayHold()) return 0;
     Node *node = *spot.root;
-    const int result = node != nullptr ? keys(node, key) : 0;
-    if (result != 0)
+    if (node == nullptr) return 0;
+    if (const int result = keys(node, key); result != 0)
         node = detachLeaf(node, sideFrom(result), key);
-    else if (node != nullptr && child(node, kRight) == nullptr)
+    else if (child(node, kRight) == nullptr)
         *spot.root = child(node, kLeft);
-    else if (node != nullptr && child(node, kLeft) == nullptr)
+    else if (child(node, kLeft) == nullptr)
         *spot.root = child(node, kRight);
     else
         node = nullptr;
