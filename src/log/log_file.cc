@@ -110,7 +110,8 @@ int LogFile::abandon() {
 
 bool LogFile::writeLocked(const char *line, size_t length, size_t maxSize) {
     if (fd_ >= 0 && checkIsDue() && !stillThere()) close();
-    if (fd_ >= 0 && maxSize > 0 && position_ >= maxSize) rotate();
+    if (fd_ < 0 && !open()) return kept_.append(line, length);
+    if (maxSize > 0 && position_ >= maxSize) rotate();
     if (fd_ < 0 && !open()) return kept_.append(line, length);
     if (kept_.size() > 0 && !kept_.drainTo(fd_)) return kept_.append(line, length);
 

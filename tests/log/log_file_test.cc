@@ -40,14 +40,14 @@ TEST_F(LogFileTest, RotatesWhenTheSizeIsReachedAndNeverOverwrites) {
     for (const bool network : {false, true}) {  // whose file systems do not know renames that never replace
         const FaultScope unknown("renameat2", 1, EINVAL, network ? FaultScope::kLasting : FaultScope::kOnce);
         for (const auto &name : dir.list()) std::filesystem::remove(dir / name);
-        writeFile(path, "12345678\n");  // what is there already counts
+        writeFile(path, "123456789\n");  // what is there already counts
         LogFile file;
         file.setPath(path);
         for (int i = 0; i < 4; ++i) EXPECT_TRUE(put(file, "line " + std::to_string(i) + "...\n", 10));
-        EXPECT_EQ(4u, dir.list().size());
+        EXPECT_EQ(5u, dir.list().size());
         std::string all;
         for (const auto &name : dir.list()) all += readFile(dir / name);
-        for (const char *text : {"12345678\n", "line 0...\n", "line 1...\n", "line 2...\n", "line 3...\n"})
+        for (const char *text : {"123456789\n", "line 0...\n", "line 1...\n", "line 2...\n", "line 3...\n"})
             EXPECT_THAT(all, HasSubstr(text));
     }
 }
