@@ -65,8 +65,8 @@ size_t formatLine(vexLogCtx *ctx, size_t prefix, const char *format, va_list arg
     const size_t room = kLineSize - prefix;
     const int wanted = vsnprintf(ctx->line + prefix, room, format, args);
     size_t length = prefix;
-    if (wanted > 0)
-        length += static_cast<size_t>(wanted) < room ? static_cast<size_t>(wanted) : room - 1;
+    // a NUL from "%c" ends the text; the newline must not stand behind it
+    if (wanted > 0) length += strnlen(ctx->line + prefix, room - 1);
     if (length == 0) return 0;
     if (ctx->line[length - 1] != '\n') {
         if (length > kMostText) length = kMostText;

@@ -53,7 +53,8 @@ TEST(LogMessage, EndsInANewlineAndIsCutTo2046Characters) {
     InfoA(-1, "one\n");
     InfoA(-1, "two\n\n");
     InfoA(-1, "%s", "");
-    std::string expected = "INFO: one\nINFO: two\n\n";
+    InfoA(-1, "three%cgone", 0);
+    std::string expected = "INFO: one\nINFO: two\n\nINFO: three\n";
     for (const size_t length : {2046u, 2047u, 5000u}) {
         InfoA(-1, "%s", std::string(length, 'x').c_str());
         expected += "INFO: " + std::string(2046, 'x') + "\n";
