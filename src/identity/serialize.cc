@@ -131,7 +131,6 @@ Number *deserialize(const char *who, Number *value, const void *buffer, size_t s
 /// Reads what deserialize() needs; false after reporting.
 bool readForm(const char *who, FILE *file, size_t width, bool binary, char *form, size_t *size) {
     *size = width;
-    errno = ENODATA;  // what is left when the file simply ends
     if (binary ? safe_fread(form, 1, width, file) == width
                : fread_uint(file, form, kMostDigitsInFile, size) != nullptr)
         return true;

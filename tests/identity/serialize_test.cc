@@ -47,7 +47,9 @@ void checkForms(const Width<Number> &width, Number value, const std::string &hex
         if (width.read_file == nullptr) continue;
         writeFile(dir / "file", std::string(form, size) + "x");
         vex::UniqueFile file(fopen((dir / "file").c_str(), "r"));
+        errno = 0;
         EXPECT_EQ(&back, width.read_file(&back, file.get(), binary, nullptr));
+        EXPECT_EQ(0, errno) << "a success leaves it alone";
         EXPECT_EQ(value, back);
         EXPECT_EQ('x', getc(file.get()));
         EXPECT_EQ(size, width.write(form, size + 1, value, binary));
