@@ -85,7 +85,7 @@ bool CurlRequest::setCommonOptions(const std::string &url, long connect_timeout_
              use_download_ ? static_cast<void *>(&download_) : static_cast<void *>(&body_))
         .set(CURLOPT_HEADERFUNCTION, getStringCallback_)
         .set(CURLOPT_HEADERDATA, &header_)
-        .set(CURLOPT_BUFFERSIZE, kBuffer)
+        .setBufferSize(kBuffer)
         .good();
 }
 

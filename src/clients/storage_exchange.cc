@@ -76,7 +76,7 @@ bool Exchange::setOptions(const std::string &url) {
         .set(CURLOPT_ERRORBUFFER, error_)
         .set(CURLOPT_CONNECTTIMEOUT, options_.connect_timeout_s)
         .set(CURLOPT_TIMEOUT, options_.timeout_s)
-        .set(CURLOPT_BUFFERSIZE, kBuffer)
+        .setBufferSize(kBuffer)
         .set(CURLOPT_UPLOAD_BUFFERSIZE, kBuffer)
         .set(CURLOPT_HEADERFUNCTION, onHeader)
         .set(CURLOPT_HEADERDATA, this)

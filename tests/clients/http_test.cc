@@ -71,6 +71,7 @@ TEST(CurlRequest, GivesLibcurlsCodesAndWorksAgainAfterACleanUp) {
         EXPECT_EQ(0, request.start(url, CurlRequest::GET, 1, 1, true, true));
         return request.perform();
     };
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(CURLE_UNSUPPORTED_PROTOCOL, perform("nosuch://x")) << "no buffer is stuck";
     EXPECT_EQ(CURLE_COULDNT_CONNECT, perform("http://127.0.0.1:" + freePort()));
     request.easy_cleanup();
     EXPECT_EQ(-1, request.start(server.url(), CurlRequest::GET, 1, 1, true, true));

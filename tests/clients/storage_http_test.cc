@@ -90,6 +90,8 @@ TEST(StorageHttp, TriesAgainOnlyWhereThatIsSafe) {
     EXPECT_LE(1.0, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     EXPECT_EQ(7, nowhere.response.curl_code);
     EXPECT_THAT(log.text(), MatchesRegex("5 StorageHttpClient::get: /x: Failed to connect to 127.0.0.1[^\n]*"));
+    Client unsupported(optionsFor("nosuch://x"));
+    for (int i = 0; i < 2; ++i) EXPECT_EQ("EIO", unsupported.ask("/x")) << "no buffer is stuck";
 }
 
 TEST(StorageHttp, FollowsRedirectsToTheSameServerOnly) {
