@@ -69,7 +69,7 @@ VEX_API int safe_ftruncate(int fd, off_t length);
  *
  * @param path   directory; must not be NULL.
  * @param quiet  non-zero suppresses the log line of a failing call.
- * @return 0; -1 with EINVAL for NULL (always logged), ENOTDIR for what is no directory, else what
+ * @return 0; -1 with EINVAL for NULL, ENOTDIR for what is no directory, else what
  * open, fsync or close left.
  * @logs one error line per failure unless @p quiet. Blocks until the disk answers.
  */

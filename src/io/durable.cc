@@ -14,6 +14,12 @@ bool missing(const char *path) {
     return path == nullptr || *path == '\0';
 }
 
+/// -1 after the line for a NULL argument, which @p quiet suppresses like the others.
+int nullArgument(const char *who, int quiet) {
+    errno = EINVAL;
+    return quiet != 0 ? -1 : VEX_FAIL_AS(who, EINVAL, EINVAL, -1, "invalid NULL parameter");
+}
+
 const char *describeMissing(const char *path) {
     return path == nullptr ? "NULL pointer" : "<empty>";
 }
@@ -21,7 +27,7 @@ const char *describeMissing(const char *path) {
 }  // namespace
 
 int dirfsync(const char *path, int quiet) {
-    if (path == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    if (path == nullptr) return nullArgument(__func__, quiet);
 
     vex::UniqueFd dir(
         vex::retryOnEintr([&] { return ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
@@ -38,15 +44,14 @@ int dirfsync(const char *path, int quiet) {
 }
 
 int rename_dirfsync(const char *from, const char *to, const char *dir, int quiet) {
-    if (from == nullptr || to == nullptr || dir == nullptr)
-        return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    if (from == nullptr || to == nullptr || dir == nullptr) return nullArgument(__func__, quiet);
     if (::rename(from, to) != 0)
         return quiet != 0 ? -1 : VEX_FAIL(errno, -1, "Could not rename '%s' to '%s': %m", from, to);
     return dirfsync(dir, quiet);
 }
 
 int unlink_dirfsync(const char *path, const char *dir, int quiet) {
-    if (path == nullptr || dir == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    if (path == nullptr || dir == nullptr) return nullArgument(__func__, quiet);
     if (::unlink(path) != 0)
         return quiet != 0 ? -1 : VEX_FAIL(errno, -1, "Could not unlink '%s': %m", path);
     return dirfsync(dir, quiet);

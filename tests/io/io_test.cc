@@ -66,6 +66,7 @@ TEST_F(DurableChange, EachFailingCallIsReportedOnceUnlessQuietAndLeaksNothing) {
     FaultScope fault("fsync", 1, EINTR);
     EXPECT_EQ(0, rename_dirfsync(from.c_str(), to.c_str(), top.c_str(), 0));
     EXPECT_FAILS(ENOTDIR, -1, dirfsync(to.c_str(), 1));
+    EXPECT_FAILS_LOGGING("", EINVAL, -1, unlink_dirfsync(nullptr, "", 1));
     EXPECT_EQ(0, unlink_dirfsync(to.c_str(), top.c_str(), 0));
 }
 
