@@ -5,6 +5,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include <vex/interface.h>
 #include <vex/iprange.h>
 #include <vex/log.h>
@@ -96,7 +98,10 @@ int getmasklen(const char *text) {
         (void)VEX_FAIL(EINVAL, -1, "no digit found");
         return invalidMask(__func__);
     }
-    if (length >= 33) {  // a minus sign has made it large
+    // a minus sign is taken modulo the type: it makes the number large, or small again
+    const bool negative =
+        length != 0 && std::find(slash + 1, static_cast<const char *>(end), '-') != end;
+    if (negative || length >= 33) {
         (void)VEX_FAIL(EINVAL, -1, "mask not 0-32 (%lu)", length);
         return invalidMask(__func__);
     }

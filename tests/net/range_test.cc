@@ -54,6 +54,7 @@ TEST(IpRange, FailsWithItsOwnLineAndThenItsCallers) {
         {false, "", EINVAL, "22 iprange_create: invalid NULL parameter"},
         {false, "10.0.0.0", EINVAL, "22 getmasklen: invalid parameter: does not contain '/'!"},
         {false, "10.0.0.0/-1", EINVAL, "22 getmasklen: mask not 0-32 (18446744073709551615)!"},
+        {false, "10.0.0.0/-18446744073709551615", EINVAL, "22 getmasklen: mask not 0-32 (1)!"},
         {false, "10.0.0.0/x", EINVAL, "22 getmasklen: no digit found!"},
         {false, "1.2.3.4/18446744073709551616", ERANGE,
             "34 getmasklen: invalid input: 18446744073709551616\n34 iprange_create: IP address format is invalid."},
