@@ -114,8 +114,7 @@ int ReadId(const char *path, const char *name, uint64_t *value_out, int fd, uint
 }
 
 int OpenId(const char *path, const char *name, uint64_t *value_out, uint64_t minimum) {
-    if (path == nullptr || name == nullptr || value_out == nullptr)
-        return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
+    if (path == nullptr || name == nullptr) return VEX_FAIL(EINVAL, -1, "invalid NULL parameter");
     vex::UniqueFd fd(vex::retryOnEintr([&] { return ::open(path, O_RDWR | O_CLOEXEC); }));
     if (!fd) return VEX_FAIL(errno, -1, "Could not open %s to read the current %s.", path, name);
     return ReadId(path, name, value_out, fd.get(), minimum) == 0 ? fd.release() : -1;
