@@ -70,6 +70,8 @@ TEST(Ciphers, RefuseBadArgumentsWithOneLineEach) {
     EXPECT_FAILS_WITH("22 Final: invalid arguments", -1, aes->Final(nullptr, nullptr));
     EXPECT_FAILS_WITH("22 Update: invalid arguments\n22 Process: Update failed for AES-256-CFB(0)", -1,
         aes->Process(block, -1, false, block, nullptr));
+    aes->Free();
+    EXPECT_FAILS_LOGGING("0 Update: EVP_CipherUpdate failed(0)", EINVAL, -1, aes->Update(block, 1, block));
     EXPECT_FAILS_WITH("22 BlowfishEncode: Invalid parameter: Null context\n22 Update: UpdateAligned failed", -1,
         BlowfishCipher().Update(block, 8, block));
 }
