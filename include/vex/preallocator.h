@@ -70,7 +70,8 @@ typedef void (*preallocator_move_fn)(void *oldBlock, void *newBlock, uint64_t bl
  * Makes a state. No slab is taken before the first block is.
  *
  * Slabs of 2 MiB and more are aligned to 2 MiB and offered to the kernel for huge pages: choose
- * such a size for large indexes.
+ * such a size for large indexes. Smaller ones, if a power of two from 4096 bytes on and not locked,
+ * share huge pages once there are 2 MiB of them.
  *
  * @param slab_size          bytes a slab, at least block_size + 12. 12 bytes of it are the
  * header's.

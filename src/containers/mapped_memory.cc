@@ -9,14 +9,14 @@
 namespace vex {
 namespace {
 
-constexpr size_t kPage = 4096;
-
 void *mapAnywhere(size_t size) {
     void *const p = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     return p == MAP_FAILED ? nullptr : p;
 }
 
-/// Maps more than is wanted and cuts off what is too much at both ends.
+}  // namespace
+
+// Maps more than is wanted and cuts off what is too much at both ends.
 void *mapAligned(size_t size) {
     size_t wide = 0;
     if (!checkedAdd(size, 2 * kHugePage, &wide)) return nullptr;
@@ -30,8 +30,6 @@ void *mapAligned(size_t size) {
     (void)madvise(all + before, kept, MADV_HUGEPAGE);  // a wish: small pages work as well
     return all + before;
 }
-
-}  // namespace
 
 void *mapZeroed(size_t size) {
     if (size >= kHugePage)

@@ -2,14 +2,12 @@
 // list top-down, so the list runs upward through the newest slab and then on into the older ones.
 #include <errno.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/mman.h>
 
 #include <vex/preallocator.h>
 
 #include "base/checked.h"
 #include "base/errno_guard.h"
-#include "containers/mapped_memory.h"
 #include "containers/slab.h"
 #include "log/report.h"
 
@@ -53,20 +51,6 @@ void giveToBudget(preallocator *a) {
     ++*a->slab_budget;
 }
 
-Slab *obtainSlab(size_t size) {
-    uint32_t flags = 0;
-    void *p = vex::mapZeroed(size);
-    if (p == nullptr) {
-        flags = kFromMalloc;
-        p = malloc(size);
-        if (p == nullptr) return nullptr;
-    }
-    memset(p, 0, 16);
-    auto *const slab = static_cast<Slab *>(p);
-    slab->flags = flags;
-    return slab;
-}
-
 void threadBlocks(preallocator *a, Slab *slab) {
     FreeBlock *above = freeHead(a);
     FreeBlock *block = topBlock(a, slab);
@@ -86,7 +70,7 @@ bool addSlab(preallocator *a) {
         errno = ENOSPC;  // callers try and go without: no line
         return false;
     }
-    Slab *const slab = obtainSlab(a->slab_size);
+    Slab *const slab = obtainSlab(a);
     if (slab == nullptr) {
         const int err = errno;
         giveToBudget(a);
@@ -126,10 +110,7 @@ bool checkSizes(const char *who, int err, uint64_t slab_size, uint64_t block_siz
 void vex::slab::releaseSlab(preallocator *a, Slab *slab) {
     const vex::ErrnoGuard errno_guard;
     if ((a->flags & PREALLOCATOR_MLOCK) != 0) (void)munlock(slab, a->slab_size);
-    if ((slab->flags & kFromMalloc) != 0)
-        free(slab);
-    else
-        (void)munmap(slab, a->slab_size);  // fails only for addresses that were never mapped
+    discardSlab(a, slab);
     giveToBudget(a);
 }
 

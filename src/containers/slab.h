@@ -19,7 +19,6 @@ struct [[gnu::packed, gnu::may_alias]] Slab {
     uint32_t flags;
 };
 static_assert(sizeof(Slab) == 12);
-inline constexpr uint32_t kFromMalloc = 1;  ///< released with free() instead of munmap()
 
 struct [[gnu::packed, gnu::may_alias]] FreeBlock {
     uint64_t marker;
@@ -81,7 +80,13 @@ inline void giveBlock(preallocator *a, void *p) {
     ++a->num_free_blocks;
 }
 
-/// Unmaps a slab that is off the list and gives it back to the budget.
+/// Memory for one more slab, with its flags set; nullptr with errno.
+Slab *obtainSlab(const preallocator *a);
+/// Gives back the memory of the slab that was the newest.
+void discardSlab(const preallocator *a, Slab *slab);
+
+/// Unlocks and discards the slab that was the newest and is off the list, and gives it back to the
+/// budget.
 void releaseSlab(preallocator *a, Slab *slab);
 
 }  // namespace vex::slab

@@ -1,5 +1,7 @@
 #include <pthread.h>
 
+#include <fstream>
+
 #include "support/test.h"
 
 namespace {
@@ -168,10 +170,14 @@ struct Model {
 
 TEST(Preallocator, KeepsBlocksThroughRandomUseReclaimAndFailingMemory) {
     std::mt19937_64 random(testSeed());
-    for (const uint64_t slab_size : {16 + 5 * 32UL, 3UL << 20}) {
+    struct Shape {
+        uint64_t slab_size, block_size;
+    };
+    // slabs by themselves, those that share huge pages, those of several
+    for (const auto &[slab_size, block_size] : {Shape{16 + 5 * 32, 32}, {512 << 10, 128 << 10}, {3 << 20, 256 << 10}}) {
         uint64_t budget = 40;
         {
-            const Holder held(slab_size, slab_size > 4096 ? 256 << 10 : 32, &budget);
+            const Holder held(slab_size, block_size, &budget);
             Model model(held.a);
             for (uint64_t step = 1; step < 3000; ++step) {
                 const LogCapture log;
@@ -196,6 +202,33 @@ TEST(Preallocator, KeepsBlocksThroughRandomUseReclaimAndFailingMemory) {
         }
         EXPECT_EQ(40U, budget);
     }
+}
+
+uint64_t mappedPages() {
+    uint64_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages;
+}
+
+TEST(Preallocator, LetsSmallSlabsShareHugePagesAndUnmapsThemAll) {
+    constexpr uint64_t kSlab = 8192, kHugePage = 2 << 20, kSlabs = 4 * kHugePage / kSlab;
+    const uint64_t before = mappedPages();
+    for (int round = 0; round < 12; ++round) {
+        const Holder held(kSlab, kSlab - 16);
+        std::vector<void *> blocks(kSlabs);
+        for (void *&block : blocks) block = preallocator_alloc(held.a);
+        std::set<uintptr_t> huge_pages;
+        for (size_t i = kHugePage / kSlab; i < kSlabs; ++i)
+            huge_pages.insert(reinterpret_cast<uintptr_t>(blocks[i]) / kHugePage);
+        EXPECT_EQ(3U, huge_pages.size());
+        for (size_t i = 0; i < kSlabs / 3; ++i) preallocator_free(held.a, blocks[i]);
+        EXPECT_EQ(kSlabs / 3, preallocator_slab_reclaim_all(
+                                  held.a, [](void *, void *, uint64_t, void *) {}, nullptr));
+        if (round % 2 == 0) preallocator_reinit(held.a);
+        EXPECT_EQ(0, preallocator_preallocate(held.a, kSlabs));
+        EXPECT_EQ(0, preallocator_validate(stderr, held.a));
+    }
+    EXPECT_LT(mappedPages(), before + 10 * kHugePage / 4096);
 }
 
 TEST(Preallocator, ReportsAFailedSlabAndCountsOneBudgetForSeveralThreads) {
