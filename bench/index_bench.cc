@@ -2,6 +2,7 @@
 // see the same keys, the same comparison and the same hash.
 #include <absl/container/btree_set.h>
 #include <absl/container/flat_hash_set.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cstring>
@@ -64,10 +65,11 @@ std::vector<Record> randomRecords(size_t count, uint64_t seed) {
     return records;
 }
 
-/// Seconds of each phase, or nanoseconds per record. The look-ups called "chained" need the
-/// previous one's result first, as in a store that acts on each.
+/// Nanoseconds per record of each phase. The look-ups called "chained" need the previous one's
+/// result first, as in a store that acts on each.
 struct Figures {
     double insert, hit, miss, chained_hit, chained_miss, iterate, erase;
+    double insert_kernel;  ///< what of the insertion the kernel took to deliver memory
 };
 
 /// Makes every side deliver the record: a compiler that sees how little of it is used would leave
@@ -82,13 +84,26 @@ size_t chain(size_t value) {
     return value >> 8;
 }
 
-/// What the phases work on: the records in order of insertion, the same shuffled, and absent ones.
+/// How hits and erasures follow one another: as the records came, like a backup that finds the
+/// chunks of the one before, or without any pattern.
+enum class Order { kInserted, kShuffled };
+
+/// What the phases work on: the records in order of insertion and of look-ups, and absent ones.
 struct Load {
-    explicit Load(size_t count)
-        : records(randomRecords(count, 1)), shuffled(records), absent(randomRecords(count, 2)) {
-        std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937_64(3));
+    Load(size_t count, Order lookup_order)
+        : order(lookup_order),
+          records(randomRecords(count, 1)),
+          lookups(records),
+          absent(randomRecords(count, 2)) {
+        if (order == Order::kShuffled)
+            std::shuffle(lookups.begin(), lookups.end(), std::mt19937_64(3));
     }
-    std::vector<Record> records, shuffled, absent;
+    /// A phase's name with the order of look-ups.
+    std::string named(const char *phase) const {
+        return std::string(phase) + (order == Order::kInserted ? ", as inserted" : ", shuffled");
+    }
+    Order order;
+    std::vector<Record> records, lookups, absent;
 };
 
 /// One container of a comparison. Its phases run in the order of this list, each over the whole
@@ -141,7 +156,7 @@ public:
     }
     void hit(size_t from, size_t to) override {
         for (size_t i = from; i < to; ++i) {
-            (void)VexHashTreeGet(tree_, &load.shuffled[i], &out_);
+            (void)VexHashTreeGet(tree_, &load.lookups[i], &out_);
             use(out_);
         }
     }
@@ -151,7 +166,7 @@ public:
     }
     void chainedHit(size_t from, size_t to) override {
         for (size_t i = from, link = 0; i < to; ++i) {
-            (void)VexHashTreeGet(tree_, &load.shuffled[i + link], &out_);
+            (void)VexHashTreeGet(tree_, &load.lookups[i + link], &out_);
             link = chain(out_.payload[0]);
         }
     }
@@ -168,7 +183,7 @@ public:
     }
     void erase(size_t from, size_t to) override {
         for (size_t i = from; i < to; ++i)
-            (void)VexHashTreeRemove(tree_, &load.shuffled[i], nullptr);
+            (void)VexHashTreeRemove(tree_, &load.lookups[i], nullptr);
     }
 
 private:
@@ -192,7 +207,7 @@ public:
     }
     void hit(size_t from, size_t to) override {
         for (size_t i = from; i < to; ++i) {
-            const Record out = *container_.find(load.shuffled[i]);
+            const Record out = *container_.find(load.lookups[i]);
             use(out);
         }
     }
@@ -202,7 +217,7 @@ public:
     }
     void chainedHit(size_t from, size_t to) override {
         for (size_t i = from, link = 0; i < to; ++i) {
-            const Record out = *container_.find(load.shuffled[i + link]);
+            const Record out = *container_.find(load.lookups[i + link]);
             link = chain(out.payload[0]);
         }
     }
@@ -218,7 +233,7 @@ public:
         }
     }
     void erase(size_t from, size_t to) override {
-        for (size_t i = from; i < to; ++i) container_.erase(load.shuffled[i]);
+        for (size_t i = from; i < to; ++i) container_.erase(load.lookups[i]);
     }
 
 private:
@@ -242,7 +257,18 @@ constexpr struct {
                {&Figures::iterate, &Side::iterate},
                {&Figures::erase, &Side::erase}};
 
+constexpr double Figures::*kFigures[] = {
+    &Figures::insert,       &Figures::hit,     &Figures::miss,  &Figures::chained_hit,
+    &Figures::chained_miss, &Figures::iterate, &Figures::erase, &Figures::insert_kernel};
+
 using Sides = std::vector<std::unique_ptr<Side>>;
+
+double kernelSeconds() {
+    rusage usage;
+    getrusage(RUSAGE_THREAD, &usage);
+    return static_cast<double>(usage.ru_stime.tv_sec) +
+           1e-6 * static_cast<double>(usage.ru_stime.tv_usec);
+}
 
 /// All phases of all sides, which take turns every 100,000 records, so that a machine whose speed
 /// changes is as fast for one as for the other.
@@ -251,11 +277,16 @@ std::vector<Figures> takeTurns(size_t count, const Sides &sides) {
     std::vector<Figures> figures(sides.size());
     for (const auto &phase : kPhases) {
         for (size_t from = 0; from < count; from += kTurn)
-            for (size_t i = 0; i < sides.size(); ++i)
+            for (size_t i = 0; i < sides.size(); ++i) {
+                const double kernel = kernelSeconds();
                 figures[i].*phase.figure += cpuSeconds(
                     [&] { (*sides[i].*phase.run)(from, std::min(from + kTurn, count)); });
-        for (Figures &f : figures) f.*phase.figure *= 1e9 / static_cast<double>(count);
+                if (phase.figure == &Figures::insert)
+                    figures[i].insert_kernel += kernelSeconds() - kernel;
+            }
     }
+    for (Figures &f : figures)
+        for (const auto figure : kFigures) f.*figure *= 1e9 / static_cast<double>(count);
     return figures;
 }
 
@@ -278,31 +309,40 @@ void showMemory(const Load &load) {
 /// The median round of one side.
 Figures median(const std::vector<std::vector<Figures>> &rounds, size_t side) {
     Figures result{};
-    for (const auto &phase : kPhases) {
+    for (const auto figure : kFigures) {
         std::vector<double> values;
-        for (const auto &round : rounds) values.push_back(round[side].*phase.figure);
-        result.*phase.figure = bench::median(values);
+        for (const auto &round : rounds) values.push_back(round[side].*figure);
+        result.*figure = bench::median(values);
     }
     return result;
 }
 
-void showAgainst(size_t count, const char *peer, const Figures &ours, const Figures &theirs,
+/// The rows that have targets.
+void showAgainst(const Load &load, const char *peer, const Figures &ours, const Figures &theirs,
                  const char *insert, const char *hit, const char *miss, const char *erase) {
+    const size_t count = load.records.size();
     show(count, "insert", ours.insert, peer, theirs.insert, insert);
-    show(count, "hit", ours.hit, peer, theirs.hit, hit);
+    show(count, load.named("hit").c_str(), ours.hit, peer, theirs.hit, hit);
     show(count, "miss", ours.miss, peer, theirs.miss, miss);
-    show(count, "erase", ours.erase, peer, theirs.erase, erase);
+    show(count, load.named("erase").c_str(), ours.erase, peer, theirs.erase, erase);
 }
 
-/// What has no target of its own: look-ups one after the other, and a caller's own functions.
-void showBeside(size_t count, const char *peer, const Figures &ours, const Figures &called,
+/// What has no target of its own: look-ups one after the other, a caller's own functions, and the
+/// kernel's part, which depends on what memory other programs have left to it.
+void showBeside(const Load &load, const char *peer, const Figures &ours, const Figures &called,
                 const Figures &theirs) {
-    show(count, "chained hit", ours.chained_hit, peer, theirs.chained_hit, "none");
-    show(count, "chained miss", ours.chained_miss, peer, theirs.chained_miss, "none");
-    show(count, "insert, caller's functions", called.insert, peer, theirs.insert, "none");
-    show(count, "hit, caller's functions", called.hit, peer, theirs.hit, "none");
-    show(count, "miss, caller's functions", called.miss, peer, theirs.miss, "none");
-    show(count, "erase, caller's functions", called.erase, peer, theirs.erase, "none");
+    const size_t count = load.records.size();
+    const auto row = [&](const std::string &what, double mine, double peers) {
+        show(count, what.c_str(), mine, peer, peers, "none");
+    };
+    row(load.named("chained hit"), ours.chained_hit, theirs.chained_hit);
+    row("chained miss", ours.chained_miss, theirs.chained_miss);
+    row("insert, caller's functions", called.insert, theirs.insert);
+    row(load.named("hit, caller's functions"), called.hit, theirs.hit);
+    row("miss, caller's functions", called.miss, theirs.miss);
+    row(load.named("erase, caller's functions"), called.erase, theirs.erase);
+    if (theirs.insert_kernel > 0)
+        row("insert, the kernel's part", ours.insert_kernel, theirs.insert_kernel);
 }
 
 /// A peer by itself.
@@ -313,10 +353,9 @@ Figures measure(const Load &load) {
     return takeTurns(load.records.size(), sides)[0];
 }
 
-void compareIndexes(size_t count, int rounds) {
-    const Load load(count);
+void compareIndexes(size_t count, int rounds, Order order) {
+    const Load load(count, order);
     const bool small = count < 1000000;
-    if (!small) showMemory(load);
     std::vector<std::vector<Figures>> all;
     for (int i = 0; i < rounds; ++i) {
         Sides sides;
@@ -328,24 +367,25 @@ void compareIndexes(size_t count, int rounds) {
     }
     const Figures tree = median(all, 0), flat = median(all, 2);
     const char *const flat_name = "absl::flat_hash_set";
-    if (small) {
-        showAgainst(count, flat_name, tree, flat, "<= 2.2", "<= 2.2", "<= 2.2", "<= 2.2");
-        showBeside(count, flat_name, tree, median(all, 1), flat);
-        showAgainst(count, "std::unordered_set", tree, median(all, 3), "<= 1.0", "<= 1.0", "<= 1.0",
+    if (small)
+        showAgainst(load, flat_name, tree, flat, "<= 2.2", "<= 2.2", "<= 2.2", "<= 2.2");
+    else
+        showAgainst(load, flat_name, tree, flat, "<= 0.65", "<= 1.15", "<= 1.35", "<= 0.80");
+    showBeside(load, flat_name, tree, median(all, 1), flat);
+    if (small)
+        showAgainst(load, "std::unordered_set", tree, median(all, 3), "<= 1.0", "<= 1.0", "<= 1.0",
                     "<= 1.0");
-        return;
-    }
-    showAgainst(count, flat_name, tree, flat, "<= 0.65", "<= 1.15", "<= 1.35", "<= 0.80");
-    showBeside(count, flat_name, tree, median(all, 1), flat);
+    if (small || order == Order::kInserted) return;
     show(count, "iterate in order", tree.iterate, "absl::btree_set", measure<TreeSet>(load).iterate,
          "<= 0.8");
-    showAgainst(count, "std::set", tree, measure<StdSet>(load), "<= 0.10", "<= 0.10", "<= 0.10",
+    showAgainst(load, "std::set", tree, measure<StdSet>(load), "<= 0.10", "<= 0.10", "<= 0.10",
                 "<= 0.10");
+    showMemory(load);
 }
 
 /// Both sides grow when there is about a record a bucket.
 void compareResize(size_t count, int rounds) {
-    const Load load(count);
+    const Load load(count, Order::kInserted);
     const double ns = 1e9 / static_cast<double>(count);
     std::vector<double> ours, theirs;
     for (int i = 0; i < rounds; ++i) {
@@ -369,12 +409,13 @@ void compareResize(size_t count, int rounds) {
 /// bench_index [MILLIONS]: the largest index measured, 10 million records by default.
 int main(int argc, char **argv) {
     const size_t millions = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 10;
-    compareIndexes(100000, 9);
-    compareIndexes(1000000, 3);
-    compareResize(1000000, 5);
-    if (millions > 1) {
-        compareIndexes(millions * 1000000, 1);
-        compareResize(millions * 1000000, 1);
+    std::vector<size_t> counts = {100000, 1000000};
+    if (millions > 1) counts.push_back(millions * 1000000);
+    for (const size_t count : counts) {
+        const int rounds = count < 1000000 ? 9 : 3;
+        compareIndexes(count, rounds, Order::kInserted);
+        compareIndexes(count, rounds, Order::kShuffled);
+        if (count >= 1000000) compareResize(count, rounds);
     }
     return 0;
 }
