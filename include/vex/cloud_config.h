@@ -51,7 +51,7 @@ public:
      * Writes the file anew, durably: temporary file, sync, rename, directory sync. Members that
      * jsonObject leaves out are gone then.
      *
-     * @return 0; -1 with errno, and the file as it was.
+     * @return 0; -1 with errno, and the file as it was unless only the last sync failed.
      */
     int saveConfigFile();
 

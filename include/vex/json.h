@@ -55,7 +55,7 @@ public:
      * Puts the object into a file, durably: under a temporary name, synced, renamed over the path,
      * directory synced. The file's mode stays; a new file gets 0644 less the umask.
      *
-     * @return 0; -1 with errno, and the file as it was.
+     * @return 0; -1 with errno, and the file as it was unless only the last sync failed.
      */
     int save(const char *path) const;
     /** The object as text, members in the order of their making. @param indent blanks a level, 0
