@@ -217,7 +217,8 @@ VEX_API int DirCloseA(struct DirStream *walk);
 
 /** DirEntry::errno_value; -1 for NULL. */
 VEX_API int DirGetErrnoA(const struct DirEntry *entry);
-/** The system's text for DirEntry::errno_value, static; NULL for NULL. */
+/** The text of strerror(3) for DirEntry::errno_value, valid until the thread's next call; NULL for
+ * NULL. */
 VEX_API const char *DirGetStrerrorA(const struct DirEntry *entry);
 
 /** DirEntry in wide text: lengths are wide characters. */

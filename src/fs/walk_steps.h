@@ -297,8 +297,8 @@ template <typename Text>
 const char *Walk<Text>::errorText(const char *who, const Entry *entry) {
     if (entry == nullptr)
         return VEX_FAIL_AS(who, EINVAL, EINVAL, nullptr, "invalid NULL parameter");
-    const char *const text = strerrordesc_np(entry->errno_value);
-    return text != nullptr ? text : "Unknown error";
+    static thread_local char unknown[64];
+    return strerror_r(entry->errno_value, unknown, sizeof unknown);
 }
 
 }  // namespace vex::fs

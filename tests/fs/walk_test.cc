@@ -257,6 +257,8 @@ TEST_F(WalkFailures, WrongArgumentsAreRefused) {
     EXPECT_FAILS_WITH("22 DirSetFlagsA: no valid flag settings", 0, DirSetFlagsA(root, 5));
     EXPECT_FAILS_WITH("22 DirCloseW: invalid NULL parameter", 0, DirCloseW(nullptr));
     EXPECT_EQ(DDS_SKIP, root->instr);
+    root->errno_value = 4095;
+    EXPECT_STREQ(strerror(DirGetErrnoA(root)), DirGetStrerrorA(root));
     EXPECT_EQ(0, DirCloseA(walk));
 }
 
