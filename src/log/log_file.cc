@@ -111,7 +111,13 @@ int LogFile::abandon() {
 bool LogFile::writeLocked(const char *line, size_t length, size_t maxSize) {
     if (fd_ >= 0 && checkIsDue() && !stillThere()) close();
     if (fd_ < 0 && !open()) return kept_.append(line, length);
-    if (maxSize > 0 && position_ >= maxSize) rotate();
+    if (maxSize > 0 && position_ >= maxSize) {
+        // what the file itself says decides: a device has no size, and a file may have been emptied
+        if (!stillThere())
+            close();  // another process has rotated it already
+        else if (position_ >= maxSize)
+            rotate();
+    }
     if (fd_ < 0 && !open()) return kept_.append(line, length);
     if (kept_.size() > 0 && !kept_.drainTo(fd_)) return kept_.append(line, length);
 
@@ -177,10 +183,6 @@ bool LogFile::open() {
 /// Renames the file to "<path>.<local time>", with ".1", ".2" … when a rotation in the same second
 /// took the name.
 void LogFile::rotate() {
-    if (!stillThere()) {  // another process has rotated it already
-        close();
-        return;
-    }
     const time_t now = time(nullptr);
     tm local{};
     localtime_r(&now, &local);

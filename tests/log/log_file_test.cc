@@ -52,6 +52,14 @@ TEST_F(LogFileTest, RotatesWhenTheSizeIsReachedAndNeverOverwrites) {
     }
 }
 
+TEST_F(LogFileTest, NeverMovesADeviceAway) {
+    ASSERT_EQ(0, symlink("/dev/null", path.c_str()));
+    LogFile file;
+    file.setPath(path);
+    for (int i = 0; i < 40; ++i) EXPECT_TRUE(put(file, "of a burst\n", 100));
+    EXPECT_THAT(dir.list(), ElementsAre("file"));
+}
+
 TEST_F(LogFileTest, FollowsItsPathWhenTheFileIsMovedOrRemoved) {
     LogFile file;
     file.setPath(dir / "d/file");
