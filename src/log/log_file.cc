@@ -152,8 +152,10 @@ bool LogFile::checkIsDue() {
 
 bool LogFile::stillThere() {
     struct stat status {};
-    if (stat(path_.c_str(), &status) != 0 || status.st_dev != device_ || status.st_ino != inode_)
-        return false;
+    // a daemon that has become another user may not be let into the directory: its file is good
+    // still
+    if (stat(path_.c_str(), &status) != 0) return errno != ENOENT && errno != ENOTDIR;
+    if (status.st_dev != device_ || status.st_ino != inode_) return false;
     position_ = static_cast<size_t>(status.st_size);
     return true;
 }

@@ -50,6 +50,9 @@ LogManager &LogManager::instance() {
 
 std::shared_ptr<LogFile> LogManager::get(std::string_view path) {
     const std::lock_guard<std::mutex> lock(state_->mutex);
+    std::shared_ptr<LogFile> file;
+    if (const auto found = state_->files.find(path); found != state_->files.end())
+        file = found->second;  // held: it may be one that the process could not open again
     // also where the path is known: a program that goes on with one log must not keep the others
     // open
     const time_t now = time(nullptr);
@@ -57,9 +60,8 @@ std::shared_ptr<LogFile> LogManager::get(std::string_view path) {
         state_->last_clean_up = now;
         removeIdle(kIdleSeconds);
     }
-    const auto found = state_->files.find(path);
-    if (found != state_->files.end()) return found->second;
-    auto file = std::make_shared<LogFile>();
+    if (file != nullptr) return file;
+    file = std::make_shared<LogFile>();
     state_->files.emplace(path, file);
     file->setPath(std::string(
         path));  // when it throws the file stays, to keep lines until its directory can be made

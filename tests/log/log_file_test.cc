@@ -68,10 +68,15 @@ TEST_F(LogFileTest, FollowsItsPathWhenTheFileIsMovedOrRemoved) {
     EXPECT_TRUE(put(file, "two\n"));
     ASSERT_EQ(0, unlink((dir / "d/file").c_str()));
     EXPECT_TRUE(put(file, "three\n"));
+    {
+        const FaultScope locked_out({"stat", "open"}, 1, EACCES, FaultScope::kLasting);
+        EXPECT_TRUE(put(file, "inside\n"));
+        EXPECT_FALSE(file.keepsLines());
+    }
     file.setPath(dir / "other.log");
     EXPECT_TRUE(put(file, "four\n"));
     EXPECT_EQ("one\n", readFile(dir / "d/old"));
-    EXPECT_EQ("three\nLogFile: Changing path to " + (dir / "other.log") + "\n", readFile(dir / "d/file"));
+    EXPECT_EQ("three\ninside\nLogFile: Changing path to " + (dir / "other.log") + "\n", readFile(dir / "d/file"));
     EXPECT_EQ("four\n", readFile(dir / "other.log"));
 }
 
