@@ -16,10 +16,15 @@ namespace {
 enum : uint32_t {
     kFromMalloc = 1,  ///< released with free() instead of munmap()
     kInHugePage = 2,  ///< one of those that share a huge page
+    kLastInPage = 4,  ///< nothing behind it in its huge page is in use
 };
 
 bool isFirstInHugePage(const void *slab) {
     return reinterpret_cast<uintptr_t>(slab) % kHugePage == 0;
+}
+
+Slab *slabBefore(const preallocator *a, Slab *slab) {
+    return reinterpret_cast<Slab *>(reinterpret_cast<char *>(slab) - a->slab_size);
 }
 
 /// Only what fills huge pages without a rest shares them, and not locked slabs, because a lock on a
@@ -33,14 +38,16 @@ bool sharesHugePages(const preallocator *a) {
 void *placeInHugePage(const preallocator *a) {
     Slab *const newest = newestSlab(a);
     char *const behind = endOf(a, newest);
-    if ((newest->flags & kInHugePage) != 0 && !isFirstInHugePage(behind)) return behind;
-    return mapAligned(kHugePage);
+    if ((newest->flags & kLastInPage) == 0 || isFirstInHugePage(behind))
+        return mapAligned(kHugePage);
+    newest->flags &= ~uint32_t{kLastInPage};
+    return behind;
 }
 
 void *mapSlab(const preallocator *a, uint32_t *flags) {
     if (sharesHugePages(a)) {
         if (void *const place = placeInHugePage(a)) {
-            *flags = kInHugePage;
+            *flags = kInHugePage | kLastInPage;
             return place;
         }
     }
@@ -65,14 +72,16 @@ Slab *obtainSlab(const preallocator *a) {
 
 void discardSlab(const preallocator *a, Slab *slab) {
     const uint32_t flags = slab->flags;
-    if ((flags & kFromMalloc) != 0)
+    if ((flags & kFromMalloc) != 0) {
         free(slab);
-    else if ((flags & kInHugePage) == 0)
+    } else if ((flags & kInHugePage) == 0) {
         (void)munmap(slab, a->slab_size);  // fails only for addresses that were never mapped
-    else if (isFirstInHugePage(slab))
+    } else if (isFirstInHugePage(slab)) {
         (void)munmap(slab, kHugePage);
-    else
-        (void)madvise(slab, a->slab_size, MADV_DONTNEED);  // its place is kept for the next slab
+    } else {
+        (void)madvise(slab, a->slab_size, MADV_DONTNEED);
+        slabBefore(a, slab)->flags |= kLastInPage;
+    }
 }
 
 }  // namespace vex::slab

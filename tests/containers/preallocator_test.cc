@@ -211,19 +211,26 @@ uint64_t mappedPages() {
 }
 
 TEST(Preallocator, LetsSmallSlabsShareHugePagesAndUnmapsThemAll) {
+    const auto keepNumber = [](void *from, void *to, uint64_t, void *) { EXPECT_EQ(1U, word(to, 3) = word(from, 3)); };
     constexpr uint64_t kSlab = 8192, kHugePage = 2 << 20, kSlabs = 4 * kHugePage / kSlab;
     const uint64_t before = mappedPages();
     for (int round = 0; round < 12; ++round) {
         const Holder held(kSlab, kSlab - 16);
         std::vector<void *> blocks(kSlabs);
-        for (void *&block : blocks) block = preallocator_alloc(held.a);
+        for (void *&block : blocks) word(block = preallocator_alloc(held.a), 3) = 1;
         std::set<uintptr_t> huge_pages;
         for (size_t i = kHugePage / kSlab; i < kSlabs; ++i)
             huge_pages.insert(reinterpret_cast<uintptr_t>(blocks[i]) / kHugePage);
         EXPECT_EQ(3U, huge_pages.size());
         for (size_t i = 0; i < kSlabs / 3; ++i) preallocator_free(held.a, blocks[i]);
-        EXPECT_EQ(kSlabs / 3, preallocator_slab_reclaim_all(
-                                  held.a, [](void *, void *, uint64_t, void *) {}, nullptr));
+        EXPECT_EQ(kSlabs / 3, preallocator_slab_reclaim_all(held.a, keepNumber, nullptr));
+        EXPECT_EQ(blocks[kSlabs - kSlabs / 3], preallocator_alloc(held.a)) << "a place given back serves again";
+        // a count that is too high after a reset lets the reclaimed slab's block go to a new slab
+        preallocator_reset(held.a);
+        for (size_t i = 0; i <= kSlabs - kSlabs / 3; ++i) word(preallocator_alloc(held.a), 3) = 1;
+        held.a->num_free_blocks = 1;
+        EXPECT_EQ(1, preallocator_slab_reclaim(held.a, keepNumber, nullptr));
+        held.a->num_free_blocks = 0;
         if (round % 2 == 0) preallocator_reinit(held.a);
         EXPECT_EQ(0, preallocator_preallocate(held.a, kSlabs));
         EXPECT_EQ(0, preallocator_validate(stderr, held.a));
