@@ -46,6 +46,9 @@ struct Settings : Unique {
         const int first = opt_parse(table, argc - 1, argv + 1);
         done(first >= 0);
         arguments.assign(argv + 1 + first, argv + argc);
+        // the store serves defaults for a missing file; a name that was given must be right
+        check(ini_file == nullptr || vex_access(ini_file, R_OK) == 0, "no settings in %s: %m",
+              ini_file);
         setUpLog(ini_file == nullptr ? ini : ini_file);
         key = absolute(*key_file == '\0' ? directory + ".key" : key_file);
         check(std::has_single_bit(chunk_size) && chunk_size >= kLeastChunk &&

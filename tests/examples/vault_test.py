@@ -185,6 +185,7 @@ class VaultTest(ProgramTest):
         self.assertIn("is there already", self.vex("init", self.vault, status=1))
         self.assertIn("no empty directory", self.vex("init", self.tree, status=1))
         self.assertIn("is no vault", self.vex("list", self.tree, status=1))
+        self.assertIn("no settings in /none: No such", self.vex("list", self.vault, "--ini=/none", status=2))
         self.assertIn("power of two", self.vex("list", self.vault, "--chunk-size=5000", status=2))
         self.assertIn("usage: vault restore", self.vex("restore", self.vault, status=2))
 
