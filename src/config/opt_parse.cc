@@ -23,9 +23,11 @@ int storeInitial(opt_option &option, IniFile &ini) {
     if (ini.value != nullptr && option.ini_section != nullptr && option.ini_key != nullptr) {
         char text[kIniValueRoom];
         const char *path = *static_cast<char **>(ini.option->value);
+        errno = 0;
         const int result =
             InifileGetValueA(option.ini_section, option.ini_key, text, sizeof text, "", path);
         ini.option->flags |= OPT_FROM_INI;
+        if (errno == ENOMEM) return -1;  // reported; the default is not what the file may say
         if (result > kIniValueRoom)
             return VEX_FAIL_AS("opt_parse", -1, ENOBUFS, -1,
                                "value of [%s] %s in %s is too long for option %s",

@@ -111,6 +111,11 @@ TEST(OptParse, TakesValuesFromTheIniFileWhereverItIsNamed) {
     EXPECT_EQ(-1, InifileReleaseA(one.c_str())) << "opt_free released it";
     EXPECT_EQ("3: 100 none - 2 0 0 0", program.parse("-i" + one + " --ini=" + two)) << "the last one";
     opt_free(program.table);
+    {
+        const FaultScope no_memory("malloc", 1, ENOMEM);
+        EXPECT_THAT(program.parse("-i" + one), StartsWith("ENOMEM 90 Could not allocate ")) << "and no default instead";
+    }
+    opt_free(program.table);
     program.options[4].default_value = one.c_str();
     EXPECT_EQ("1: 100 from_one - 1 0 0 0", program.parse(""));
     opt_free(program.table);
