@@ -54,7 +54,7 @@ if (fakes->peer_name.empty()) return EAI_NONAME;
 return snprintf(host, size, "%s", fakes->peer_name.c_str()) > 0 ? 0 : EAI_FAIL;
 }
 REAL_OR_FAKE(int, poll, (pollfd * all, nfds_t count, int timeout), (all, count, timeout))
-if (const int err = faultFor("poll"); err > 0) return errno = err, -1;
+if (const int err = FaultScope::faultFor("poll"); err > 0) return errno = err, -1;
 if (fakes->expired_polls == 0) return real();
 --fakes->expired_polls;
 fakes->polls.push_back(timeout);

@@ -1,6 +1,8 @@
 #ifndef VEXTEST_DATA_H
 #define VEXTEST_DATA_H
 
+#include <stdlib.h>
+
 #include <random>
 #include <string>
 #include <string_view>
@@ -9,7 +11,10 @@
 namespace vextest {
 
 /// The seed of every random operation: fixed, or VEX_TEST_SEED; printed when a test fails.
-unsigned long testSeed();
+inline unsigned long testSeed() {
+    const char *const text = getenv("VEX_TEST_SEED");
+    return text != nullptr ? strtoul(text, nullptr, 10) : 20040707;
+}
 
 /// @p n random bytes, the same ones every time.
 inline std::string testNoise(size_t n) {

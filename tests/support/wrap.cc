@@ -17,14 +17,13 @@
 
 #include "support/faults.h"
 
-using vextest::faultFor;
 using vextest::FaultScope;
 
 // VEX_WRAP(result type, name, value on failure, (parameters), (arguments)), with what comes before the real call
 #define VEX_WRAP_BEFORE(type, name, failed, parameters, arguments, before) \
     extern "C" type __real_##name parameters;                              \
     extern "C" type __wrap_##name parameters {                             \
-        const int err = faultFor(#name);                                   \
+        const int err = FaultScope::faultFor(#name);                       \
         if (err > 0) return errno = err, failed;                           \
         before;                                                            \
         return __real_##name arguments;                                    \
@@ -53,14 +52,13 @@ VEX_WRAP_TRANSFER(size_t, fwrite, 0, (const void *from, size_t size, size_t n, F
 #define VEX_WRAP_CLOSE(name, failed, parameters, arguments) \
     extern "C" int __real_##name parameters;                \
     extern "C" int __wrap_##name parameters {               \
-        const int err = faultFor(#name);                    \
+        const int err = FaultScope::faultFor(#name);        \
         const int result = __real_##name arguments;         \
         return err <= 0 ? result : (errno = err, failed);   \
     }
 
 VEX_WRAP_CLOSE(close, -1, (int fd), (fd))
 VEX_WRAP_CLOSE(fclose, EOF, (FILE * file), (file))
-VEX_WRAP(FILE *, fopen, nullptr, (const char *path, const char *mode), (path, mode))
 VEX_WRAP(FILE *, fdopen, nullptr, (int fd, const char *mode), (fd, mode))
 VEX_WRAP(int, fflush, EOF, (FILE * file), (file))
 VEX_WRAP(int, fsync, -1, (int fd), (fd))
@@ -73,8 +71,6 @@ VEX_WRAP(int, renameat2, -1, (int from_dir, const char *from, int to_dir, const 
 VEX_WRAP(int, select, -1, (int n, fd_set *r, fd_set *w, fd_set *e, struct timeval *timeout), (n, r, w, e, timeout))
 VEX_WRAP(int, link, -1, (const char *from, const char *to), (from, to))
 VEX_WRAP(int, unlink, -1, (const char *path), (path))
-VEX_WRAP(int, mkdir, -1, (const char *path, mode_t mode), (path, mode))
-VEX_WRAP(int, chmod, -1, (const char *path, mode_t mode), (path, mode))
 VEX_WRAP(int, fchmod, -1, (int fd, mode_t mode), (fd, mode))
 VEX_WRAP(int, stat, -1, (const char *path, struct stat *out), (path, out))
 VEX_WRAP(int, lstat, -1, (const char *path, struct stat *out), (path, out))
@@ -87,7 +83,7 @@ VEX_WRAP(void *, realloc, nullptr, (void *p, size_t n), (p, n))
 VEX_WRAP(char *, strdup, nullptr, (const char *text), (text))
 extern "C" void *__real__Znwm(size_t n);
 extern "C" void *__wrap__Znwm(size_t n) {
-    if (faultFor("new") > 0) throw std::bad_alloc();
+    if (FaultScope::faultFor("new") > 0) throw std::bad_alloc();
     return __real__Znwm(n);
 }
 // OpenSSL's random source: 1 on success
