@@ -1,7 +1,6 @@
 #include <curl/curl.h>
 
-#include "servers.h"
-#include "support/test.h"
+#include "clients/servers.h"
 
 TEST(CurlRequest, SixMethodsReachTheServerWithExactlyTheirHeadersAndBodies) {
     ScriptedServer server([](const auto &request, int socket) {

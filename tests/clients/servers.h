@@ -1,14 +1,11 @@
-// Servers for the clients' tests, on loopback: one that plays a script, and real ones from packages.
+// A server on loopback that plays a script.
 #ifndef VEXTEST_SERVERS_H
 #define VEXTEST_SERVERS_H
 
-#include <functional>
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "support/peer.h"
-#include "support/temp_dir.h"
+#include "support/test.h"
 
 namespace vextest {
 
@@ -22,12 +19,43 @@ public:
     };
     using Script = std::function<bool(const Request &, int socket)>;
 
-    explicit ScriptedServer(Script script);
+    explicit ScriptedServer(Script script)
+        : script_(std::move(script)), peer_([this](int socket) {
+              std::string buffered;
+              for (++connections_; serveOne(socket, &buffered);) {}
+          }) {}
     std::string url() const { return "http://127.0.0.1:" + peer_.port; }
-    std::vector<Request> requests();
+    std::vector<Request> requests() {
+        const std::lock_guard lock(mutex_);
+        return requests_;
+    }
 
 private:
-    bool serveOne(int socket, std::string *buffered);
+    bool serveOne(int socket, std::string *buffered) {
+        const auto more = [&] {
+            char block[65536];
+            const ssize_t n = recv(socket, block, sizeof block, 0);
+            buffered->append(block, static_cast<size_t>(std::max<ssize_t>(n, 0)));
+            return n > 0;
+        };
+        size_t end;
+        while ((end = buffered->find("\r\n\r\n")) == std::string::npos)
+            if (!more()) return false;
+        Request request{buffered->substr(0, end + 2), "", connections_};
+        buffered->erase(0, end + 4);
+        const std::string field = "Content-Length: ";
+        const size_t at = request.head.find(field);
+        const size_t length = at == std::string::npos ? 0 : std::stoul(request.head.substr(at + field.size()));
+        while (buffered->size() < length)
+            if (!more()) return false;
+        request.body = buffered->substr(0, length);
+        buffered->erase(0, length);
+        {
+            const std::lock_guard lock(mutex_);
+            requests_.push_back(request);
+        }
+        return script_(request, socket);
+    }
 
     Script script_;
     std::mutex mutex_;
@@ -36,24 +64,15 @@ private:
     Peer peer_;
 };
 
-void sendText(int socket, const std::string &text);
+inline void sendText(int socket, const std::string &text) {
+    (void)send(socket, text.data(), text.size(), MSG_NOSIGNAL);
+}
+
 /// A whole answer: status line, the lines (each with its line break), length, body.
-std::string answer(int status, const std::string &body, const std::string &lines = "");
-
-/// A server that a shell command runs until the end of the scope; waits until its port answers.
-class Program {
-public:
-    Program(const std::string &command, const std::string &port);
-    ~Program();
-    bool running() const { return running_; }
-
-private:
-    pid_t pid_;
-    bool running_ = false;
-};
-
-/// Makes an authority, ca.pem, with certificates for "localhost", server.pem and server.key, and for a client.
-bool makeCertificates(const TempDir &dir);
+inline std::string answer(int status, const std::string &body, const std::string &lines = "") {
+    return "HTTP/1.1 " + std::to_string(status) + " Text\r\n" + lines +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
 
 }  // namespace vextest
 

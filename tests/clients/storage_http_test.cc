@@ -1,8 +1,7 @@
 // The storage client against nginx, plain and TLS, through tinyproxy, and against a server that
 // misbehaves on purpose.
 
-#include "servers.h"
-#include "support/test.h"
+#include "clients/servers.h"
 
 namespace {
 
@@ -140,6 +139,19 @@ TEST(StorageHttp, BadServersEndWithAReasonAndBoundedMemory) {
         << "bytes from elsewhere";
 }
 
+/// Makes an authority, ca.pem, with certificates for "localhost", server.pem and server.key, and for a client.
+bool makeCertificates(const TempDir &dir) {
+    const std::string script =
+        "cd '" + dir.path() +
+        "' && exec 2>/dev/null && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout ca.key "
+        "-out ca.pem -days 2 -subj /CN=test-ca && for name in server client; do "
+        "openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout $name.key -out $name.csr "
+        "-subj /CN=test-$name && printf 'subjectAltName=DNS:localhost' > ext && "
+        "openssl x509 -req -in $name.csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 -extfile ext -out $name.pem "
+        "|| exit 1; done";
+    return system(script.c_str()) == 0;
+}
+
 /// nginx with a plain and a TLS port, files and WebDAV uploads below the directory "www".
 class StorageNginx : public FolderTest {
 protected:
@@ -163,7 +175,7 @@ protected:
                 "  ssl_certificate_key server.key; ssl_client_certificate ca.pem; ssl_verify_client on;\n"
                 "  location /who { return 200 $ssl_client_s_dn; } } }\n");
         nginx_.emplace("/usr/sbin/nginx -p " + dir.path() + " -c " + (dir / "conf"), plain_);
-        ASSERT_TRUE(nginx_->running());
+        ASSERT_TRUE(nginx_->running);
     }
     std::string plainUrl() const { return "http://127.0.0.1:" + plain_; }
     std::string tlsUrl(const std::string &host = "localhost") const { return "https://" + host + ":" + tls_; }

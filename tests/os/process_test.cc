@@ -11,41 +11,10 @@
 
 namespace {
 
-template <typename Condition>
-bool soon(Condition condition) {
-    for (int i = 0; i < 500 && !condition(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return condition();
-}
-
 pid_t holder(const std::string &path) {
     pid_t pid = 0;
     return VexPidFileRead(path.c_str(), &pid) == 1 ? pid : 0;
 }
-
-/// What a service manager hears, on a datagram socket of its own.
-class ServiceManager {
-public:
-    explicit ServiceManager(const std::string &path) : socket_(socket(AF_UNIX, SOCK_DGRAM, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(0, bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address));
-        setenv("NOTIFY_SOCKET", path.c_str(), 1);
-    }
-    ~ServiceManager() {
-        unsetenv("NOTIFY_SOCKET");
-        close(socket_);
-    }
-    std::string heard() {
-        pollfd ready = {socket_, POLLIN, 0};
-        char text[256];
-        const ssize_t n = poll(&ready, 1, 5000) > 0 ? recv(socket_, text, sizeof text, 0) : 0;
-        return {text, static_cast<size_t>(n)};
-    }
-
-private:
-    int socket_;
-};
 
 using Daemon = FolderTest;
 using PidFile = FolderTest;
@@ -53,7 +22,18 @@ using LockFile = FolderTest;
 using ServiceUser = FolderTest;
 
 TEST_F(Daemon, ItsStarterExitsAsItSays) {
-    ServiceManager manager(dir / "notify");
+    // a service manager's socket
+    const vex::UniqueFd manager(socket(AF_UNIX, SOCK_DGRAM, 0));
+    sockaddr_un address{AF_UNIX, ""};
+    (dir / "notify").copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(0, bind(manager.get(), reinterpret_cast<sockaddr *>(&address), sizeof address));
+    setenv("NOTIFY_SOCKET", address.sun_path, 1);
+    const auto heard = [&] {
+        pollfd ready = {manager.get(), POLLIN, 0};
+        char text[256];
+        const ssize_t n = poll(&ready, 1, 5000) > 0 ? recv(manager.get(), text, sizeof text, 0) : 0;
+        return std::string(text, static_cast<size_t>(n));
+    };
     const pid_t session = getsid(0);
     const auto start = [&](int status) {
         EXPECT_TRUE(soon([&] { return holder(path) == 0; })) << "the one before outlives its starter";
@@ -71,12 +51,12 @@ TEST_F(Daemon, ItsStarterExitsAsItSays) {
     };
     ASSERT_EQ(0, start(0));
     const pid_t daemon = holder(path);
-    EXPECT_EQ("READY=1\nMAINPID=" + std::to_string(daemon) + "\n", manager.heard());
+    EXPECT_EQ("READY=1\nMAINPID=" + std::to_string(daemon) + "\n", heard());
     kill(daemon, SIGKILL);
     EXPECT_EQ(3, start(3)) << "it could not be brought up";
-    EXPECT_EQ("STATUS=start-up failed with status 3\n", manager.heard());
+    EXPECT_EQ("STATUS=start-up failed with status 3\n", heard());
     EXPECT_EQ(255, start(256)) << "no success";
-    EXPECT_EQ("STATUS=start-up failed with status 256\n", manager.heard());
+    EXPECT_EQ("STATUS=start-up failed with status 256\n", heard());
     EXPECT_EQ(128 + SIGKILL, inChild([&] {
         const pid_t starter = getpid();
         if (VexDaemonStart(nullptr, 0) != 0) _exit(99);
@@ -84,7 +64,8 @@ TEST_F(Daemon, ItsStarterExitsAsItSays) {
         (void)soon([&] { return kill(starter, 0) != 0; });
         return VexDaemonReady(0);
     }));
-    EXPECT_THAT(manager.heard(), StartsWith("READY=1")) << "a daemon outlives its starter";
+    EXPECT_THAT(heard(), StartsWith("READY=1")) << "a daemon outlives its starter";
+    unsetenv("NOTIFY_SOCKET");
 }
 
 TEST_F(PidFile, TheLockAndNotTheNumberTellsWhoLives) {

@@ -3,7 +3,9 @@
 #define VEXTEST_PEER_H
 
 #include <netinet/in.h>
+#include <signal.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
@@ -11,6 +13,9 @@
 #include <thread>
 
 #include <vex/net.h>
+
+#include "base/unique_fd.h"
+#include "support/child.h"
 
 namespace vextest {
 
@@ -45,6 +50,30 @@ struct Peer {
 inline std::string freePort() {
     return Peer([](int) {}).port;
 }
+
+/// A server that a shell command runs until the end of the scope; waits until its port answers.
+struct Program {
+    Program(const std::string &command, const std::string &port) : pid(fork()) {
+        if (pid == 0) {
+            execl("/bin/sh", "sh", "-c", ("exec " + command + " >/dev/null 2>&1").c_str(), nullptr);
+            _exit(127);
+        }
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<uint16_t>(std::stoi(port)));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        running = soon([&] {
+            const vex::UniqueFd one(socket(AF_INET, SOCK_STREAM, 0));
+            return connect(one.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+        });
+    }
+    ~Program() {
+        kill(pid, SIGTERM);
+        waitpid(pid, nullptr, 0);
+    }
+    pid_t pid;
+    bool running;
+};
 
 }  // namespace vextest
 
