@@ -1,7 +1,6 @@
 // What the system tells about itself, against the system's other ways to tell it and against
 // made-up control groups and mounts.
 #include <pty.h>
-#include <sched.h>
 #include <sys/statvfs.h>
 #include <sys/sysinfo.h>
 #include <sys/sysmacros.h>
@@ -24,15 +23,6 @@ TEST(Machine, MemoryAndProcessorsAreThoseThatTheSystemKnows) {
     VexProcessorInfo processors;
     ASSERT_EQ(0, VexGetProcessorInfo(&processors));
     EXPECT_EQ(static_cast<uint32_t>(get_nprocs()), processors.online);
-    cpu_set_t one, before;
-    sched_getaffinity(0, sizeof before, &before);
-    CPU_ZERO(&one);
-    for (unsigned i = 0; CPU_COUNT(&one) == 0; ++i)
-        if (CPU_ISSET(i, &before)) CPU_SET(i, &one);
-    ASSERT_EQ(0, sched_setaffinity(0, sizeof one, &one));
-    ASSERT_EQ(0, VexGetProcessorInfo(&processors));
-    EXPECT_EQ(1u, processors.allowed);
-    sched_setaffinity(0, sizeof before, &before);
 }
 
 TEST(Cgroup, TheLowestLimitOnTheWayUpHoldsInBothVersions) {
