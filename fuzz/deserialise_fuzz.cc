@@ -2,10 +2,8 @@
 // value.
 #include "fuzz.h"
 
-namespace {
-
 template <typename Number, typename Read, typename Write>
-void integer(const std::vector<uint8_t> &form, bool binary, Read read, Write write) {
+static void integer(const std::vector<uint8_t> &form, bool binary, Read read, Write write) {
     Number value = 1, again = 0;
     size_t used = 0;
     if (read(&value, form.data(), form.size(), binary, &used) == nullptr) return require(value == 0);
@@ -14,8 +12,6 @@ void integer(const std::vector<uint8_t> &form, bool binary, Read read, Write wri
     const size_t size = write(back, sizeof back, value, binary);
     require(size > 0 && read(&again, back, size, binary, nullptr) == &again && again == value);
 }
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     vexLogSetFlags(0, 0);

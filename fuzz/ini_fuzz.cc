@@ -2,9 +2,7 @@
 // must load to the same names and values.
 #include "fuzz.h"
 
-namespace {
-
-std::vector<std::string> names(const char *section, const char *path) {
+static std::vector<std::string> names(const char *section, const char *path) {
     const int needed = InifileGetValueA(section, nullptr, std::string(1, '\0').data(), 1, nullptr, path);
     std::string buf(static_cast<size_t>(needed) + 1, '\0');
     InifileGetValueA(section, nullptr, buf.data(), static_cast<int>(buf.size()), nullptr, path);
@@ -14,7 +12,7 @@ std::vector<std::string> names(const char *section, const char *path) {
     return result;
 }
 
-std::string contents(const char *path) {
+static std::string contents(const char *path) {
     std::string out;
     std::vector<std::string> sections = names(nullptr, path);
     sections.insert(sections.begin(), "__dummy__section__");
@@ -31,8 +29,6 @@ std::string contents(const char *path) {
     }
     return out;
 }
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const std::string path = "/tmp/vex-ini-fuzz-" + std::to_string(getpid());

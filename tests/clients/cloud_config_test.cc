@@ -8,8 +8,7 @@ constexpr char kFull[] =
     R"({"settings": {"enabled": true, "StoragePath": "/s", "CacheSizeGB": 5, "MaxFileSizeMB": 6,
         "MaxDCUploadBatchNumber": 7, "OutputSegmentsHistory": true}, "other": 1})";
 
-class CloudConfigTest : public FolderTest {
-protected:
+struct CloudConfigTest : FolderTest {
     CloudConfigTest() {
         setenv("ZQREGISTRY", registry_.c_str(), 1);
         writeFile(registry_, "[Other]\nConfigFilePath = " + path + "\n");

@@ -153,8 +153,7 @@ bool makeCertificates(const TempDir &dir) {
 }
 
 /// nginx with a plain and a TLS port, files and WebDAV uploads below the directory "www".
-class StorageNginx : public FolderTest {
-protected:
+struct StorageNginx : FolderTest {
     void SetUp() override {
         if (access("/usr/sbin/nginx", X_OK) != 0) GTEST_SKIP() << "nginx is not installed";
         std::filesystem::create_directories(dir / "www");

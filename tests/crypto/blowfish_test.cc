@@ -4,16 +4,14 @@
 #include "base/hex.h"
 #include "support/test.h"
 
-namespace {
-
 using Bytes = std::vector<unsigned char>;
-Bytes fromHex(const std::string &text) {
+static Bytes fromHex(const std::string &text) {
     Bytes bytes(text.size() / 2);
     EXPECT_EQ(text.size(), vex::hexDecode(text.data(), bytes.size(), bytes.data()));
     return bytes;
 }
 
-BlowfishContext stateFor(const Bytes &key) {
+static BlowfishContext stateFor(const Bytes &key) {
     BlowfishContext state{};
     EXPECT_EQ(1, BlowfishInit(&state, key.data(), key.size()));
     return state;
@@ -30,7 +28,7 @@ TEST(Blowfish, ChainsAndPadsAsThePublishedVectorDoes) {
 }
 
 /// What OpenSSL enciphers to.
-Bytes openSsl(bool chained, const Bytes &key, const Bytes &in) {
+static Bytes openSsl(bool chained, const Bytes &key, const Bytes &in) {
     BF_KEY schedule;
     BF_set_key(&schedule, static_cast<int>(key.size()), key.data());
     Bytes out(in.size());
@@ -78,5 +76,3 @@ TEST(Blowfish, KeepsToItsMode) {
     BlowfishInitCBC(&state, "key", 3, 2);
     EXPECT_FAILS_LOGGING("0 BlowfishDecode: Invalid mode: 1", EINVAL, -1, BlowfishDecode(&state, block, block, 8));
 }
-
-}  // namespace

@@ -1,12 +1,10 @@
 #include "crypto/streams.h"
 
-namespace {
-
 constexpr const char *kNames[] = {"Blowfish", "AES-256-CFB", "AES-256-OFB", "AES-256-CTR"};
 
-std::unique_ptr<Cipher> made(int type) { return std::unique_ptr<Cipher>(Cipher::NewCipher(type)); }
+static std::unique_ptr<Cipher> made(int type) { return std::unique_ptr<Cipher>(Cipher::NewCipher(type)); }
 
-std::string expected(int type, bool session, const std::string &plain) {
+static std::string expected(int type, bool session, const std::string &plain) {
     const EVP_CIPHER *const modes[] = {nullptr, EVP_aes_256_cfb128(), EVP_aes_256_ofb(), EVP_aes_256_ctr()};
     if (type != 0) return evp(modes[type], true, nullptr, plain);
     const VexKey key = testKey();
@@ -19,7 +17,7 @@ std::string expected(int type, bool session, const std::string &plain) {
 }
 
 /// Enciphers @p plain in random pieces of at most @p most bytes, sometimes in place.
-std::string inPieces(Cipher *cipher, const std::string &plain, unsigned most, std::mt19937 &random) {
+static std::string inPieces(Cipher *cipher, const std::string &plain, unsigned most, std::mt19937 &random) {
     std::string bytes = plain + std::string(16, '\0');
     size_t in = 0, out = 0;
     while (in < plain.size()) {
@@ -86,5 +84,3 @@ TEST(VexKey, HoldsThirtyTwoBytesAndATerminator) {
     }
     EXPECT_EQ(0, key.Compare(buffer));
 }
-
-}  // namespace

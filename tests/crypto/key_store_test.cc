@@ -2,8 +2,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 const std::string kStore =
     "version=1\ncount=2\nindex=1\n"
     "key0_0=0\nkey0_1=0\nkey0_2=0\nkey0_3=0\nkey0_4=0\nkey0_5=0\nkey0_6=0\nkey0_7=0\n"
@@ -11,14 +9,17 @@ const std::string kStore =
     "key1_7=2147483648\n";
 const char kCrc[] = "crc=3831700809\n";
 
-std::string keyText(const std::string &store) {
+static std::string keyText(const std::string &store) {
     char key[4096] = "";
     return RetrieveAuthKey(key, store.c_str()) == 0 ? key : "unreadable";
 }
 
 using KeyStore = FolderTest;
 
-TEST_F(KeyStore, NamesEveryError) {
+TEST_F(KeyStore, IsReadAsWrittenAndNamesEveryError) {
+    writeFile(path, kStore);
+    writeFile(path + ".chksum", kCrc);
+    EXPECT_EQ("00000001ffffffff12345678deadbeef00000005000000060000000780000000", keyText(path));
     const auto with = [](const char *old, const char *text) {
         return std::string(kStore).replace(kStore.find(old), strlen(old), text);
     };
@@ -131,5 +132,3 @@ TEST_F(KeyStore, SurvivesEveryFailureAndCrash) {
                           {"write", "fsync", "rename"}, [&] { act(rotate); }, check));
     }
 }
-
-}  // namespace

@@ -2,12 +2,10 @@
 #include "crypto/lzo_encoder.h"
 #include "crypto/streams.h"
 
-namespace {
-
 using Bytes = std::vector<unsigned char>;
 /// Encodes with room for exactly the worst case, decodes and compares, with more bytes behind the encoded ones, which
 /// it returns.
-Bytes roundTrip(unsigned bits, const std::string &data) {
+static Bytes roundTrip(unsigned bits, const std::string &data) {
     Bytes out(vex::crypto::lzoWorstCase(data.size())), back(data.size());
     std::vector<uint16_t> work(vex::crypto::lzoEncoderMemory(bits) / 2, 0xffff);
     const Bytes exact(data.begin(), data.end());
@@ -23,7 +21,7 @@ Bytes roundTrip(unsigned bits, const std::string &data) {
 
 /// Literal runs and matches of every length around the encodings' limits, at every kind of
 /// distance.
-std::string edgeCases() {
+static std::string edgeCases() {
     const std::string noise = testNoise(300000);
     size_t used = 70000;
     std::string data = noise.substr(0, used);
@@ -70,5 +68,3 @@ TEST(LzoChunks, AreStoredWhenTheyDoNotShrinkOrSamplesTellSo) {
     EXPECT_LT(0U, compress(noise.substr(0, 900) + text.substr(0, 8000) + noise.substr(900, 900)))
         << "the sample is too small to decide";
 }
-
-}  // namespace

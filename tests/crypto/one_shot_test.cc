@@ -3,11 +3,9 @@
 
 #include "crypto/streams.h"
 
-namespace {
-
 constexpr uint64_t kWindow = 0x20000;
 
-std::string seal(const std::string &data, unsigned long flags, unsigned char cipher) {
+static std::string seal(const std::string &data, unsigned long flags, unsigned char cipher) {
     std::string out(data.size() * 2 + 200, '\0');
     const long size =
         dcpEncryptDataToBuffer(testKey(), cipher, bytesOf(data), data.size(), bytesOf(out), out.size(), flags);
@@ -15,12 +13,13 @@ std::string seal(const std::string &data, unsigned long flags, unsigned char cip
     return out;
 }
 
-unsigned open(const std::string &sealed, unsigned char cipher, std::string *out, const VexKey &key = testKey()) {
+static unsigned unseal(
+    const std::string &sealed, unsigned char cipher, std::string *out, const VexKey &key = testKey()) {
     return dcpDecryptDataToBuffer(key, cipher, bytesOf(sealed), static_cast<unsigned>(sealed.size()), bytesOf(*out),
         static_cast<unsigned>(out->size()));
 }
 
-std::string openGrowing(const std::string &sealed, unsigned char cipher, unsigned initial = 0) {
+static std::string unsealGrowing(const std::string &sealed, unsigned char cipher, unsigned initial = 0) {
     auto length = static_cast<unsigned>(sealed.size());
     unsigned char *const data = dcpDecryptData(testKey(), cipher, bytesOf(sealed), &length, nullptr, initial);
     std::string result = data == nullptr ? "null" : std::string(reinterpret_cast<char *>(data), length);
@@ -35,10 +34,10 @@ TEST(OneShot, RoundTripsInEveryShapeWithExactRoom) {
         const std::string sealed = seal(data, shape.flags, shape.cipher);
         std::string out(data.size(), '\0');
         // Blowfish pads: its data may need a copy, not more room
-        EXPECT_EQ(data.size(), open(sealed, shape.cipher, &out));
+        EXPECT_EQ(data.size(), unseal(sealed, shape.cipher, &out));
         EXPECT_EQ(data, out);
         for (const unsigned initial : {0U, 1U, 8U, 4999U, 5000U})
-            EXPECT_EQ(data, openGrowing(sealed, shape.cipher, initial));
+            EXPECT_EQ(data, unsealGrowing(sealed, shape.cipher, initial));
     }
 }
 
@@ -55,13 +54,13 @@ TEST(OneShot, TellsTooLittleRoomAndBadArguments) {
     EXPECT_FAILS_WITH(
         "22 Invalid cipher type 9\n22 dcpEncryptDataToBuffer: Could not initialize encryption (stream error)", -1,
         encrypt(1000, 1150, 9));
-    EXPECT_FAILS_WITH("105 <stream>: decryption error (buffer error)", UINT_MAX, open(sealed, 1, &small));
+    EXPECT_FAILS_WITH("105 <stream>: decryption error (buffer error)", UINT_MAX, unseal(sealed, 1, &small));
     const std::string arguments = "invalid argument specified [Internal Error]";
     EXPECT_FAILS_LOGGING("1144 dcpEncryptDataToBuffer: " + arguments, EINVAL, -1, encrypt(0, 1150));
-    EXPECT_FAILS_LOGGING("1120 " + arguments, EINVAL, UINT_MAX, open("", 1, &small));
+    EXPECT_FAILS_LOGGING("1120 " + arguments, EINVAL, UINT_MAX, unseal("", 1, &small));
     EXPECT_FAILS_LOGGING("<stream>: decryption error (invalid or missing key)", EKEYREJECTED, UINT_MAX,
-        open(sealed, 1, &small, testKey(2)));
-    EXPECT_FAILS_LOGGING("decryption error (buffer error)", EBADMSG, "null", openGrowing(sealed.substr(0, 100), 1));
+        unseal(sealed, 1, &small, testKey(2)));
+    EXPECT_FAILS_LOGGING("decryption error (buffer error)", EBADMSG, "null", unsealGrowing(sealed.substr(0, 100), 1));
 }
 
 TEST(OneShot, CopiesStreamsInTheClearWithoutLookingFurther) {
@@ -123,5 +122,3 @@ TEST(Streams, SurviveEveryFailureOfMemoryAndRandomness) {
     });
     EXPECT_GE(runs, 6U);
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 #include "frame/process_state.h"
 #include "support/test.h"
 
-namespace {
-
 TEST(Versions, CompareFieldByFieldUntilOneEnds) {
     for (const auto &row : table(4,
              "6.0|6.0.0.1|0|0|6.10|6.9|1|1|6-1|6.1|0|0||5|-1|-1|19.1|19.1.5|0|0|1.2.3.4.5|1.2.3.4.6|0|-1|"
@@ -38,7 +36,7 @@ TEST(Startup, WarnsOfAnotherMajorVersionOnceAndCanBeRepeated) {
 }
 
 /// _checkCommonArgs in a child; prints what is left of argv when it returns.
-ChildResult checkArgs(std::vector<std::string> arguments, const char *version = VEX_PRODUCT_VERSION) {
+static ChildResult checkArgs(std::vector<std::string> arguments, const char *version = VEX_PRODUCT_VERSION) {
     return runChild([&] {
         std::vector<char *> argv;
         for (auto &argument : arguments) argv.push_back(argument.data());
@@ -99,7 +97,7 @@ TEST(Assert, ReportsAndAborts) {
                                "[0-9]+\\.[0-9]+\nOS\t: Linux .* on x86_64\n"));
 }
 
-std::string fatal(size_t room = 4096) {
+static std::string fatal(size_t room = 4096) {
     std::string text(4096, 'x');
     vexGetFatalError(text.data(), room);
     return text.c_str();
@@ -172,5 +170,3 @@ TEST_F(FileLock, KeepsAnotherProcessOutUntilItIsGivenUp) {
     EXPECT_TRUE(lock.Lock(path)) << "the second attempt works";
     EXPECT_EQ("Lock: caught exception No locks available", log.text());
 }
-
-}  // namespace

@@ -2,10 +2,8 @@
 
 #include "support/test.h"
 
-namespace {
-
 /// Reads MEMSTAT anew and gives what slot 0 says it holds; "" when it does not count.
-std::string report(const char *memstat = nullptr) {
+static std::string report(const char *memstat = nullptr) {
     if (memstat != nullptr) {
         setenv("MEMSTAT", memstat, 1);
         XAllocInit();
@@ -16,7 +14,7 @@ std::string report(const char *memstat = nullptr) {
     return lines.empty() ? "" : lines.at(0);
 }
 
-std::string holds(const char *megabytes) { return std::string("Memory usage of libcr: ") + megabytes + " MB"; }
+static std::string holds(const char *megabytes) { return std::string("Memory usage of libcr: ") + megabytes + " MB"; }
 
 TEST(CountedMemory, CountsEachBlockOnceFromBirthToDeath) {
     constexpr size_t kMegabyte = 1 << 20;
@@ -73,5 +71,3 @@ TEST(Allocator, ReportsWhatItHoldsUnderItsName) {
     EXPECT_THAT(
         log.lines(VEX_LOG_INFO), ElementsAre(name + "1.00 MB", name + "0.00 MB", "Memory usage of datastore: 2.50 MB"));
 }
-
-}  // namespace

@@ -1,8 +1,6 @@
 #include "support/test.h"
 
-namespace {
-
-std::wstring widen(const std::string &text) { return {text.begin(), text.end()}; }
+static std::wstring widen(const std::string &text) { return {text.begin(), text.end()}; }
 
 using CreateTree = FolderTest;
 using DeleteTree = FolderTest;
@@ -76,5 +74,3 @@ TEST_F(DeleteTree, GoesOnAfterAFailureAndReturnsTheFirst) {
         EXPECT_EQ(scope.fired(), !log.take().empty());
     });
 }
-
-}  // namespace

@@ -148,8 +148,7 @@ TEST(Walk, ReturnsWhatFtsReturnsUnderEveryOption) {
 }
 
 /// Directories d with a file and e, empty, under t; the test stands above it.
-class WalkFailures : public FolderTest {
-protected:
+struct WalkFailures : FolderTest {
     WalkFailures() { fs::current_path(dir.path()), plantAnew(); }
     ~WalkFailures() override { fs::current_path(start); }
     void plantAnew() const {
@@ -327,9 +326,7 @@ TEST(Walk, GoesDeeperThanPathsCan) {
     walkDeep<Narrow>(kDepth, name.size());
     walkDeep<Wide>(kDepth, name.size());
     EXPECT_EQ(dir.path(), fs::current_path());
-    fs::current_path("t");
-    for (int i = 0; i < kDepth; ++i) ASSERT_EQ(0, chdir(name.c_str()));
-    for (int i = 0; i < kDepth; ++i) ASSERT_TRUE(chdir("..") == 0 && rmdir(name.c_str()) == 0);
+    EXPECT_EQ(0, system("rm -r t"));
     fs::current_path(start);
 }
 

@@ -1,8 +1,6 @@
 #include "support/test.h"
 
-namespace {
-
-crfp_digest_t randomDigest() {
+static crfp_digest_t randomDigest() {
     static std::mt19937 random(static_cast<unsigned>(testSeed()));
     crfp_digest_t digest;
     for (auto &byte : digest.bytes) byte = static_cast<unsigned char>(random());
@@ -11,7 +9,7 @@ crfp_digest_t randomDigest() {
 
 /// The seven positions, bit by bit: 36-bit fields of a little-endian bit string, as far as the mask
 /// reaches.
-std::vector<unsigned long> positions(const crfp_digest_t &digest, unsigned mask_bits) {
+static std::vector<unsigned long> positions(const crfp_digest_t &digest, unsigned mask_bits) {
     std::vector<unsigned long> result(7, 0);
     for (unsigned i = 0; i < 7; ++i)
         for (unsigned b = 0; b < mask_bits; ++b) {
@@ -68,5 +66,3 @@ TEST(BloomFilter, CopiesAndShippedBitmapsStandAlone) {
     EXPECT_FALSE(none.Matches(digest));
     EXPECT_EQ(nullptr, none.GetBloom());
 }
-
-}  // namespace

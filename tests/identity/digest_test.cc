@@ -1,12 +1,10 @@
 #include "support/test.h"
 
-namespace {
-
 const std::string kMd5Abc = "900150983cd24fb0d6963f7d28e17f72";
 const std::string kSha256Abc = "53048e2681941ef99b2e29b76b4c7dabe4c2d0c634fc6d46e0e2f13107e7af23";
 
 /// The digest as OpenSSL's own interface computes it.
-std::string oracle(const EVP_MD *kind, const std::string &data) {
+static std::string oracle(const EVP_MD *kind, const std::string &data) {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned size = 0;
     char text[2 * EVP_MAX_MD_SIZE];
@@ -127,5 +125,3 @@ TEST(FingerprintDeathTest, ValidationEndsTheProcessOnTheFirstFlaw) {
     EXPECT_EXIT(MD5ValidateAndExitOnError("abc"), testing::ExitedWithCode(1),
         "abc is not a valid FP, it has 3 instead of 32 characters");
 }
-
-}  // namespace

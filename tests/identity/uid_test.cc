@@ -1,10 +1,8 @@
 #include "support/test.h"
 
-namespace {
-
 const std::string kText = "01f0e0d0c0b0a0908070605040302010";
 
-VexUID raw(const std::string &hex) {
+static VexUID raw(const std::string &hex) {
     VexUID uid;
     (void)VexBufToDeserialize(&uid, sizeof uid, hex.data(), hex.size());
     return uid;
@@ -94,5 +92,3 @@ TEST_F(Uid, FormsArePinnedAndBadOnesLeaveTheIdentifierAlone) {
     EXPECT_FAILS_WITH("61 VexUIDInitFromFile: could not read from file", nullptr,
         VexUIDInitFromFile(&read, vex::UniqueFile(fopen("/dev/null", "r")).get(), true, nullptr));
 }
-
-}  // namespace

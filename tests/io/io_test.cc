@@ -1,7 +1,5 @@
 #include "support/test.h"
 
-namespace {
-
 using SafeTransfer = FolderTest;
 using DurableChange = FolderTest;
 using Streams = FolderTest;
@@ -132,5 +130,3 @@ TEST_F(Streams, DigitsEndAtTheFirstOtherCharacterOrTheLimitWhichStays) {
         EXPECT_EQ(row[3][0], static_cast<char>(getc(file.get()))) << row[0];  // EOF is '\xff'
     }
 }
-
-}  // namespace

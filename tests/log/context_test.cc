@@ -2,7 +2,7 @@
 // first uses matters.
 #include "support/test.h"
 
-TEST(LogContext, OtherThreadsTakeOverWhatTheFirstOneSetUp) {
+TEST(LogContext, OtherThreadsAndProcessesTakeOverWhatTheFirstThreadSetUp) {
     TempDir dir;
     const std::string path = dir / "a.log";
     const auto child = runChild([&] {
@@ -15,6 +15,8 @@ TEST(LogContext, OtherThreadsTakeOverWhatTheFirstOneSetUp) {
             vexLogSet("/nonexistent.log", VEX_LOG_SILENT, 0);  // its own path; the process's flags stay
         }).join();
         InfoA(-1, "first");
+        (void)inChild([] { return vexlog_reset_for_fork(), InfoA(-1, "child"), 0; });
+        InfoA(-1, "first again");
         vexLogClose();
         InfoA(-1, "closed");
         int closed = 1, destroyed = 0;
@@ -24,7 +26,7 @@ TEST(LogContext, OtherThreadsTakeOverWhatTheFirstOneSetUp) {
         _exit(closed == 0 && destroyed == 135 && !Test::HasFailure() ? 0 : 1);
     });
     EXPECT_EQ(0, child.exit_status) << child.out;
-    EXPECT_EQ("INFO: worker\nINFO: first\n", readFile(path));
+    EXPECT_EQ("INFO: worker\nINFO: first\nINFO: child\nINFO: first again\n", readFile(path));
 }
 
 TEST(LogContext, AWorkerLogsIntoItsCreatorsContext) {
@@ -50,22 +52,4 @@ TEST(LogContext, WithoutMemoryTheDefaultContextServes) {
     EXPECT_THAT(child.err, MatchesRegex("ALERT: Could not establish a logging context: malloc failed for [0-9]+ "
                                         "bytes \\(Cannot allocate memory\\). Using the default logging "
                                         "context instead.\nError: 5: still said\n"));
-}
-
-TEST(LogContext, AChildLogsOnAfterFork) {
-    TempDir dir;
-    const std::string path = dir / "a.log";
-    const auto child = runChild([&] {
-        vexLogSet(path.c_str(), 0xff | VEX_LOG_SILENT, 0);
-        InfoA(-1, "parent");
-        const pid_t grandchild = fork();
-        if (grandchild == 0) {
-            vexlog_reset_for_fork();
-            InfoA(-1, "child");
-            _exit(0);
-        }
-        waitpid(grandchild, nullptr, 0);
-        InfoA(-1, "parent again");
-    });
-    EXPECT_EQ("INFO: parent\nINFO: child\nINFO: parent again\n", readFile(path)) << child.exit_status;
 }

@@ -7,13 +7,11 @@ using vex::util::LogBuffer;
 using vex::util::LogFile;
 using vex::util::LogManager;
 
-namespace {
-
 using LogFileTest = FolderTest;
 
-bool put(LogFile &file, const std::string &line, size_t max = 0) { return file.write(line.data(), line.size(), max); }
-
-}  // namespace
+static bool put(LogFile &file, const std::string &line, size_t max = 0) {
+    return file.write(line.data(), line.size(), max);
+}
 
 TEST_F(LogFileTest, EightThreadsLoseAndTearNoLineWhileFilesRotate) {
     constexpr int kThreads = 8, kLines = 2000;

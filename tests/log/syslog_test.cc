@@ -5,13 +5,9 @@
 #include "log/config.h"
 #include "support/test.h"
 
-namespace {
-
-std::vector<std::string> sent;
-bool daemon_hangs = false;
-int opened = 0, closed = 0;
-
-}  // namespace
+static std::vector<std::string> sent;
+static bool daemon_hangs = false;
+static int opened = 0, closed = 0;
 
 extern "C" {
 void __wrap_openlog(const char *, int option, int facility) {

@@ -3,15 +3,13 @@
 
 #include "support/test.h"
 
-namespace {
-
-NetInterface interfaceOf(const std::string &address) {
+static NetInterface interfaceOf(const std::string &address) {
     NetInterface one{};
     strncpy(one.address, address.c_str(), sizeof one.address - 1);
     return one;
 }
 
-std::string dotted(uint32_t host_order) {
+static std::string dotted(uint32_t host_order) {
     in_addr address{htonl(host_order)};
     char text[INET_ADDRSTRLEN];
     return inet_ntop(AF_INET, &address, text, sizeof text);
@@ -112,5 +110,3 @@ TEST(Ranges, AgreeWithAnOracleOnGeneratedTexts) {
         iprange_list_destroy(list);
     }
 }
-
-}  // namespace

@@ -9,8 +9,6 @@
 #include "os/mount_line.h"
 #include "support/test.h"
 
-namespace {
-
 TEST(Machine, MemoryAndProcessorsAreThoseThatTheSystemKnows) {
     struct sysinfo system {};
     ASSERT_EQ(0, sysinfo(&system));
@@ -134,5 +132,3 @@ TEST(Markers, AreReadAgainAtARefreshOnly) {
     RefreshMarkerFiles();
     if (!allowed) GTEST_SKIP() << "no right to a mount namespace";
 }
-
-}  // namespace

@@ -9,9 +9,7 @@
 
 #include "support/test.h"
 
-namespace {
-
-pid_t holder(const std::string &path) {
+static pid_t holder(const std::string &path) {
     pid_t pid = 0;
     return VexPidFileRead(path.c_str(), &pid) == 1 ? pid : 0;
 }
@@ -177,5 +175,3 @@ TEST(Spawn, RunsCapturesCutsAndKills) {
     signal(SIGTERM, SIG_DFL);
     pthread_sigmask(SIG_SETMASK, &old, nullptr);
 }
-
-}  // namespace

@@ -35,7 +35,6 @@ public:
         : FaultScope(std::vector<std::string>{call}, nth, err, reach) {}
     ~FaultScope() { active_ = outer_; }
     FaultScope(const FaultScope &) = delete;
-    FaultScope &operator=(const FaultScope &) = delete;
 
     void keepFailing() { reach_ = kLasting; }
     /// True once a call was made to fail; faultedCall() names it.
@@ -79,7 +78,6 @@ public:
     FaultPause() : saved_(std::exchange(FaultScope::active_, nullptr)) {}
     ~FaultPause() { FaultScope::active_ = saved_; }
     FaultPause(const FaultPause &) = delete;
-    FaultPause &operator=(const FaultPause &) = delete;
 
 private:
     FaultScope *const saved_;

@@ -30,7 +30,6 @@ public:
         vexLogSetFlags(flags_, mask_);
     }
     LogCapture(const LogCapture &) = delete;
-    LogCapture &operator=(const LogCapture &) = delete;
 
     struct Entry {
         int level;

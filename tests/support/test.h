@@ -5,29 +5,17 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <chrono>
 #include <climits>
 #include <cmath>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
-#include <set>
 #include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <vex/vex.h>
 
@@ -36,7 +24,6 @@
 #include "support/data.h"
 #include "support/faults.h"
 #include "support/log_capture.h"
-#include "support/temp_dir.h"
 
 namespace vextest {
 

@@ -4,8 +4,7 @@
 
 namespace {
 
-class Encoding : public Test {
-protected:
+struct Encoding : Test {
     /// Converts any bytes to wide characters, in room that is enough and not, and back.
     static void survives(const std::string &text, const std::wstring *expected) {
         const auto length = static_cast<size_t>(vex_utf8_to_wcs(text.c_str(), nullptr, 0));
