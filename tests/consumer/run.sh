@@ -1,20 +1,19 @@
 #!/usr/bin/env bash
-# usage: run.sh BUILD_DIR EXAMPLES_DIR
+# usage: run.sh PREFIX EXAMPLES_DIR   what is installed below a prefix, as a user meets it: with find_package and pkg-config
 set -euo pipefail
-build=$1 examples=$2
+usr=$1 examples=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cmake --install "$build" --prefix "$work/usr" >/dev/null
 cd "$work"
 
-cmake -S "$examples" -B found -DCMAKE_PREFIX_PATH="$work/usr" -DCMAKE_C_FLAGS="${CXXFLAGS:-}" >/dev/null
+cmake -S "$examples" -B found -DCMAKE_PREFIX_PATH="$usr" -DCMAKE_C_FLAGS="${CXXFLAGS:-}" >/dev/null
 cmake --build found --target receipt example_text >/dev/null
 
-libdir=$(dirname "$(find usr -name libvex.so -o -name libvex.a | head -n 1)")
+libdir=$(dirname "$(find "$usr" -name libvex.so -o -name libvex.a | head -n 1)")
 static=()
 if [ ! -e "$libdir/libvex.so" ]; then static=(--static); fi
 # the file names the prefix that the build was configured for
-flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --define-variable=prefix="$work/usr" "${static[@]}" --cflags --libs vex)
+flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --define-variable=prefix="$usr" "${static[@]}" --cflags --libs vex)
 # shellcheck disable=SC2086
 c++ ${CXXFLAGS:-} -std=c++20 "$examples/families/text.cc" $flags -o text
 # shellcheck disable=SC2086
