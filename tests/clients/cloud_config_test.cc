@@ -2,8 +2,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 constexpr char kFull[] =
     R"({"settings": {"enabled": true, "StoragePath": "/s", "CacheSizeGB": 5, "MaxFileSizeMB": 6,
         "MaxDCUploadBatchNumber": 7, "OutputSegmentsHistory": true}, "other": 1})";
@@ -128,5 +126,3 @@ TEST_F(CloudConfigTest, TheRegistryIsFoundInAnySectionAndNeverKept) {
     EXPECT_FALSE(CloudConfig::is_cloud_direct_enabled());
     EXPECT_THAT(log.lines(), ElementsAre("4 UpdateEnabled: Failed to get config file"));
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 /// An open connection to a file with the table "registry".
 struct Database : SQLiteConnection {
     explicit Database(const std::string &path) {
@@ -144,5 +142,3 @@ TEST_F(SqliteTest, DamageIsMarkedByItsCodesUntilTheFileIsOpenedAgain) {
     none.SetDBFilename(dir.path());
     EXPECT_TRUE(!none.Open(&e) && e.GetErrorCode() == 14 && !none.IsOpen());
 }
-
-}  // namespace

@@ -139,19 +139,6 @@ TEST(StorageHttp, BadServersEndWithAReasonAndBoundedMemory) {
         << "bytes from elsewhere";
 }
 
-/// Makes an authority, ca.pem, with certificates for "localhost", server.pem and server.key, and for a client.
-bool makeCertificates(const TempDir &dir) {
-    const std::string script =
-        "cd '" + dir.path() +
-        "' && exec 2>/dev/null && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout ca.key "
-        "-out ca.pem -days 2 -subj /CN=test-ca && for name in server client; do "
-        "openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout $name.key -out $name.csr "
-        "-subj /CN=test-$name && printf 'subjectAltName=DNS:localhost' > ext && "
-        "openssl x509 -req -in $name.csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 -extfile ext -out $name.pem "
-        "|| exit 1; done";
-    return system(script.c_str()) == 0;
-}
-
 /// nginx with a plain and a TLS port, files and WebDAV uploads below the directory "www".
 struct StorageNginx : FolderTest {
     void SetUp() override {
@@ -159,7 +146,18 @@ struct StorageNginx : FolderTest {
         std::filesystem::create_directories(dir / "www");
         for (const auto &name : {dir.path(), dir / "www"})
             std::filesystem::permissions(name, std::filesystem::perms::all);
-        ASSERT_TRUE(makeCertificates(dir));
+        // an authority, ca.pem, with certificates for "localhost", server.pem and server.key, and for a client
+        const std::string script = R"(
+            exec 2>/dev/null
+            key="-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes"
+            openssl req -x509 $key -keyout ca.key -out ca.pem -days 2 -subj /CN=test-ca &&
+                printf 'subjectAltName=DNS:localhost' > ext
+            for name in server client; do
+                openssl req $key -keyout $name.key -out $name.csr -subj /CN=test-$name &&
+                openssl x509 -req -in $name.csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 -extfile ext \
+                    -out $name.pem || exit
+            done)";
+        ASSERT_EQ(0, system(("cd " + dir.path() + script).c_str()));
         writeFile(dir / "conf",
             "daemon off; pid pid; error_log error; worker_processes 1; events {}\n"
             "http { access_log off; client_body_temp_path body; proxy_temp_path proxy; fastcgi_temp_path f;\n"
@@ -174,7 +172,6 @@ struct StorageNginx : FolderTest {
                 "  ssl_certificate_key server.key; ssl_client_certificate ca.pem; ssl_verify_client on;\n"
                 "  location /who { return 200 $ssl_client_s_dn; } } }\n");
         nginx_.emplace("/usr/sbin/nginx -p " + dir.path() + " -c " + (dir / "conf"), plain_);
-        ASSERT_TRUE(nginx_->running);
     }
     std::string plainUrl() const { return "http://127.0.0.1:" + plain_; }
     std::string tlsUrl(const std::string &host = "localhost") const { return "https://" + host + ":" + tls_; }

@@ -2,8 +2,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 using std::string_view_literals::operator""sv;
 
 struct IniLoad : FolderTest {
@@ -101,5 +99,3 @@ TEST_F(IniLoad, PrintsWhatIsLoaded) {
                   "\"empty\"\n\t\t\tNo entries found.\nNo INI files are currently loaded. :(\n",
         testing::internal::GetCapturedStdout());
 }
-
-}  // namespace

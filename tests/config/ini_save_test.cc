@@ -3,8 +3,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 const std::vector<std::string> kDiskCalls = {
     "open", "fstat", "fchmod", "write", "fsync", "close", "unlink", "link", "rename", "stat", "renameat2", "lstat"};
 constexpr const char *kOld = "[s]\nk=old\n", *kNew = "[s]\nk=new\n";
@@ -139,5 +137,3 @@ TEST_F(IniSave, AFailedAllocationIsOneLineAndKeepsWhatWasThere) {
     });
     EXPECT_GT(faults, 8U);
 }
-
-}  // namespace

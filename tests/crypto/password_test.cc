@@ -1,8 +1,6 @@
 #include "crypto/key_store.h"
 #include "crypto/streams.h"
 
-namespace {
-
 /// A store whose current key's text begins with "0000000100000002".
 struct Password : FolderTest {
     Password() { writeStore(0); }
@@ -127,5 +125,3 @@ TEST_F(Password, FailsCleanlyWithoutMemoryOrRandomBytes) {
         EXPECT_GT(faults, back ? 2U : 3U);
     }
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 struct LogSettings : FolderTest {
     int load(const std::string &text, const char *section, size_t room = 4096, const char *file_name = "x.log") {
         InifileReleaseAll();
@@ -51,5 +49,3 @@ TEST_F(LogSettings, ReportsWhatIsWrongInOneLineAndGivesNoFlags) {
     EXPECT_EQ(logs + "/", logged_to) << "a name that does not fit is left out";
     EXPECT_EQ(4u, log.lines().size());
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 struct Copy : FolderTest {
     Copy() {
         for (char &c : content) c &= 15;  // which can be compressed
@@ -108,5 +106,3 @@ TEST_F(Copy, MoveGetsADestinationOutOfTheWayButNotForAMissingSource) {
         "2 FileMoveWithRetry: move " + from + " to " + to + " failed (No such file or directory), retry in 1 second!",
         log.lines().back());
 }
-
-}  // namespace

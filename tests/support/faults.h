@@ -44,9 +44,14 @@ public:
     /// For the wrappers: 0 = make the real call, kShort, or the errno to fail with.
     static int faultFor(const char *call) {
         // the innermost that has something to say decides
-        for (FaultScope *scope = active_; scope != nullptr; scope = scope->outer_)
-            if (std::find(scope->calls_.begin(), scope->calls_.end(), call) != scope->calls_.end() && scope->falls())
-                return scope->fail(call);
+        for (FaultScope *scope = active_; scope != nullptr; scope = scope->outer_) {
+            const auto &calls = scope->calls_;
+            if (std::find(calls.begin(), calls.end(), call) == calls.end() || !scope->falls()) continue;
+            scope->fired_ = true;
+            scope->faulted_ = call;
+            if (scope->err_ == kCrash) _exit(kCrashStatus);
+            return scope->err_;
+        }
         return 0;
     }
 
@@ -54,12 +59,6 @@ private:
     friend class FaultPause;
 
     bool falls() { return ++seen_ == nth_ || (reach_ == kLasting && seen_ > nth_); }
-    int fail(const char *call) {
-        fired_ = true;
-        faulted_ = call;
-        if (err_ == kCrash) _exit(kCrashStatus);
-        return err_;
-    }
 
     inline static thread_local FaultScope *active_ = nullptr;
     FaultScope *const outer_ = active_;

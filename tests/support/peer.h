@@ -58,21 +58,18 @@ struct Program {
             execl("/bin/sh", "sh", "-c", ("exec " + command + " >/dev/null 2>&1").c_str(), nullptr);
             _exit(127);
         }
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<uint16_t>(std::stoi(port)));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        running = soon([&] {
+        const sockaddr_in address{AF_INET, htons(static_cast<uint16_t>(std::stoi(port))), {htonl(INADDR_LOOPBACK)}, {}};
+        const auto answers = [&] {
             const vex::UniqueFd one(socket(AF_INET, SOCK_STREAM, 0));
-            return connect(one.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-        });
+            return connect(one.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+        };
+        EXPECT_TRUE(soon(answers)) << command;
     }
     ~Program() {
         kill(pid, SIGTERM);
         waitpid(pid, nullptr, 0);
     }
-    pid_t pid;
-    bool running;
+    const pid_t pid;
 };
 
 }  // namespace vextest

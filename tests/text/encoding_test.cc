@@ -2,8 +2,6 @@
 
 #include "support/test.h"
 
-namespace {
-
 struct Encoding : Test {
     /// Converts any bytes to wide characters, in room that is enough and not, and back.
     static void survives(const std::string &text, const std::wstring *expected) {
@@ -115,7 +113,7 @@ TEST_F(Encoding, LongUtf8AgreeWithIconvWhereverTheyAreDamaged) {
 /// Runs a conversion of each row's text in every room up to enough; the row tells "<result>" or "<errno>@<offset of the
 /// stop>".
 template <typename Convert>
-void expect(Convert convert, const char *rows) {
+static void expect(Convert convert, const char *rows) {
     for (const auto &row : table(2, rows)) {
         std::string outcome = "ENOBUFS";
         for (size_t room = 1; outcome.compare(0, 7, "ENOBUFS") == 0 && room < 64; ++room) {
@@ -161,5 +159,3 @@ TEST_F(Encoding, TextIsCopiedOrConvertedToUtf8AndLackOfMemoryTold) {
     FaultScope fault("malloc", 1, ENOMEM);
     EXPECT_FAILS(ENOMEM, nullptr, strtoutf8_malloced("gr\xfc\xdf"));
 }
-
-}  // namespace

@@ -2,13 +2,11 @@
 
 #include "support/test.h"
 
-namespace {
-
-std::wstring widen(const std::string &text) { return {text.begin(), text.end()}; }
+static std::wstring widen(const std::string &text) { return {text.begin(), text.end()}; }
 
 /// "value@end errno" of a parser's narrow form, and the same of its wide twin.
 template <typename Narrow, typename Wide>
-std::pair<std::string, std::string> parseBoth(const std::string &text, Narrow narrow, Wide wide) {
+static std::pair<std::string, std::string> parseBoth(const std::string &text, Narrow narrow, Wide wide) {
     const std::wstring wide_text = widen(text);
     const char *end = nullptr;
     const wchar_t *wide_end = nullptr;
@@ -128,5 +126,3 @@ TEST(TimeOfDayFromText, ReadsOrNamesTheBadPart) {
         EXPECT_EQ(row[3].empty() ? "" : "34 strtotimeofday: " + row[3], log.text());
     }
 }
-
-}  // namespace
