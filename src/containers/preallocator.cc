@@ -107,10 +107,10 @@ bool checkSizes(const char *who, int err, uint64_t slab_size, uint64_t block_siz
 
 }  // namespace
 
-void vex::slab::releaseSlab(preallocator *a, Slab *slab) {
+void vex::slab::releaseSlab(preallocator *a, Slab *slab, Older older) {
     const vex::ErrnoGuard errno_guard;
     if ((a->flags & PREALLOCATOR_MLOCK) != 0) (void)munlock(slab, a->slab_size);
-    discardSlab(a, slab);
+    discardSlab(a, slab, older);
     giveToBudget(a);
 }
 
@@ -140,7 +140,7 @@ void preallocator_reinit(preallocator *a) {
     if (a == nullptr) return;
     for (Slab *slab = newestSlab(a); slab != nullptr;) {
         Slab *const older = slab->older;
-        releaseSlab(a, slab);
+        releaseSlab(a, slab, Older::kFollow);
         slab = older;
     }
     a->slabs = nullptr;

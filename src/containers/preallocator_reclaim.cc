@@ -58,7 +58,7 @@ int preallocator_slab_reclaim(preallocator *a, preallocator_move_fn move, void *
             __vex_assert_fail("target != ((void *)0)", __FILE__, __LINE__, __func__);
         move(block, target, a->block_size, user);
     }
-    releaseSlab(a, slab);
+    releaseSlab(a, slab, Older::kStay);
     return 1;
 }
 

@@ -82,12 +82,14 @@ inline void giveBlock(preallocator *a, void *p) {
 
 /// Memory for one more slab, with its flags set; nullptr with errno.
 Slab *obtainSlab(const preallocator *a);
+/// Whether the slabs older than one that is released stay or follow it.
+enum class Older { kStay, kFollow };
 /// Gives back the memory of the slab that was the newest.
-void discardSlab(const preallocator *a, Slab *slab);
+void discardSlab(const preallocator *a, Slab *slab, Older older);
 
 /// Unlocks and discards the slab that was the newest and is off the list, and gives it back to the
 /// budget.
-void releaseSlab(preallocator *a, Slab *slab);
+void releaseSlab(preallocator *a, Slab *slab, Older older);
 
 }  // namespace vex::slab
 

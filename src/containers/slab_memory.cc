@@ -70,7 +70,7 @@ Slab *obtainSlab(const preallocator *a) {
     return slab;
 }
 
-void discardSlab(const preallocator *a, Slab *slab) {
+void discardSlab(const preallocator *a, Slab *slab, Older older) {
     const uint32_t flags = slab->flags;
     if ((flags & kFromMalloc) != 0) {
         free(slab);
@@ -78,7 +78,7 @@ void discardSlab(const preallocator *a, Slab *slab) {
         (void)munmap(slab, a->slab_size);  // fails only for addresses that were never mapped
     } else if (isFirstInHugePage(slab)) {
         (void)munmap(slab, kHugePage);
-    } else {
+    } else if (older == Older::kStay) {  // else the page goes in one piece with its first slab
         (void)madvise(slab, a->slab_size, MADV_DONTNEED);
         slabBefore(a, slab)->flags |= kLastInPage;
     }
