@@ -88,7 +88,9 @@ VEX_API void *VexSetRemove(VexSet *set, const void *object);
 /** The first object in the set's order: by bucket, then by comparison. */
 VEX_API void *VexSetGetFirstObject(VexSet *set);
 /** The object after the one returned last; at first the first one. Objects may be put in and taken
- * out between the calls. At the end NULL, until VexSetGetFirstObject. */
+ * out between the calls. At the end NULL, until VexSetGetFirstObject.
+ * @note After a change the place is found by the object returned last: keep that one alive until
+ * this call is over, though it was taken out. VexSetGetFirstObject looks at no earlier object. */
 VEX_API void *VexSetGetNextObject(VexSet *set);
 /** Takes all objects out. 0, or -1. */
 VEX_API int VexSetReset(VexSet *set);
