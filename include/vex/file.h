@@ -191,7 +191,8 @@ VEX_API uint64_t get_millis(void);
 /** The milliseconds inside the wall clock's current second, 0 to 999. */
 VEX_API unsigned get_only_ms(void);
 /**
- * Seconds from now to a local time "YYYY-mm-dd HH:MM:SS", negative when that is past.
+ * Seconds from now to a local time "YYYY-mm-dd HH:MM:SS", negative when that is past. A day up to
+ * 31 that its month does not have counts into the next month, as mktime counts it.
  *
  * @return 0 with EINVAL, not logged, for a text that is no such time; errno is left alone
  * otherwise.
