@@ -118,6 +118,7 @@ TEST_F(CloudConfigTest, TheRegistryIsFoundInAnySectionAndNeverKept) {
     EXPECT_THAT(readFile(registry_), HasSubstr("[CloudConfig]\nConfigFilePath=" + path + "\n"));
     EXPECT_EQ(kFull, readFile(path)) << "what is there stays";
     writeFile(registry_, "[CloudConfig]\n");
+    EXPECT_EQ(-1, CloudConfig::InitCloudCfgFile("/proc/none/registry", path.c_str())) << "cannot be written";
     EXPECT_EQ(-1, CloudConfig::InitCloudCfgFile(registry_.c_str(), nullptr));
     EXPECT_EQ(0, InifileFlushAll());
     EXPECT_EQ("[CloudConfig]\n", readFile(registry_)) << "no default was planted";

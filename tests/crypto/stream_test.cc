@@ -200,6 +200,7 @@ TEST(StreamReader, StaysAtItsEndAndFailsForGood) {
     reset();
     EXPECT_EQ(-1, feed(magic(0x4001, kWindow) + block("ab", 8), 0));
     EXPECT_STREQ("Bad message", dcpCryptError(-1));
+    EXPECT_STREQ("internal error: unknown error value 77", dcpCryptError(77));
     EXPECT_EQ(-1, feed(bytes, 0));
     reset();
     EXPECT_EQ(0, feed(bytes.substr(0, 20), 0));
